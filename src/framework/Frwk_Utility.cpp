@@ -1,0 +1,1 @@
+#include "Frwk_Utility.h"

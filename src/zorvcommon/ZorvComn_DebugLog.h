@@ -1,0 +1,75 @@
+#pragma once
+// The process-wide debug log. Every function of the module reports through it with
+// one of the macros below; a call whose level is filtered out (or with the log
+// disabled) costs one relaxed atomic load: its arguments are not even evaluated.
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "ZorvComn_Synchronize.h"
+
+namespace ZorvCommon {
+
+namespace Storage {
+class Key;
+}
+
+enum LogLevel : uint32_t {
+    LogLevelTrace = 1,      // "[Enter] " and "[Leave] " lines
+    LogLevelInfo = 16,      // progress lines beginning "*** "
+    LogLevelError = 256,    // failure lines
+    LogLevelWarning = 4096,
+    LogLevelFatal = 65536,
+};
+
+class DebugLog {
+public:
+    DebugLog();
+    virtual ~DebugLog();
+    DebugLog(const DebugLog&) = delete;
+    DebugLog& operator=(const DebugLog&) = delete;
+
+    // Reads the configuration below configKey and, when enabled, loads
+    // traceLibraryFolder\ZorvDbg64.dll and hands it the configuration.
+    bool Initialize(const std::wstring& unitName, const Storage::Key& configKey,
+                    const std::wstring& traceLibraryFolder);
+    bool Uninitialize();
+
+    // sourceFile is the compiler's source path; only its last component is printed.
+    // format is a wide printf format with Microsoft semantics (%s takes a wide string).
+    bool Trace(const char* sourceFile, uint32_t line, uint32_t level, const wchar_t* format, ...);
+
+    // The fast filter the macros test before anything is formatted: the level mask
+    // while the log is initialized and enabled, 0 otherwise.
+    bool IsPassing(uint32_t level) const {
+        return (m_PassMask.load(std::memory_order_relaxed) & level) != 0;
+    }
+
+private:
+    void PublishPassMask();  // under the state lock
+
+    Synchronize::CriticalSection m_StateLock;
+    bool m_Initialized = false;
+    bool m_Enabled = false;
+    uint32_t m_LevelMask = 0;
+    std::wstring m_UnitName;
+    std::atomic<uint32_t> m_PassMask{0};
+    Synchronize::CriticalSection m_InitializeLock;
+};
+
+extern DebugLog g_DebugLog;
+
+}  // namespace ZorvCommon
+
+#define ZORV_LOG(level, ...)                                                           \
+    do {                                                                               \
+        if (::ZorvCommon::g_DebugLog.IsPassing(level)) {                               \
+            (void)::ZorvCommon::g_DebugLog.Trace(__FILE__, __LINE__, (level), __VA_ARGS__); \
+        }                                                                              \
+    } while (0)
+#define ZORV_TRACE(...) ZORV_LOG(::ZorvCommon::LogLevelTrace, __VA_ARGS__)
+#define ZORV_INFO(...) ZORV_LOG(::ZorvCommon::LogLevelInfo, __VA_ARGS__)
+#define ZORV_ERROR(...) ZORV_LOG(::ZorvCommon::LogLevelError, __VA_ARGS__)

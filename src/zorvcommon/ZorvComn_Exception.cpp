@@ -1,0 +1,30 @@
+#include "ZorvComn_Exception.h"
+
+#include <cstring>
+
+namespace ZorvCommon {
+namespace Exception {
+
+std::wstring SourceFileName(const char* sourcePath) {
+    if (sourcePath == nullptr) {
+        return std::wstring();
+    }
+    const char* start = sourcePath;
+    for (const char* p = sourcePath; *p != '\0'; ++p) {
+        if (*p == '\\' || *p == '/') {
+            start = p;
+        }
+    }
+    std::wstring name;
+    name.reserve(std::strlen(start) + 1);
+    if (*start != '\\' && *start != '/') {
+        name.push_back(L'\\');
+    }
+    for (const char* p = start; *p != '\0'; ++p) {
+        name.push_back(*p == '/' ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(*p)));
+    }
+    return name;
+}
+
+}  // namespace Exception
+}  // namespace ZorvCommon

@@ -1,0 +1,29 @@
+#pragma once
+// Root of the exceptions of the common library. They are thrown by pointer
+// (throw new ...) and the catcher deletes them; nothing is ever thrown across an
+// exported function.
+
+#include <cstdint>
+#include <string>
+
+namespace ZorvCommon {
+namespace Exception {
+
+class Base {
+public:
+    virtual ~Base() = default;
+};
+
+// The source file name as exceptions record it: from the last path separator on,
+// inclusive, written with a backslash ("\ZorvComn_Registry.cpp").
+std::wstring SourceFileName(const char* sourcePath);
+
+// HRESULT of a Win32 error: 0x80070000 | low 16 bits for a positive error, the value
+// itself otherwise.
+constexpr int32_t ResultFromWin32(uint32_t error) {
+    return static_cast<int32_t>(error) > 0 ? static_cast<int32_t>(0x80070000u | (error & 0xFFFFu))
+                                           : static_cast<int32_t>(error);
+}
+
+}  // namespace Exception
+}  // namespace ZorvCommon

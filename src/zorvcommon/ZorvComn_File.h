@@ -1,0 +1,56 @@
+#pragma once
+// A plain file. Every operation that can fail returns bool and writes a Win32 error
+// code (0 on success) through its optional last argument; nothing throws.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include "ZorvComn_Handle.h"
+
+namespace ZorvCommon {
+namespace AccessControl {
+class SecurityAttributes;
+}
+
+namespace Storage {
+
+class FileBase {
+public:
+    FileBase() = default;
+    explicit FileBase(std::wstring path) : m_Path(std::move(path)) {}
+    virtual ~FileBase() = default;  // closes the handle if open
+    FileBase(const FileBase&) = delete;
+    FileBase& operator=(const FileBase&) = delete;
+
+    virtual void SetFileName(const std::wstring& path);
+    virtual std::wstring GetFileName() const;
+    // 5010 when already open, 160 when the path is empty; else CreateFileW's error.
+    // securityAttributes may be null, or hold no descriptor: default security then.
+    virtual bool Open(AccessControl::SecurityAttributes* securityAttributes, DWORD desiredAccess,
+                      DWORD shareMode, DWORD creationDisposition, DWORD flagsAndAttributes,
+                      uint32_t* error = nullptr);
+    virtual bool Close(uint32_t* error = nullptr);
+    virtual bool SetPointer(int32_t distance, DWORD moveMethod, uint32_t* newPosition,
+                            uint32_t* error = nullptr);
+    // The buffer is zero-filled first; one ReadFile of size bytes. 0 bytes read fails
+    // with 38 (end of file), a short read with 13 (the count is still reported).
+    virtual bool Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t* error);
+    virtual bool Read(void* buffer, uint32_t size, uint32_t* error = nullptr);
+    virtual bool Write(const void* buffer, uint32_t size, uint32_t* bytesWritten,
+                       uint32_t* error = nullptr);
+    virtual bool GetSize(uint64_t* size, uint32_t* error = nullptr);
+    virtual bool Lock(uint32_t offset, uint32_t length, uint32_t* error = nullptr);
+    virtual bool Unlock(uint32_t offset, uint32_t length, uint32_t* error = nullptr);
+    virtual bool SetEnd(uint32_t* error = nullptr);
+
+    bool IsOpen() const { return m_File.is_valid(); }
+
+protected:
+    UniqueFile m_File;
+    std::wstring m_Path;
+};
+
+}  // namespace Storage
+}  // namespace ZorvCommon

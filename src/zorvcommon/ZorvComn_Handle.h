@@ -1,0 +1,88 @@
+#pragma once
+// One move-only owner per handle kind, defined by its close function and its invalid
+// value. reset() keeps GetLastError intact so that an owner can be dropped on an error
+// path before the error is read.
+
+#include <windows.h>
+
+#include <utility>
+
+namespace ZorvCommon {
+
+template <typename Traits>
+class UniqueHandle {
+public:
+    using Type = typename Traits::Type;
+
+    UniqueHandle() = default;
+    explicit UniqueHandle(Type value) : m_Value(value) {}
+    ~UniqueHandle() { reset(); }
+    UniqueHandle(const UniqueHandle&) = delete;
+    UniqueHandle& operator=(const UniqueHandle&) = delete;
+    UniqueHandle(UniqueHandle&& other) noexcept : m_Value(other.release()) {}
+    UniqueHandle& operator=(UniqueHandle&& other) noexcept {
+        if (this != &other) {
+            reset(other.release());
+        }
+        return *this;
+    }
+
+    Type get() const { return m_Value; }
+    bool is_valid() const { return Traits::IsValid(m_Value); }
+    explicit operator bool() const { return is_valid(); }
+
+    Type release() { return std::exchange(m_Value, Traits::Invalid()); }
+
+    void reset(Type value = Traits::Invalid()) {
+        Type old = std::exchange(m_Value, value);
+        if (Traits::IsValid(old)) {
+            const DWORD lastError = GetLastError();
+            Traits::Close(old);
+            SetLastError(lastError);
+        }
+    }
+
+    // For APIs that return the handle through an out-pointer.
+    Type* put() {
+        reset();
+        return &m_Value;
+    }
+
+private:
+    Type m_Value = Traits::Invalid();
+};
+
+struct RegKeyTraits {
+    using Type = HKEY;
+    static Type Invalid() { return nullptr; }
+    static bool IsValid(Type h) { return h != nullptr; }
+    static void Close(Type h) { RegCloseKey(h); }
+};
+
+struct FileTraits {
+    using Type = HANDLE;
+    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static bool IsValid(Type h) { return h != INVALID_HANDLE_VALUE && h != nullptr; }
+    static void Close(Type h) { CloseHandle(h); }
+};
+
+struct ModuleTraits {
+    using Type = HMODULE;
+    static Type Invalid() { return nullptr; }
+    static bool IsValid(Type h) { return h != nullptr; }
+    static void Close(Type h) { FreeLibrary(h); }
+};
+
+struct LocalMemTraits {
+    using Type = HLOCAL;
+    static Type Invalid() { return nullptr; }
+    static bool IsValid(Type h) { return h != nullptr; }
+    static void Close(Type h) { LocalFree(h); }
+};
+
+using UniqueRegKey = UniqueHandle<RegKeyTraits>;
+using UniqueFile = UniqueHandle<FileTraits>;
+using UniqueModule = UniqueHandle<ModuleTraits>;
+using UniqueLocalMem = UniqueHandle<LocalMemTraits>;
+
+}  // namespace ZorvCommon

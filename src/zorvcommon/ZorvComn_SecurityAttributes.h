@@ -1,0 +1,59 @@
+#pragma once
+// Security attributes for the objects the module creates: a DACL that grants a fixed
+// access mask to each of seven well-known trustees, wrapped in a self-contained
+// security descriptor. Construction failures are thrown (by pointer) as
+// AccessControl::Exception.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ZorvComn_Exception.h"
+
+namespace ZorvCommon {
+namespace AccessControl {
+
+enum ObjectKind : uint32_t {
+    ObjectKindFile = 0,
+    ObjectKindRegistryKey = 4,
+};
+
+class Exception : public ZorvCommon::Exception::Base {
+public:
+    Exception(uint32_t error, uint32_t line, const char* sourcePath)
+        : m_Result(ZorvCommon::Exception::ResultFromWin32(error)),
+          m_Error(error),
+          m_Line(line),
+          m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
+
+    int32_t m_Result;     // HRESULT of m_Error
+    uint32_t m_Error;     // Win32 error
+    uint32_t m_Line;
+    std::wstring m_File;
+};
+
+class SecurityAttributes {
+public:
+    // Builds the descriptor for the kind at once. Kinds 3, 7, 8 and above 12 are
+    // refused with error 50 (ERROR_NOT_SUPPORTED).
+    explicit SecurityAttributes(uint32_t kind);
+    virtual ~SecurityAttributes() = default;
+    SecurityAttributes(const SecurityAttributes&) = delete;
+    SecurityAttributes& operator=(const SecurityAttributes&) = delete;
+
+    // The record for RegCreateKeyExW / CreateFileW; null when no descriptor is held.
+    SECURITY_ATTRIBUTES* GetSecurityAttributes();
+    // The self-relative descriptor (owner and group unset, DACL present).
+    PSECURITY_DESCRIPTOR GetSecurityDescriptor();
+    uint32_t GetKind() const { return m_Kind; }
+
+private:
+    uint32_t m_Kind;
+    std::vector<uint8_t> m_Descriptor;  // self-relative security descriptor
+    SECURITY_ATTRIBUTES m_Attributes{};
+};
+
+}  // namespace AccessControl
+}  // namespace ZorvCommon

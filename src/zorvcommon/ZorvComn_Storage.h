@@ -1,0 +1,86 @@
+#pragma once
+// The store interface shared by the registry and INI-file backends, the key that names
+// a place to open, and the exception every throwing operation raises (by pointer:
+// throw new Exception(...); the catcher deletes it).
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ZorvComn_ByteArray.h"
+#include "ZorvComn_Exception.h"
+
+namespace ZorvCommon {
+namespace Storage {
+
+enum StorageType : uint32_t {
+    StorageTypeRegistry = 0,
+    StorageTypeIniFile = 1,
+    StorageTypeRegistryAlt = 4,  // also a registry key
+};
+
+// Which store, its root and its path. Registry: root handle + sub-key path.
+// INI file: file path + section name.
+class Key {
+public:
+    Key(uint32_t type, HKEY root, std::wstring subKey)
+        : m_Type(type), m_Root(root), m_SubKey(std::move(subKey)) {}
+    Key(uint32_t type, std::wstring filePath, std::wstring section)
+        : m_Type(type), m_FilePath(std::move(filePath)), m_SubKey(std::move(section)) {}
+    virtual ~Key() = default;
+
+    uint32_t m_Type;
+    HKEY m_Root = nullptr;      // registry root, e.g. HKEY_LOCAL_MACHINE
+    std::wstring m_FilePath;    // INI file path
+    std::wstring m_SubKey;      // registry sub-key path, or the INI section name
+};
+
+class Exception : public ZorvCommon::Exception::Base {
+public:
+    Exception(uint32_t error, uint32_t line, const char* sourcePath)
+        : m_Error(error), m_Line(line), m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
+
+    uint32_t m_Error;     // Win32 error code
+    uint32_t m_Line;      // source line of the throw
+    std::wstring m_File;  // source file name from the last backslash on
+};
+
+// The 22 operations, in slot order. Every throwing query first fails with 6 when no
+// key or section is open.
+class Base {
+public:
+    virtual ~Base() = default;                                                   // 1
+    virtual bool Open(const Key& key, const std::wstring& name) = 0;             // 2
+    virtual bool Create(const Key& key, const std::wstring& name) = 0;           // 3
+    virtual bool OpenForDelete(const Key& key, const std::wstring& name) = 0;    // 4
+    virtual bool OpenForEnum(const Key& key, const std::wstring& name) = 0;      // 5
+    virtual bool Close() = 0;                                                    // 6
+    virtual bool Flush() = 0;                                                    // 7
+    virtual bool QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) = 0;  // 8
+    virtual bool QueryBinary(const std::wstring& name, ByteArray& value) = 0;    // 9
+    virtual std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue,
+                                     uint32_t* error) = 0;                       // 10
+    virtual std::wstring QueryString(const std::wstring& name,
+                                     const std::wstring& defaultValue) = 0;      // 11
+    virtual uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue,
+                                 uint32_t* error) = 0;                           // 12
+    virtual uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue) = 0;  // 13
+    virtual bool SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) = 0;  // 14
+    virtual bool SetString(const std::wstring& name, const std::wstring& text) = 0;  // 15
+    virtual bool SetUint64(const std::wstring& name, uint64_t value) = 0;        // 16
+    virtual bool SetUint32(const std::wstring& name, uint32_t value) = 0;        // 17
+    virtual bool DeleteKey(const std::wstring& name) = 0;                        // 18
+    virtual bool DeleteValue(const wchar_t* name) = 0;                           // 19
+    virtual bool DeleteValue(const std::wstring& name) = 0;                      // 20
+    virtual bool EnumKeys(std::vector<std::wstring>& names) = 0;                 // 21
+    virtual bool EnumValues(std::vector<std::wstring>& names) = 0;               // 22
+};
+
+}  // namespace Storage
+}  // namespace ZorvCommon
+
+// Raises a Storage::Exception for a Win32 error at the current source line.
+#define ZORV_THROW_STORAGE(error) \
+    throw new ::ZorvCommon::Storage::Exception(static_cast<uint32_t>(error), __LINE__, __FILE__)

@@ -1,0 +1,44 @@
+#pragma once
+// Critical section and the scoped lock over it.
+
+#include <windows.h>
+
+namespace ZorvCommon {
+namespace Synchronize {
+
+class CriticalSection {
+public:
+    CriticalSection() { InitializeCriticalSection(&m_Section); }
+    virtual ~CriticalSection() { DeleteCriticalSection(&m_Section); }
+    CriticalSection(const CriticalSection&) = delete;
+    CriticalSection& operator=(const CriticalSection&) = delete;
+
+    virtual void Lock() { EnterCriticalSection(&m_Section); }
+    virtual void Unlock() { LeaveCriticalSection(&m_Section); }
+
+private:
+    CRITICAL_SECTION m_Section;
+};
+
+// Locks on construction, unlocks in its destructor when it holds a section.
+class SingleLock {
+public:
+    explicit SingleLock(CriticalSection* pSection) : m_pSection(pSection) {
+        if (m_pSection != nullptr) {
+            m_pSection->Lock();
+        }
+    }
+    ~SingleLock() {
+        if (m_pSection != nullptr) {
+            m_pSection->Unlock();
+        }
+    }
+    SingleLock(const SingleLock&) = delete;
+    SingleLock& operator=(const SingleLock&) = delete;
+
+private:
+    CriticalSection* m_pSection;
+};
+
+}  // namespace Synchronize
+}  // namespace ZorvCommon

@@ -1,0 +1,90 @@
+#pragma once
+// The fixture kit: each resource a test touches has one RAII owner that leaves the
+// machine as it found it, even when the test fails.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace TestSupport {
+
+// HKCU\Software\OstrelTests\<suite>: deleted and created fresh, removed afterwards.
+class ScratchRegistryKey {
+public:
+    explicit ScratchRegistryKey(const std::wstring& suite, HKEY root = HKEY_CURRENT_USER);
+    ~ScratchRegistryKey();
+    ScratchRegistryKey(const ScratchRegistryKey&) = delete;
+    ScratchRegistryKey& operator=(const ScratchRegistryKey&) = delete;
+
+    HKEY Root() const { return m_Root; }
+    const std::wstring& Path() const { return m_Path; }  // "Software\OstrelTests\<suite>"
+    std::wstring Child(const std::wstring& name) const { return m_Path + L"\\" + name; }
+
+private:
+    HKEY m_Root;
+    std::wstring m_Path;
+};
+
+// A fresh folder under the temporary directory, removed with its contents afterwards.
+class ScratchFolder {
+public:
+    explicit ScratchFolder(const std::wstring& suite);
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    const std::wstring& Path() const { return m_Path; }  // ends without a backslash
+    std::wstring File(const std::wstring& name) const { return m_Path + L"\\" + name; }
+
+private:
+    std::wstring m_Path;
+};
+
+// Takes a copy of HKLM\Software\Ulvenhart\Hearthward (64-bit view) and restores it
+// on destruction; the setters change the live key in between.
+class ProductKey {
+public:
+    static constexpr const wchar_t* kPath = L"Software\\Ulvenhart\\Hearthward";
+    static constexpr const wchar_t* kDebugLogPath = L"Software\\Ulvenhart\\Hearthward\\1\\DebugLog";
+
+    ProductKey();
+    ~ProductKey();
+    ProductKey(const ProductKey&) = delete;
+    ProductKey& operator=(const ProductKey&) = delete;
+
+    void SetInstalledFolder(const std::wstring& folder);
+    void SetVersion(const std::wstring& version);
+    void RemoveValue(const wchar_t* name);
+    void RemoveKey();  // the whole product key
+    // Debug-log settings of the interactive (or service) session sub-key.
+    void SetDebugLogUint32(const wchar_t* name, uint32_t value, bool serviceSession = false);
+    void SetDebugLogString(const wchar_t* name, const std::wstring& value,
+                           bool serviceSession = false);
+    void ClearDebugLog();
+
+private:
+    bool m_Existed;
+    std::wstring m_BackupPath;  // HKCU\Software\OstrelTests\ProductKeyBackup-<pid>
+};
+
+// Registry helpers for assertions.
+std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                           REGSAM view = 0);
+bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view = 0);
+bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
+void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
+                   const void* data, DWORD size, REGSAM view = 0);
+
+// Files.
+void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes);
+std::vector<uint8_t> ReadFileBytes(const std::wstring& path);
+bool FileExists(const std::wstring& path);
+
+// Folder of the running test executable, with a trailing backslash.
+std::wstring ExecutableFolder();
+// build\bin\ (the shipped binaries), found from the test executable's folder.
+std::wstring BinFolder();
+
+}  // namespace TestSupport
