@@ -1,16 +1,11 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test suite under Wine. Exits non-zero on any failure.
+# Extra arguments go to ctest (e.g. -R storage).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
 
-"$OSTREL_ROOT/scripts/setup.sh"
+"$OSTREL_ROOT/scripts/build.sh"
 
-say "configuring $BUILD_DIR"
-cmake -S "$OSTREL_ROOT" -B "$BUILD_DIR" -G Ninja \
-      -DCMAKE_TOOLCHAIN_FILE="$OSTREL_ROOT/cmake/mingw-w64-x86_64.cmake" \
-      -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-say "building"
-cmake --build "$BUILD_DIR"
 say "running the tests under Wine"
 status=0
 ctest --test-dir "$BUILD_DIR" --output-on-failure -j1 "$@" || status=$?

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "ZorvComn_Synchronize.h"
+#include "ZorvComn_ZorvDbg.h"
 
 namespace ZorvCommon {
 
@@ -18,9 +19,9 @@ class Key;
 }
 
 enum LogLevel : uint32_t {
-    LogLevelTrace = 1,      // "[Enter] " and "[Leave] " lines
-    LogLevelInfo = 16,      // progress lines beginning "*** "
-    LogLevelError = 256,    // failure lines
+    LogLevelTrace = 1,    // "[Enter] " and "[Leave] " lines
+    LogLevelInfo = 16,    // progress lines beginning "*** "
+    LogLevelError = 256,  // failure lines
     LogLevelWarning = 4096,
     LogLevelFatal = 65536,
 };
@@ -49,6 +50,8 @@ public:
     }
 
 private:
+    bool LoadTraceLibrary(const std::wstring& traceLibraryFolder, const DebugLogConfig& config);
+    bool HandOver(const SYSTEMTIME& time, const std::wstring& line);
     void PublishPassMask();  // under the state lock
 
     Synchronize::CriticalSection m_StateLock;
@@ -56,6 +59,8 @@ private:
     bool m_Enabled = false;
     uint32_t m_LevelMask = 0;
     std::wstring m_UnitName;
+    Library::ZorvDbg m_TraceLibrary;
+    void* m_TraceHandle = nullptr;
     std::atomic<uint32_t> m_PassMask{0};
     Synchronize::CriticalSection m_InitializeLock;
 };
@@ -64,11 +69,11 @@ extern DebugLog g_DebugLog;
 
 }  // namespace ZorvCommon
 
-#define ZORV_LOG(level, ...)                                                           \
-    do {                                                                               \
-        if (::ZorvCommon::g_DebugLog.IsPassing(level)) {                               \
+#define ZORV_LOG(level, ...)                                                                \
+    do {                                                                                    \
+        if (::ZorvCommon::g_DebugLog.IsPassing(level)) {                                    \
             (void)::ZorvCommon::g_DebugLog.Trace(__FILE__, __LINE__, (level), __VA_ARGS__); \
-        }                                                                              \
+        }                                                                                   \
     } while (0)
 #define ZORV_TRACE(...) ZORV_LOG(::ZorvCommon::LogLevelTrace, __VA_ARGS__)
 #define ZORV_INFO(...) ZORV_LOG(::ZorvCommon::LogLevelInfo, __VA_ARGS__)

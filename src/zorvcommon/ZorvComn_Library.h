@@ -46,7 +46,7 @@ private:
 };
 
 // The full path of a file in the system directory (for system libraries loaded at run
-// time: never resolved through the search path).
+// time: never resolved through the search path); empty when the folder is unknown.
 std::wstring SystemDirectoryPath(const wchar_t* fileName);
 
 }  // namespace Library

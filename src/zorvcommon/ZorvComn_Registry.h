@@ -13,6 +13,8 @@ enum RegistryView : uint32_t {
     RegistryView64 = 2,  // KEY_WOW64_64KEY
 };
 
+// The non-throwing queries set *error (when given) to 0, or to the code of the storage
+// exception they caught. A failed open or create leaves an already open key as it was.
 class Registry : public Base {
 public:
     explicit Registry(uint32_t view = RegistryViewDefault);
@@ -50,6 +52,11 @@ public:
 
 private:
     bool OpenWith(const Key& key, const std::wstring& name, REGSAM access);
+    bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
+    // Takes over a key just opened or created, or throws the status of the attempt.
+    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
+               const wchar_t* method);
+    REGSAM ViewFlag() const;
     void RequireOpen() const;
 
     UniqueRegKey m_Key;

@@ -8,6 +8,9 @@ namespace {
 
 constexpr const wchar_t* kTestsRoot = L"Software\\OstrelTests";
 
+// Nested ProductKey fixtures each keep their own copy; they restore in reverse order.
+LONG g_BackupCount = 0;
+
 void Check(LSTATUS status, const char* what) {
     if (status != ERROR_SUCCESS) {
         throw std::runtime_error(std::string(what) + " failed: " + std::to_string(status));
@@ -83,7 +86,8 @@ ScratchFolder::~ScratchFolder() { RemoveFolder(m_Path); }
 ProductKey::ProductKey()
     : m_Existed(RegKeyExists(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY)),
       m_BackupPath(std::wstring(kTestsRoot) + L"\\ProductKeyBackup-" +
-                   std::to_wstring(GetCurrentProcessId())) {
+                   std::to_wstring(GetCurrentProcessId()) + L"-" +
+                   std::to_wstring(InterlockedIncrement(&g_BackupCount))) {
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
     if (m_Existed) {
         HKEY source = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);

@@ -1,0 +1,235 @@
+#include "ZorvComn_Platform.h"
+
+#include <windows.h>
+
+#include "ZorvComn_Handle.h"
+#include "ZorvComn_Library.h"
+
+namespace ZorvCommon {
+namespace Platform {
+namespace {
+
+constexpr uint32_t kAnyNtClass = 13;
+constexpr uint32_t kNt5OrLaterClass = 14;
+
+bool IsNt(const VersionRecord& v) {
+    return v.PlatformId == PlatformNt;
+}
+bool IsNtVersion(const VersionRecord& v, uint32_t major, uint32_t minor) {
+    return IsNt(v) && v.Major == major && v.Minor == minor;
+}
+
+// NT after 5.1, or 5.1 with at least the given service pack.
+bool IsXpServicePackOrLater(const VersionRecord& v, uint16_t servicePack) {
+    return IsNt(v) && (v.Major > 5 || (v.Major == 5 && v.Minor > 1) ||
+                       (v.Major == 5 && v.Minor == 1 && v.ServicePackMajor >= servicePack));
+}
+
+// NT after 6.0, or 6.0 with at least the given service pack.
+bool IsVistaServicePackOrLater(const VersionRecord& v, uint16_t servicePack) {
+    return IsNt(v) && (v.Major > 6 || (v.Major == 6 && v.Minor > 0) ||
+                       (v.Major == 6 && v.Minor == 0 && v.ServicePackMajor >= servicePack));
+}
+
+bool IsSixPointOneFamily(const VersionRecord& v) {
+    return IsNt(v) && v.Major == 6 && v.Minor >= 1;
+}
+
+bool NeedsBitness(uint32_t versionClass) {
+    return versionClass == 7 || versionClass == 8 || versionClass == 10 || versionClass == 11;
+}
+
+template <typename Function>
+Function ProcAddress(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+// kernel32 is always mapped: looked up by name, never loaded from elsewhere.
+template <typename Function>
+Function Kernel32Proc(const char* name) {
+    const HMODULE kernel32 = GetModuleHandleW(L"kernel32.dll");
+    return kernel32 == nullptr ? nullptr : ProcAddress<Function>(kernel32, name);
+}
+
+struct LiveVersion {
+    VersionRecord Record;
+    uint32_t Error = 0;
+};
+
+const LiveVersion& Live() {
+    static const LiveVersion live = [] {
+        LiveVersion result;
+        OSVERSIONINFOEXW info = {};
+        info.dwOSVersionInfoSize = sizeof(info);
+        if (!GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&info))) {
+            result.Error = GetLastError();
+            return result;
+        }
+        result.Record.PlatformId = info.dwPlatformId;
+        result.Record.Major = info.dwMajorVersion;
+        result.Record.Minor = info.dwMinorVersion;
+        result.Record.Build = info.dwBuildNumber;
+        result.Record.ProductType = info.wProductType;
+        result.Record.ServicePackMajor = info.wServicePackMajor;
+        return result;
+    }();
+    return live;
+}
+
+struct NativeArchitecture {
+    uint16_t Architecture = 0xFFFF;
+    uint32_t Error = 0;
+};
+
+const NativeArchitecture& Native() {
+    static const NativeArchitecture native = [] {
+        NativeArchitecture result;
+        const auto getNativeSystemInfo =
+            Kernel32Proc<decltype(&GetNativeSystemInfo)>("GetNativeSystemInfo");
+        if (getNativeSystemInfo == nullptr) {
+            result.Error = GetLastError();
+            return result;
+        }
+        SYSTEM_INFO info = {};
+        getNativeSystemInfo(&info);
+        result.Architecture = info.wProcessorArchitecture;
+        return result;
+    }();
+    return native;
+}
+
+}  // namespace
+
+bool IsVersionClassOf(const VersionRecord& v, bool is64bit, uint32_t versionClass) {
+    switch (versionClass) {
+        case 0:
+            return v.PlatformId == PlatformWindows9x && v.Major == 4 && v.Minor == 90;
+        case 1:
+            return v.PlatformId == PlatformWindows9x;
+        case 2:
+            return IsNtVersion(v, 5, 0);
+        case 3:
+            return IsNtVersion(v, 5, 2) && v.ProductType == ProductServer;
+        case 4:
+            return IsNtVersion(v, 5, 1) && v.ProductType == ProductWorkstation;
+        case 5:
+            return IsNtVersion(v, 5, 2) && v.ProductType == ProductWorkstation;
+        case 6:
+            return (IsNtVersion(v, 5, 1) || IsNtVersion(v, 5, 2)) &&
+                   v.ProductType == ProductWorkstation;
+        case 7:
+            return IsNtVersion(v, 6, 0) && !is64bit;
+        case 8:
+            return IsNtVersion(v, 6, 0) && is64bit;
+        case 9:
+            return IsNtVersion(v, 6, 0);
+        case 10:
+            return IsSixPointOneFamily(v) && !is64bit;
+        case 11:
+            return IsSixPointOneFamily(v) && is64bit;
+        case 12:
+            return IsSixPointOneFamily(v);
+        case kAnyNtClass:
+            return IsNt(v);
+        case kNt5OrLaterClass:
+            return IsNt(v) && v.Major >= 5;
+        case 15:
+            return IsNt(v) && ((v.Major == 5 && v.Minor >= 1) || v.Major >= 6);
+        case 16:
+        case 17:
+        case 18:
+            return IsXpServicePackOrLater(v, static_cast<uint16_t>(versionClass - 15));
+        case 19:
+            return IsNt(v) && v.Major >= 6;
+        case 20:
+        case 21:
+            return IsVistaServicePackOrLater(v, static_cast<uint16_t>(versionClass - 19));
+        case 22:
+            // Minor >= 1 also for majors above 6: 7.0 and 10.0 do not match (kept so).
+            return IsNt(v) && v.Major >= 6 && v.Minor >= 1;
+        default:
+            return false;
+    }
+}
+
+bool IsVersionClass(uint32_t versionClass) {
+    const LiveVersion& live = Live();
+    if (live.Error != 0 || versionClass > kLastVersionClass) {
+        return false;
+    }
+    bool is64bit = false;
+    if (NeedsBitness(versionClass) && !IsWindows64bit(is64bit)) {
+        return false;
+    }
+    return IsVersionClassOf(live.Record, is64bit, versionClass);
+}
+
+bool GetVersionRecord(VersionRecord& version) {
+    const LiveVersion& live = Live();
+    if (live.Error != 0) {
+        return false;
+    }
+    version = live.Record;
+    return true;
+}
+
+uint32_t GetVersionError() {
+    return Live().Error;
+}
+
+bool IsWindows64bit(bool& is64bit, uint32_t* error) {
+    const NativeArchitecture& native = Native();
+    if (native.Error != 0) {
+        if (error != nullptr) {
+            *error = native.Error;
+        }
+        return false;
+    }
+    is64bit = native.Architecture == PROCESSOR_ARCHITECTURE_AMD64;
+    return true;
+}
+
+bool GetSessionId(uint32_t& sessionId) {
+    sessionId = 0xFFFFFFFF;
+    if (!IsVersionClass(kNt5OrLaterClass)) {
+        return false;
+    }
+    const auto processIdToSessionId =
+        Kernel32Proc<decltype(&ProcessIdToSessionId)>("ProcessIdToSessionId");
+    DWORD session = 0;
+    if (processIdToSessionId == nullptr || !processIdToSessionId(GetCurrentProcessId(), &session)) {
+        return false;
+    }
+    sessionId = session;
+    return true;
+}
+
+bool IsTokenMemberOf(uint32_t wellKnownSidType, bool& isMember) {
+    if (!IsVersionClass(kNt5OrLaterClass)) {
+        return false;
+    }
+    UniqueModule advapi32(LoadLibraryW(Library::SystemDirectoryPath(L"advapi32.dll").c_str()));
+    if (!advapi32) {
+        return false;
+    }
+    const auto createWellKnownSid =
+        ProcAddress<decltype(&CreateWellKnownSid)>(advapi32.get(), "CreateWellKnownSid");
+    const auto checkTokenMembership =
+        ProcAddress<decltype(&CheckTokenMembership)>(advapi32.get(), "CheckTokenMembership");
+    if (createWellKnownSid == nullptr || checkTokenMembership == nullptr) {
+        return false;
+    }
+    BYTE sid[SECURITY_MAX_SID_SIZE];
+    DWORD cbSid = sizeof(sid);
+    BOOL member = FALSE;
+    if (!createWellKnownSid(static_cast<WELL_KNOWN_SID_TYPE>(wellKnownSidType), nullptr, sid,
+                            &cbSid) ||
+        !checkTokenMembership(nullptr, sid, &member)) {
+        return false;
+    }
+    isMember = member != FALSE;
+    return true;
+}
+
+}  // namespace Platform
+}  // namespace ZorvCommon

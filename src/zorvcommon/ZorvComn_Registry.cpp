@@ -1,0 +1,323 @@
+#include "ZorvComn_Registry.h"
+
+#include <cstring>
+
+#include "ZorvComn_DebugLog.h"
+#include "ZorvComn_SecurityAttributes.h"
+
+namespace ZorvCommon {
+namespace Storage {
+namespace {
+
+constexpr REGSAM kCreateAccess = KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
+constexpr REGSAM kDeleteAccess = DELETE | KEY_SET_VALUE;
+constexpr REGSAM kEnumAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
+// The longest value name the registry allows, plus the terminator (key names are shorter).
+constexpr DWORD kMaxNameChars = 16384;
+
+void Check(LSTATUS status, uint32_t line) {
+    if (status != ERROR_SUCCESS) {
+        throw new Exception(static_cast<uint32_t>(status), line, __FILE__);
+    }
+}
+
+void SetError(uint32_t* error, uint32_t code) {
+    if (error != nullptr) {
+        *error = code;
+    }
+}
+
+// Runs a throwing query; a storage failure gives the default and its code instead.
+template <typename Result, typename Query>
+Result QueryOrDefault(Query query, const Result& defaultValue, uint32_t* error) {
+    try {
+        Result result = query();
+        SetError(error, ERROR_SUCCESS);
+        return result;
+    } catch (Exception* e) {
+        SetError(error, e->m_Error);
+        delete e;
+        return defaultValue;
+    }
+}
+
+// The value's type and bytes: the size first, then the data, asking again while the
+// value grows between the calls.
+DWORD QueryBytes(HKEY key, const std::wstring& name, std::vector<uint8_t>& bytes) {
+    DWORD type = REG_NONE;
+    DWORD cbData = 0;
+    Check(RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &cbData), __LINE__);
+    for (;;) {
+        bytes.assign(cbData, 0);
+        const LSTATUS status =
+            RegQueryValueExW(key, name.c_str(), nullptr, &type, bytes.data(), &cbData);
+        if (status != ERROR_MORE_DATA) {
+            Check(status, __LINE__);
+            bytes.resize(cbData);
+            return type;
+        }
+    }
+}
+
+template <typename Number>
+Number QueryNumber(HKEY key, const std::wstring& name, DWORD expectedType) {
+    std::vector<uint8_t> bytes;
+    if (QueryBytes(key, name, bytes) != expectedType || bytes.size() != sizeof(Number)) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    Number value;
+    std::memcpy(&value, bytes.data(), sizeof(Number));
+    return value;
+}
+
+// RegEnumKeyExW and RegEnumValueW alike: names from index 0 up to ERROR_NO_MORE_ITEMS.
+template <typename Enumerate>
+void EnumNames(HKEY key, Enumerate enumerate, std::vector<std::wstring>& names) {
+    std::vector<wchar_t> buffer(kMaxNameChars);
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = kMaxNameChars;
+        const LSTATUS status =
+            enumerate(key, index, buffer.data(), &cchName, nullptr, nullptr, nullptr, nullptr);
+        if (status == ERROR_NO_MORE_ITEMS) {
+            return;
+        }
+        Check(status, __LINE__);
+        names.emplace_back(buffer.data(), cchName);
+    }
+}
+
+}  // namespace
+
+std::wstring JoinKeyPath(const std::wstring& base, const std::wstring& name) {
+    if (name.empty()) {
+        return base;
+    }
+    if (base.empty() || base.back() == L'\\') {
+        return base + name;
+    }
+    return base + L"\\" + name;
+}
+
+Registry::Registry(uint32_t view) : m_View(view) {}
+
+Registry::~Registry() = default;
+
+REGSAM Registry::ViewFlag() const {
+    switch (m_View) {
+        case RegistryView32:
+            return KEY_WOW64_32KEY;
+        case RegistryView64:
+            return KEY_WOW64_64KEY;
+        default:
+            return 0;
+    }
+}
+
+void Registry::RequireOpen() const {
+    if (!m_Key) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_HANDLE);
+    }
+}
+
+bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
+                     const wchar_t* method) {
+    if (status != ERROR_SUCCESS) {
+        ZORV_ERROR(L"*** Registry::%s() - failed. [0x%08x] [%s]", method, status, path.c_str());
+        ZORV_THROW_STORAGE(status);
+    }
+    m_Key = std::move(opened);
+    m_Path = path;
+    return true;
+}
+
+bool Registry::OpenWith(const Key& key, const std::wstring& name, REGSAM access) {
+    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
+    UniqueRegKey opened;
+    const LSTATUS status =
+        RegOpenKeyExW(key.m_Root, path.c_str(), 0, access | ViewFlag(), opened.put());
+    return Adopt(status, opened, path, L"Open");
+}
+
+bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM access) {
+    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
+    AccessControl::SecurityAttributes security(AccessControl::ObjectKindRegistryKey);
+    UniqueRegKey created;
+    const LSTATUS status = RegCreateKeyExW(
+        key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access | ViewFlag(),
+        security.GetSecurityAttributes(), created.put(), nullptr);
+    return Adopt(status, created, path, L"Create");
+}
+
+bool Registry::Open(const Key& key, const std::wstring& name) {
+    return OpenWith(key, name, KEY_QUERY_VALUE);
+}
+
+bool Registry::Create(const Key& key, const std::wstring& name) {
+    return CreateWith(key, name, kCreateAccess);
+}
+
+bool Registry::CreateAllAccess(const Key& key, const std::wstring& name) {
+    return CreateWith(key, name, KEY_ALL_ACCESS);
+}
+
+bool Registry::OpenForDelete(const Key& key, const std::wstring& name) {
+    return OpenWith(key, name, kDeleteAccess);
+}
+
+bool Registry::OpenForEnum(const Key& key, const std::wstring& name) {
+    return OpenWith(key, name, kEnumAccess);
+}
+
+bool Registry::Close() {
+    RequireOpen();
+    m_Key.reset();
+    m_Path.clear();
+    return true;
+}
+
+bool Registry::Flush() {
+    RequireOpen();
+    Check(RegFlushKey(m_Key.get()), __LINE__);
+    return true;
+}
+
+bool Registry::QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) {
+    return QueryOrDefault([&] { return QueryBinary(name, value); }, false, error);
+}
+
+// The array is replaced only once the value has been read; a zero-length value leaves
+// it empty.
+bool Registry::QueryBinary(const std::wstring& name, ByteArray& value) {
+    RequireOpen();
+    std::vector<uint8_t> bytes;
+    if (QueryBytes(m_Key.get(), name, bytes) != REG_BINARY) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    value.Free();
+    if (bytes.empty()) {
+        return true;
+    }
+    uint32_t error = ERROR_SUCCESS;
+    if (!value.Create(bytes.size(), &error)) {
+        ZORV_THROW_STORAGE(error);
+    }
+    std::memcpy(value.Data(), bytes.data(), bytes.size());
+    value.SetLength(bytes.size());
+    return true;
+}
+
+std::wstring Registry::QueryString(const std::wstring& name, const std::wstring& defaultValue,
+                                   uint32_t* error) {
+    return QueryOrDefault([&] { return QueryString(name, defaultValue); }, defaultValue, error);
+}
+
+// The stored text need not be terminated and its byte count may be odd: the count is
+// rounded up and the text ends at the first NUL or at the end of the data.
+std::wstring Registry::QueryString(const std::wstring& name, const std::wstring&) {
+    RequireOpen();
+    std::vector<uint8_t> bytes;
+    const DWORD type = QueryBytes(m_Key.get(), name, bytes);
+    if (type != REG_SZ && type != REG_EXPAND_SZ) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    std::wstring text((bytes.size() + 1) / sizeof(wchar_t), L'\0');
+    if (!bytes.empty()) {
+        std::memcpy(&text[0], bytes.data(), bytes.size());
+    }
+    text.resize(wcsnlen(text.c_str(), text.size()));
+    return text;
+}
+
+uint32_t Registry::QueryUint32(const std::wstring& name, uint32_t defaultValue, uint32_t* error) {
+    return QueryOrDefault([&] { return QueryUint32(name, defaultValue); }, defaultValue, error);
+}
+
+uint32_t Registry::QueryUint32(const std::wstring& name, uint32_t) {
+    RequireOpen();
+    return QueryNumber<uint32_t>(m_Key.get(), name, REG_DWORD);
+}
+
+uint64_t Registry::QueryUint64(const std::wstring& name) {
+    RequireOpen();
+    return QueryNumber<uint64_t>(m_Key.get(), name, REG_QWORD);
+}
+
+bool Registry::SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) {
+    RequireOpen();
+    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_BINARY, bytes, length), __LINE__);
+    return true;
+}
+
+bool Registry::SetString(const std::wstring& name, const std::wstring& text) {
+    RequireOpen();
+    const DWORD cbText = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
+    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_SZ,
+                         reinterpret_cast<const BYTE*>(text.c_str()), cbText),
+          __LINE__);
+    return true;
+}
+
+bool Registry::SetUint64(const std::wstring& name, uint64_t value) {
+    RequireOpen();
+    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_QWORD,
+                         reinterpret_cast<const BYTE*>(&value), sizeof(value)),
+          __LINE__);
+    return true;
+}
+
+bool Registry::SetUint32(const std::wstring& name, uint32_t value) {
+    RequireOpen();
+    const DWORD data = value;
+    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_DWORD,
+                         reinterpret_cast<const BYTE*>(&data), sizeof(data)),
+          __LINE__);
+    return true;
+}
+
+// One level only: a key that still has sub-keys is refused by the registry.
+bool Registry::DeleteKey(const std::wstring& name) {
+    RequireOpen();
+    Check(RegDeleteKeyExW(m_Key.get(), name.c_str(), ViewFlag(), 0), __LINE__);
+    return true;
+}
+
+bool Registry::DeleteValue(const wchar_t* name) {
+    return DeleteValue(std::wstring(name != nullptr ? name : L""));
+}
+
+bool Registry::DeleteValue(const std::wstring& name) {
+    RequireOpen();
+    Check(RegDeleteValueW(m_Key.get(), name.c_str()), __LINE__);
+    return true;
+}
+
+bool Registry::EnumKeys(std::vector<std::wstring>& names) {
+    RequireOpen();
+    EnumNames(m_Key.get(), RegEnumKeyExW, names);
+    return true;
+}
+
+bool Registry::EnumValues(std::vector<std::wstring>& names) {
+    RequireOpen();
+    EnumNames(m_Key.get(), RegEnumValueW, names);
+    return true;
+}
+
+namespace Reg {
+
+uint32_t QueryValue(HKEY root, const std::wstring& subKey, const std::wstring& name,
+                    const std::wstring& defaultValue, std::wstring& value, uint32_t view) {
+    uint32_t error = ERROR_SUCCESS;
+    value = QueryOrDefault(
+        [&] {
+            Registry registry(view);
+            registry.Open(Key(StorageTypeRegistry, root, subKey), std::wstring());
+            return registry.QueryString(name, defaultValue);
+        },
+        defaultValue, &error);
+    return error;
+}
+
+}  // namespace Reg
+}  // namespace Storage
+}  // namespace ZorvCommon

@@ -1,0 +1,122 @@
+#include "ZorvComn_String.h"
+
+#include <windows.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <memory>
+#include <new>
+
+namespace ZorvCommon {
+namespace String {
+namespace {
+
+constexpr size_t kFormatStep = 256;
+constexpr uint32_t kAllocationFailed = 6;
+// A format that keeps failing for another reason than size would otherwise grow the
+// buffer until memory runs out.
+constexpr size_t kFormatLimit = 16 * 1024 * 1024;
+
+// Converts with errno saved and restored: success needs no ERANGE and the whole
+// (non-empty) text consumed.
+template <typename Number, typename Convert>
+bool ParseWhole(const std::wstring& text, int base, Number& value, Convert convert) {
+    int savedErrno = 0;
+    if (_get_errno(&savedErrno) != 0 || _set_errno(0) != 0) {
+        return false;
+    }
+    const wchar_t* start = text.c_str();
+    wchar_t* end = nullptr;
+    const Number converted = convert(start, &end, base);
+    int conversionErrno = 0;
+    const bool readErrno = _get_errno(&conversionErrno) == 0;
+    const bool whole = end != nullptr && end != start && *end == L'\0';
+    if (_set_errno(savedErrno) != 0 || !readErrno || conversionErrno == ERANGE || !whole) {
+        return false;
+    }
+    value = converted;
+    return true;
+}
+
+uint32_t ToUint32(const wchar_t* text, wchar_t** end, int base) {
+    return static_cast<uint32_t>(wcstoul(text, end, base));
+}
+
+uint64_t ToUint64(const wchar_t* text, wchar_t** end, int base) {
+    return _wcstoui64(text, end, base);
+}
+
+}  // namespace
+
+bool StrToUl(const std::wstring& text, uint32_t& value) {
+    return ParseWhole(text, 0, value, ToUint32);
+}
+
+bool StrToUI64(const std::wstring& text, uint64_t& value) {
+    return ParseWhole(text, 0, value, ToUint64);
+}
+
+bool StrToUlDecimal(const std::wstring& text, uint32_t& value) {
+    return ParseWhole(text, 10, value, ToUint32);
+}
+
+int CopyTString(wchar_t* destination, size_t cchDestination, const wchar_t* source) {
+    return wcsncpy_s(destination, cchDestination, source, _TRUNCATE);
+}
+
+size_t GetLengthA(const char* text, size_t maximum) {
+    return strnlen(text, maximum);
+}
+
+bool FormatStep(std::wstring& out, size_t& cchSize, const wchar_t* format, va_list args) {
+    if (cchSize == 0) {
+        cchSize = kFormatStep;
+    }
+    std::unique_ptr<wchar_t[]> buffer(new (std::nothrow) wchar_t[cchSize]());
+    if (!buffer) {
+        throw new Exception(kAllocationFailed, __LINE__, __FILE__);
+    }
+    va_list attempt;
+    va_copy(attempt, args);
+    const int written = _vsnwprintf_s(buffer.get(), cchSize, _TRUNCATE, format, attempt);
+    va_end(attempt);
+    if (written < 0) {
+        cchSize += kFormatStep;
+        return false;
+    }
+    out.assign(buffer.get(), static_cast<size_t>(written));
+    return true;
+}
+
+bool FormatV(std::wstring& out, const wchar_t* format, va_list args) {
+    out.clear();
+    if (format == nullptr) {
+        return false;
+    }
+    size_t cchSize = kFormatStep;
+    while (cchSize <= kFormatLimit) {
+        if (FormatStep(out, cchSize, format, args)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Format(std::wstring& out, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const bool formatted = FormatV(out, format, args);
+    va_end(args);
+    return formatted;
+}
+
+void AppendBackslash(std::wstring& path) {
+    if (!path.empty() && path.back() != L'\\') {
+        path.push_back(L'\\');
+    }
+}
+
+}  // namespace String
+}  // namespace ZorvCommon

@@ -1,0 +1,52 @@
+#pragma once
+// String helpers: number parsing, bounded copy and length, and Format, the one
+// formatter of the code base. Formats follow Microsoft semantics (they go through
+// _vsnwprintf_s): %s takes a wide string, %d / %lu / 0x%08x take 32-bit values.
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "ZorvComn_Exception.h"
+
+namespace ZorvCommon {
+namespace String {
+
+// Raised by the formatting helpers when a buffer cannot be allocated (error 6).
+class Exception : public ZorvCommon::Exception::Base {
+public:
+    Exception(uint32_t error, uint32_t line, const char* sourcePath)
+        : m_Error(error), m_Line(line), m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
+
+    uint32_t m_Error;
+    uint32_t m_Line;
+    std::wstring m_File;
+};
+
+// Base 0 ("0x" hexadecimal, leading "0" octal, else decimal; blanks and a sign as
+// wcstoul takes them). The whole text must be consumed and the value must be in range.
+// value is written only on success; errno is left as it was.
+[[nodiscard]] bool StrToUl(const std::wstring& text, uint32_t& value);
+[[nodiscard]] bool StrToUI64(const std::wstring& text, uint64_t& value);
+// The same rules in base 10 only, for texts that must be read as decimal ("010" is ten).
+[[nodiscard]] bool StrToUlDecimal(const std::wstring& text, uint32_t& value);
+
+// Bounded copy with truncation; returns the copy's error code (0 on success).
+int CopyTString(wchar_t* destination, size_t cchDestination, const wchar_t* source);
+// strnlen: the length of text, counting at most maximum characters.
+size_t GetLengthA(const char* text, size_t maximum);
+
+// Formats into out (emptied first), growing the buffer by 256 characters until the
+// text fits. Throws a String::Exception (by pointer) when a buffer cannot be allocated.
+bool Format(std::wstring& out, const wchar_t* format, ...);
+bool FormatV(std::wstring& out, const wchar_t* format, va_list args);
+// One attempt with cchSize characters (256 when zero): true when the text fitted, else
+// cchSize grows by 256 and the caller tries again.
+bool FormatStep(std::wstring& out, size_t& cchSize, const wchar_t* format, va_list args);
+
+// Appends "\" to a non-empty path that does not end in one.
+void AppendBackslash(std::wstring& path);
+
+}  // namespace String
+}  // namespace ZorvCommon

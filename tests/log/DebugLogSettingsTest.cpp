@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <knownfolders.h>
+#include <objbase.h>
+#include <shlobj.h>
+
+#include <string>
+
+#include "Scratch.h"
+#include "ZorvComn_DebugLogSettings.h"
+
+namespace {
+
+using TestSupport::ScratchRegistryKey;
+using ZorvCommon::DebugLogSettings;
+using ZorvCommon::ExpandLogFolder;
+using ZorvCommon::ReadDebugLogSettings;
+
+std::wstring KnownLocalAppDataLow() {
+    PWSTR path = nullptr;
+    if (FAILED(SHGetKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &path))) {
+        return std::wstring();
+    }
+    std::wstring folder(path);
+    CoTaskMemFree(path);
+    return folder;
+}
+
+class DebugLogSettingsTest : public ::testing::Test {
+protected:
+    void SetUint32(const wchar_t* session, const wchar_t* name, DWORD value) {
+        TestSupport::WriteRegValue(m_Scratch.Root(), m_Scratch.Child(session), name, REG_DWORD,
+                                   &value, sizeof(value));
+    }
+    void SetString(const wchar_t* session, const wchar_t* name, const std::wstring& value) {
+        TestSupport::WriteRegValue(m_Scratch.Root(), m_Scratch.Child(session), name, REG_SZ,
+                                   value.c_str(),
+                                   static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+    }
+    void SetAll(const wchar_t* session, const std::wstring& folder) {
+        SetUint32(session, L"Enable", 1);
+        SetUint32(session, L"Level", 0x10001);
+        SetUint32(session, L"LogProcess", 3);
+        SetUint32(session, L"LogUnitType", 4);
+        SetString(session, L"LogFolder", folder);
+        SetString(session, L"LogPrefix", L"pfx");
+        SetString(session, L"LogFile", L"file");
+        SetString(session, L"LogExtension", L"txt");
+        SetUint32(session, L"Robust", 9);
+        SetUint32(session, L"Debugger", 0);
+    }
+    bool Read(bool serviceSession, DebugLogSettings& settings,
+              const std::wstring& unitName = L"Ostrel") {
+        return ReadDebugLogSettings(Key(), unitName, serviceSession, settings);
+    }
+    ZorvCommon::Storage::Key Key() const {
+        return ZorvCommon::Storage::Key(ZorvCommon::Storage::StorageTypeRegistry, m_Scratch.Root(),
+                                        m_Scratch.Path());
+    }
+
+    ScratchRegistryKey m_Scratch{L"DebugLogSettings"};
+    TestSupport::ScratchFolder m_Folder{L"DebugLogSettings"};
+};
+
+TEST_F(DebugLogSettingsTest, EveryValueReachesTheRecord) {
+    SetAll(L"InteractiveSession", m_Folder.Path());
+    DebugLogSettings settings;
+    ASSERT_TRUE(Read(false, settings, std::wstring(40, L'u')));
+    const DebugLogConfig& record = settings.Record;
+    EXPECT_TRUE(settings.Enabled);
+    EXPECT_EQ(0x10001u, settings.LevelMask);
+    EXPECT_EQ(0, record.ServiceSession);
+    EXPECT_EQ(1, record.Robust) << "non-zero becomes 1";
+    EXPECT_EQ(3u, +record.LogProcess);
+    EXPECT_EQ(4u, +record.LogUnitType);
+    EXPECT_EQ(std::wstring(31, L'u'), std::wstring(record.UnitName)) << "truncated to its field";
+    EXPECT_EQ(m_Folder.Path(), std::wstring(record.LogFolder));
+    EXPECT_EQ(L"txt", std::wstring(record.LogExtension));
+}
+
+TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
+    DebugLogSettings settings;
+    ASSERT_TRUE(Read(false, settings)) << "a missing key is no failure";
+    EXPECT_FALSE(settings.Enabled);
+    EXPECT_EQ(256u, settings.LevelMask);
+
+    // Everything but "Level": only "Enable" is read.
+    SetAll(L"InteractiveSession", m_Folder.Path());
+    HKEY session = nullptr;
+    ASSERT_EQ(ERROR_SUCCESS,
+              RegOpenKeyExW(m_Scratch.Root(), m_Scratch.Child(L"InteractiveSession").c_str(), 0,
+                            KEY_SET_VALUE, &session));
+    RegDeleteValueW(session, L"Level");
+    RegCloseKey(session);
+    ASSERT_TRUE(Read(false, settings));
+    EXPECT_TRUE(settings.Enabled);
+    EXPECT_EQ(256u, settings.LevelMask);
+    EXPECT_EQ(0u, +settings.Record.LogProcess);
+    EXPECT_EQ(L"", std::wstring(settings.Record.LogFolder));
+    EXPECT_EQ(0, settings.Record.Robust);
+
+    // A value of the wrong type stops the reading the same way.
+    SetString(L"InteractiveSession", L"Level", L"257");
+    ASSERT_TRUE(Read(false, settings));
+    EXPECT_EQ(256u, settings.LevelMask);
+    EXPECT_EQ(0u, +settings.Record.LogProcess);
+
+    const ZorvCommon::Storage::Key unknownType(7, m_Scratch.Root(), m_Scratch.Path());
+    EXPECT_FALSE(ReadDebugLogSettings(unknownType, L"Ostrel", false, settings));
+}
+
+TEST_F(DebugLogSettingsTest, ServiceSessionReadsItsOwnKeyWithoutExpansion) {
+    const std::wstring folder =
+        L"%LocalAppDataLow%\\OstrelTests-service-" + std::to_wstring(GetCurrentProcessId());
+    SetAll(L"ServiceSession", folder);
+    SetUint32(L"ServiceSession", L"Level", 16);
+    SetUint32(L"InteractiveSession", L"Enable", 0);
+    DebugLogSettings settings;
+    ASSERT_TRUE(Read(true, settings));
+    EXPECT_EQ(1, settings.Record.ServiceSession);
+    EXPECT_TRUE(settings.Enabled);
+    EXPECT_EQ(16u, settings.LevelMask);
+    EXPECT_EQ(folder, std::wstring(settings.Record.LogFolder));
+    EXPECT_FALSE(TestSupport::FileExists(ExpandLogFolder(folder))) << "not created";
+}
+
+TEST_F(DebugLogSettingsTest, InteractiveSessionExpandsAndCreatesTheFolder) {
+    const std::wstring leaf = L"OstrelTests-interactive-" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring expected = KnownLocalAppDataLow() + L"\\" + leaf;
+    ASSERT_NE(L"\\" + leaf, expected);
+    SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
+    DebugLogSettings settings;
+    ASSERT_TRUE(Read(false, settings));
+    EXPECT_EQ(expected, std::wstring(settings.Record.LogFolder));
+    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(expected.c_str()));
+    RemoveDirectoryW(expected.c_str());
+
+    // A missing plain folder is created too.
+    const std::wstring nested = m_Folder.Path() + L"\\a\\b";
+    SetString(L"InteractiveSession", L"LogFolder", nested);
+    ASSERT_TRUE(Read(false, settings));
+    EXPECT_EQ(nested, std::wstring(settings.Record.LogFolder));
+    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(nested.c_str()));
+}
+
+TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
+    const std::wstring known = KnownLocalAppDataLow();
+    ASSERT_FALSE(known.empty());
+    EXPECT_EQ(known + L"\\x", ExpandLogFolder(L"%localappdatalow%\\x"));
+    EXPECT_EQ(known, ExpandLogFolder(L"%LocalAppDataLow%"));
+    EXPECT_EQ(L"%LocalAppDataLowX%\\x", ExpandLogFolder(L"%LocalAppDataLowX%\\x"));
+    EXPECT_EQ(L"%Temp%\\x", ExpandLogFolder(L"%Temp%\\x"));
+    EXPECT_EQ(L"%LocalAppDataLow", ExpandLogFolder(L"%LocalAppDataLow"));
+    EXPECT_EQ(L"C:\\%LocalAppDataLow%", ExpandLogFolder(L"C:\\%LocalAppDataLow%"));
+    EXPECT_EQ(L"", ExpandLogFolder(L""));
+}
+
+}  // namespace

@@ -1,0 +1,26 @@
+// Writes "<count>" numbered lines tagged "<tag>" through the process log, configured
+// from the product key like the module's own log: log_writer <bin folder> <tag> <count>.
+
+#include <windows.h>
+
+#include <cwchar>
+#include <string>
+
+#include "ZorvComn_DebugLog.h"
+#include "ZorvComn_Storage.h"
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc != 4) {
+        return 2;
+    }
+    const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry, HKEY_LOCAL_MACHINE,
+                                       L"Software\\Ulvenhart\\Hearthward\\1\\DebugLog");
+    if (!ZorvCommon::g_DebugLog.Initialize(L"Writer", key, argv[1])) {
+        return 3;
+    }
+    const unsigned long count = wcstoul(argv[3], nullptr, 10);
+    for (unsigned long i = 0; i < count; ++i) {
+        ZORV_INFO(L"*** line %s %lu", argv[2], i);
+    }
+    return ZorvCommon::g_DebugLog.Uninitialize() ? 0 : 4;
+}

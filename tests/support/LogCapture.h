@@ -1,0 +1,45 @@
+#pragma once
+// Turns the debug log on for a test and reads back what it wrote. It writes the
+// debug-log settings of the interactive session under the product key (restored
+// afterwards), points the log folder at a scratch folder and, unless told otherwise,
+// initialises this process's ZorvCommon::g_DebugLog with the trace library from
+// build\bin. A test of Ostrel.dll passes initializeProcessLog = false and loads the
+// module after the capture exists: the module's own log then reads the same settings.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace TestSupport {
+
+class ProductKey;
+class ScratchFolder;
+
+class LogCapture {
+public:
+    explicit LogCapture(uint32_t levelMask = 0x111, bool initializeProcessLog = true);
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    // Every line written since construction or the last Clear(), decoded from UTF-8.
+    std::wstring Text() const;
+    bool Contains(const std::wstring& fragment) const;
+    size_t Count(const std::wstring& fragment) const;
+    // Forgets what was written so far.
+    void Clear();
+    const std::wstring& Folder() const;
+    // The log file ("capture.log" in Folder()).
+    std::wstring FilePath() const;
+    // The product key this capture backs up and restores: a test that needs other
+    // product values sets them here rather than through a second ProductKey.
+    ProductKey& Product();
+
+private:
+    std::unique_ptr<ProductKey> m_ProductKey;
+    std::unique_ptr<ScratchFolder> m_Folder;
+    bool m_InitializedProcessLog;
+    size_t m_Offset = 0;  // bytes of the log files already consumed by Clear()
+};
+
+}  // namespace TestSupport

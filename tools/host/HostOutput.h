@@ -1,0 +1,17 @@
+#pragma once
+// Output of ostrel-host: UTF-8 on standard output, tables for people and JSON for scripts.
+
+#include <windows.h>
+
+#include <string>
+
+#include "SrvFrwk_Interface.h"
+
+void Print(const std::wstring& text);       // standard output, UTF-8
+void PrintError(const std::wstring& text);  // standard error, UTF-8
+std::wstring GuidText(const GUID& guid);
+std::wstring JsonString(const std::wstring& text);
+
+void PrintServices(const SrvFrwk::Interface::ArrayOfRowService& rows, bool json);
+void PrintProviders(const SrvFrwk::Interface::ArrayOfRowProvider& rows, bool json);
+void PrintWebAccess(const SrvFrwk::Interface::WebAccessControlList& list, bool json);
