@@ -69,14 +69,24 @@ std::wstring JsonStrings(const std::vector<std::wstring>& texts) {
     return text + L"]";
 }
 
-const GUID& RowGuid(const RowService& row) { return row.ServiceGuid; }
-const GUID& RowGuid(const RowProvider& row) { return row.ProviderGuid; }
-const std::vector<GUID>& RowDepends(const RowService& row) { return row.DependedServices; }
-const std::vector<GUID>& RowDepends(const RowProvider& row) { return row.DependedProviders; }
+const GUID& RowGuid(const RowService& row) {
+    return row.ServiceGuid;
+}
+const GUID& RowGuid(const RowProvider& row) {
+    return row.ProviderGuid;
+}
+const std::vector<GUID>& RowDepends(const RowService& row) {
+    return row.DependedServices;
+}
+const std::vector<GUID>& RowDepends(const RowProvider& row) {
+    return row.DependedProviders;
+}
 std::wstring InterfaceJson(const RowService& row) {
     return L", \"interfaceType\": " + std::to_wstring(row.InterfaceType);
 }
-std::wstring InterfaceJson(const RowProvider&) { return std::wstring(); }
+std::wstring InterfaceJson(const RowProvider&) {
+    return std::wstring();
+}
 
 template <typename Row>
 void PrintRows(const std::vector<Row>& rows, bool json) {
@@ -84,25 +94,24 @@ void PrintRows(const std::vector<Row>& rows, bool json) {
         std::wstring text = L"[\n";
         for (size_t i = 0; i < rows.size(); ++i) {
             const Row& row = rows[i];
-            text += L"  {\"version\": " + JsonString(row.Version) +
-                    L", \"guid\": " + JsonString(GuidText(RowGuid(row))) +
-                    L", \"moduleType\": " + std::to_wstring(row.ModuleType) +
-                    L", \"moduleName\": " + JsonString(row.ModuleName) +
-                    L", \"startupType\": " + std::to_wstring(row.StartupType) +
-                    L", \"loadOption\": " + std::to_wstring(row.LoadOption) +
-                    L", \"unloadOption\": " + std::to_wstring(row.UnloadOption) +
-                    L", \"orderOfLoading\": " + std::to_wstring(row.OrderOfLoading) +
-                    L", \"orderOfUnloading\": " + std::to_wstring(row.OrderOfUnloading) +
-                    L", \"sharedType\": " + std::to_wstring(row.SharedType) +
-                    L", \"sharedGuid\": " + JsonString(GuidText(row.SharedGuid)) +
-                    InterfaceJson(row) + L", \"permission\": [" +
-                    std::to_wstring(row.Permission[0]) + L", " + std::to_wstring(row.Permission[1]) +
-                    L", " + std::to_wstring(row.Permission[2]) + L", " +
+            text += L"  {\"version\": " + JsonString(row.Version) + L", \"guid\": " +
+                    JsonString(GuidText(RowGuid(row))) + L", \"moduleType\": " +
+                    std::to_wstring(row.ModuleType) + L", \"moduleName\": " +
+                    JsonString(row.ModuleName) + L", \"startupType\": " +
+                    std::to_wstring(row.StartupType) + L", \"loadOption\": " +
+                    std::to_wstring(row.LoadOption) + L", \"unloadOption\": " +
+                    std::to_wstring(row.UnloadOption) + L", \"orderOfLoading\": " +
+                    std::to_wstring(row.OrderOfLoading) + L", \"orderOfUnloading\": " +
+                    std::to_wstring(row.OrderOfUnloading) + L", \"sharedType\": " +
+                    std::to_wstring(row.SharedType) + L", \"sharedGuid\": " +
+                    JsonString(GuidText(row.SharedGuid)) + InterfaceJson(row) +
+                    L", \"permission\": [" + std::to_wstring(row.Permission[0]) + L", " +
+                    std::to_wstring(row.Permission[1]) + L", " +
+                    std::to_wstring(row.Permission[2]) + L", " +
                     std::to_wstring(row.Permission[3]) + L"], \"dataConversion\": " +
-                    std::to_wstring(row.DataConversion) +
-                    L", \"convModuleName\": " + JsonString(row.ConvModuleName) +
-                    L", \"depends\": " + JsonGuids(RowDepends(row)) + L"}" +
-                    (i + 1 < rows.size() ? L",\n" : L"\n");
+                    std::to_wstring(row.DataConversion) + L", \"convModuleName\": " +
+                    JsonString(row.ConvModuleName) + L", \"depends\": " +
+                    JsonGuids(RowDepends(row)) + L"}" + (i + 1 < rows.size() ? L",\n" : L"\n");
         }
         Print(text + L"]\n");
         return;
@@ -111,37 +120,39 @@ void PrintRows(const std::vector<Row>& rows, bool json) {
                         Pad(L"TYPE", 7) + Pad(L"STARTUP", 10) + Pad(L"LOAD/UNLOAD", 22) +
                         Pad(L"ORDER", 8) + Pad(L"SHARED", 12) + Pad(L"PERM", 5) + L"DEPENDS\n";
     for (const Row& row : rows) {
-        text += Pad(row.ModuleName, 22) + Pad(row.Version, 10) + Pad(GuidText(RowGuid(row)), 39) +
-                Pad(Name(kModuleTypes, row.ModuleType), 7) +
-                Pad(Name(kStartupTypes, row.StartupType), 10) +
-                Pad(std::wstring(Name(kLoadOptions, row.LoadOption)) + L"/" +
-                        Name(kLoadOptions, row.UnloadOption),
-                    22) +
-                Pad(std::to_wstring(row.OrderOfLoading) + L"/" +
-                        std::to_wstring(row.OrderOfUnloading),
-                    8) +
-                Pad(Name(kSharedTypes, row.SharedType), 12) + Pad(PermissionText(row.Permission), 5) +
-                std::to_wstring(RowDepends(row).size()) + L"\n";
+        text +=
+            Pad(row.ModuleName, 22) + Pad(row.Version, 10) + Pad(GuidText(RowGuid(row)), 39) +
+            Pad(Name(kModuleTypes, row.ModuleType), 7) +
+            Pad(Name(kStartupTypes, row.StartupType), 10) +
+            Pad(std::wstring(Name(kLoadOptions, row.LoadOption)) + L"/" +
+                    Name(kLoadOptions, row.UnloadOption),
+                22) +
+            Pad(std::to_wstring(row.OrderOfLoading) + L"/" + std::to_wstring(row.OrderOfUnloading),
+                8) +
+            Pad(Name(kSharedTypes, row.SharedType), 12) + Pad(PermissionText(row.Permission), 5) +
+            std::to_wstring(RowDepends(row).size()) + L"\n";
     }
     text += std::to_wstring(rows.size()) + L" rows\n";
     Print(text);
 }
 
 std::wstring ApplicationJson(const WebApplication& application) {
-    return L"{\"label\": " + JsonString(application.Label) +
-           L", \"identifier\": " + JsonString(application.Identifier) +
-           L", \"vendor\": " + JsonString(application.Vendor) +
-           L", \"family\": " + JsonString(application.Family) +
-           L", \"fileName\": " + JsonString(application.FileName) +
-           L", \"native\": " + JsonString(application.Data) +
+    return L"{\"label\": " + JsonString(application.Label) + L", \"identifier\": " +
+           JsonString(application.Identifier) + L", \"vendor\": " + JsonString(application.Vendor) +
+           L", \"family\": " + JsonString(application.Family) + L", \"fileName\": " +
+           JsonString(application.FileName) + L", \"native\": " + JsonString(application.Data) +
            L", \"isWow64\": " + (application.IsWow64 ? L"true" : L"false") + L"}";
 }
 
 }  // namespace
 
-void Print(const std::wstring& text) { WriteUtf8(stdout, text); }
+void Print(const std::wstring& text) {
+    WriteUtf8(stdout, text);
+}
 
-void PrintError(const std::wstring& text) { WriteUtf8(stderr, text); }
+void PrintError(const std::wstring& text) {
+    WriteUtf8(stderr, text);
+}
 
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[40] = {};
@@ -153,11 +164,21 @@ std::wstring JsonString(const std::wstring& text) {
     std::wstring quoted = L"\"";
     for (wchar_t c : text) {
         switch (c) {
-            case L'"': quoted += L"\\\""; break;
-            case L'\\': quoted += L"\\\\"; break;
-            case L'\n': quoted += L"\\n"; break;
-            case L'\r': quoted += L"\\r"; break;
-            case L'\t': quoted += L"\\t"; break;
+            case L'"':
+                quoted += L"\\\"";
+                break;
+            case L'\\':
+                quoted += L"\\\\";
+                break;
+            case L'\n':
+                quoted += L"\\n";
+                break;
+            case L'\r':
+                quoted += L"\\r";
+                break;
+            case L'\t':
+                quoted += L"\\t";
+                break;
             default:
                 if (c < 0x20) {
                     wchar_t escape[8];
@@ -171,13 +192,18 @@ std::wstring JsonString(const std::wstring& text) {
     return quoted + L"\"";
 }
 
-void PrintServices(const ArrayOfRowService& rows, bool json) { PrintRows(rows, json); }
+void PrintServices(const ArrayOfRowService& rows, bool json) {
+    PrintRows(rows, json);
+}
 
-void PrintProviders(const ArrayOfRowProvider& rows, bool json) { PrintRows(rows, json); }
+void PrintProviders(const ArrayOfRowProvider& rows, bool json) {
+    PrintRows(rows, json);
+}
 
 void PrintWebAccess(const WebAccessControlList& list, bool json) {
     if (json) {
-        std::wstring text = L"{\n  \"sites\": " + JsonStrings(list.Sites) + L",\n  \"applications\": [";
+        std::wstring text =
+            L"{\n  \"sites\": " + JsonStrings(list.Sites) + L",\n  \"applications\": [";
         for (size_t i = 0; i < list.Applications.size(); ++i) {
             text += (i ? L", " : L"") + ApplicationJson(list.Applications[i]);
         }
@@ -185,9 +211,9 @@ void PrintWebAccess(const WebAccessControlList& list, bool json) {
         for (size_t i = 0; i < list.Filters.size(); ++i) {
             const auto& filter = list.Filters[i];
             text += std::wstring(i ? L", " : L"") + L"{\"label\": " + JsonString(filter.Label) +
-                    L", \"type\": " + std::to_wstring(filter.FilterType) +
-                    L", \"siteUrl\": " + JsonString(filter.SiteUrl) +
-                    L", \"application\": " + ApplicationJson(filter.Application) + L"}";
+                    L", \"type\": " + std::to_wstring(filter.FilterType) + L", \"siteUrl\": " +
+                    JsonString(filter.SiteUrl) + L", \"application\": " +
+                    ApplicationJson(filter.Application) + L"}";
         }
         text += L"],\n  \"webActivities\": " + JsonStrings(list.WebActivities) +
                 L",\n  \"protections\": " + JsonStrings(list.Protections) + L"\n}\n";

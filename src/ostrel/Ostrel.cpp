@@ -1,0 +1,106 @@
+// The module's entry point and its four exports.
+
+#include <windows.h>
+
+#include <new>
+#include <string>
+
+#include "ExceptionBarrier.h"
+#include "Ostrel.h"
+#include "OstrelResult.h"
+#include "ServiceFactory.h"
+#include "ZorvComn_DebugLog.h"
+#include "ZorvComn_Storage.h"
+
+namespace {
+
+constexpr const wchar_t* kModuleName = L"Ostrel.dll";
+constexpr const wchar_t* kDebugLogKey = L"Software\\Ulvenhart\\Hearthward\\1\\DebugLog";
+
+CServiceFactory* g_pServiceFactory = nullptr;
+
+// The folder that holds this module: the trace library is looked for beside it, by full
+// path, never through the current directory or the search path.
+std::wstring ModuleFolder(HMODULE hModule) {
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetModuleFileNameW(hModule, &path[0], static_cast<DWORD>(path.size()));
+        if (length == 0) {
+            return std::wstring();
+        }
+        if (length < path.size()) {
+            path.resize(length);
+            break;
+        }
+        path.resize(path.size() * 2);
+    }
+    return path.substr(0, path.find_last_of(L'\\') + 1);
+}
+
+void OnProcessAttach(HMODULE hModule) {
+    DisableThreadLibraryCalls(hModule);
+    const ZorvCommon::Storage::Key cKey(ZorvCommon::Storage::StorageTypeRegistry,
+                                        HKEY_LOCAL_MACHINE, kDebugLogKey);
+    (void)ZorvCommon::g_DebugLog.Initialize(L"Ostrel", cKey, ModuleFolder(hModule));
+    ZORV_INFO(L"*** %s was loaded as process attach.", kModuleName);
+    g_pServiceFactory = new (std::nothrow) CServiceFactory();
+    if (g_pServiceFactory == nullptr) {
+        ZORV_ERROR(L"*** %s::DllMain() - ::g_pServiceFactory was invalid.", kModuleName);
+    }
+}
+
+void OnProcessDetach() {
+    delete g_pServiceFactory;
+    g_pServiceFactory = nullptr;
+    ZORV_INFO(L"*** %s was unloaded as process detach.", kModuleName);
+    (void)ZorvCommon::g_DebugLog.Uninitialize();
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID) {
+    if (dwReason == DLL_PROCESS_ATTACH) {
+        OnProcessAttach(hInstance);
+    } else if (dwReason == DLL_PROCESS_DETACH) {
+        OnProcessDetach();
+    }
+    return TRUE;
+}
+
+extern "C" HRESULT Ostrel_Initialize() {
+    if (g_pServiceFactory == nullptr) {
+        ZORV_ERROR(L"*** Ostrel_Initialize() - ::g_pServiceFactory was invalid.");
+        return Ostrel::kInvalidObject;
+    }
+    return RunGuarded(L"Ostrel_Initialize()", [] { return g_pServiceFactory->Initialize(); });
+}
+
+extern "C" HRESULT Ostrel_Uninitialize() {
+    if (g_pServiceFactory == nullptr) {
+        ZORV_ERROR(L"*** Ostrel_Uninitialize() - ::g_pServiceFactory was invalid.");
+        return Ostrel::kInvalidObject;
+    }
+    return RunGuarded(L"Ostrel_Uninitialize()", [] { return g_pServiceFactory->Uninitialize(); });
+}
+
+extern "C" HRESULT Ostrel_CreateUtility(SrvFrwk::Interface::IUtilityEx** _ppUtilityContext,
+                                        const GUID* pUtilityGuid) {
+    if (g_pServiceFactory == nullptr) {
+        ZORV_ERROR(L"*** Ostrel_CreateUtility() - ::g_pServiceFactory was invalid.");
+        return Ostrel::kInvalidObject;
+    }
+    return RunGuarded(L"Ostrel_CreateUtility()", [&] {
+        return g_pServiceFactory->CreateUtility(_ppUtilityContext, pUtilityGuid);
+    });
+}
+
+extern "C" HRESULT Ostrel_FreeUtility(SrvFrwk::Interface::IUtilityEx* pServiceManager,
+                                      const GUID* pUtilityGuid) {
+    if (g_pServiceFactory == nullptr) {
+        ZORV_ERROR(L"*** Ostrel_FreeUtility() - ::g_pServiceFactory was invalid.");
+        return Ostrel::kInvalidObject;
+    }
+    return RunGuarded(L"Ostrel_FreeUtility()", [&] {
+        return g_pServiceFactory->FreeUtility(pServiceManager, pUtilityGuid);
+    });
+}

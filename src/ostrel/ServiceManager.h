@@ -1,0 +1,54 @@
+#pragma once
+// The utility object: dispatches the host's requests by value type to one document
+// reader each. One XML reader serves every request of the object.
+
+#include "SrvFrwk_Interface.h"
+#include "ZorvComn_Synchronize.h"
+#include "ZorvComn_XmlParser.h"
+
+namespace Ostrel {
+namespace Storage {
+class CommandChain;
+}
+}  // namespace Ostrel
+
+class CServiceManager : public SrvFrwk::Interface::IUtilityEx {
+public:
+    CServiceManager() = default;
+    ~CServiceManager() override = default;
+    CServiceManager(const CServiceManager&) = delete;
+    CServiceManager& operator=(const CServiceManager&) = delete;
+
+    HRESULT ReservedOperation1() override;
+    HRESULT QueryValue(const SrvFrwk::Interface::ValueTypeRecord* pValueType, void* pReserved1,
+                       void* pReserved2, void* pValue) override;
+    HRESULT QueryValue(const wchar_t* pName, void* pValue) override;
+    HRESULT ReservedOperation2() override;
+    HRESULT StoreValue(const SrvFrwk::Interface::ValueTypeRecord* pValueType, void* pReserved1,
+                       void* pReserved2, void* pValue) override;
+    HRESULT SendMessage(const SrvFrwk::Interface::ValueTypeRecord* pValueType, void* pReserved1,
+                        void* pReserved2, void* pValue) override;
+    HRESULT SendMessage(const wchar_t* pName, void* pValue) override;
+    HRESULT Initialize() override;
+    HRESULT Uninitialize() override;
+
+private:
+    HRESULT QueryValueForServicePolicy(SrvFrwk::Interface::ArrayOfRowService* pArrayOfRowService);
+    HRESULT QueryValueForProviderPolicy(
+        SrvFrwk::Interface::ArrayOfRowProvider* pArrayOfRowProvider);
+    HRESULT QueryValueForWebAccessData(
+        SrvFrwk::Interface::WebAccessControlList* pWebAccessControlList);
+    HRESULT SendMessageForStorageControl(
+        SrvFrwk::Interface::StorageControlRequest* pStorageControl);
+    HRESULT QueryValueForStorageControl(
+        Ostrel::Storage::CommandChain* pCommandChain,
+        const SrvFrwk::Interface::StorageControlRequest* pStorageControl);
+    HRESULT HandleMessageForStorageControl(Ostrel::Storage::CommandChain* pCommandChain);
+
+    // Entered and left back to back before each parser is built: the parsing itself
+    // runs outside the lock, so two threads that share one object share the reader.
+    void TouchLock();
+
+    ZorvCommon::Storage::XmlParser m_XmlParser;
+    ZorvCommon::Synchronize::CriticalSection m_CriticalSection;
+};

@@ -1,0 +1,467 @@
+#pragma once
+// Registry and INI-file work described as data. A section names a place (a registry key,
+// or a section of an INI file) and owns its entries; an entry names one value and carries
+// its typed content. Commands are visitors that carry out one kind of operation on every
+// section they own and every entry of those sections; a chain runs commands in order.
+// Ownership: the chain owns its commands, a command its sections, a section its entries.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "StorageControl.h"
+#include "ZorvComn_ByteArray.h"
+
+namespace Ostrel {
+namespace Storage {
+
+enum ValueType : uint32_t {
+    ValueTypeName = 0,
+    ValueTypeString = 1,
+    ValueTypeBinary = 2,
+    ValueTypeUint32 = 3,
+    ValueTypeUint64 = 4,
+};
+
+enum SectionType : uint32_t {
+    SectionTypeRegistry = 0,
+    SectionTypeIniFile = 1,
+};
+
+enum VisitorType : uint32_t {
+    VisitorTypeCreate = 1,
+    VisitorTypeQuery = 2,
+    VisitorTypeStore = 3,
+    VisitorTypeAppend = 4,
+    VisitorTypeDelete = 5,
+};
+
+// A section with this access right opens with the default access; any other value lets
+// a registry store create what is missing with the registry-key security attributes.
+constexpr uint32_t kAccessRightDefault = 1;
+
+class IVisitor;
+class ISection;
+class EntryName;
+class EntryString;
+class EntryBinary;
+class EntryUint32;
+class EntryUint64;
+class SectionRegistry;
+class SectionIniFile;
+struct EntryTransfer;  // how one entry's value travels between a command and the store
+struct SectionPass;    // the messages of one open-walk-close pass over a section
+
+class IAcceptor {
+public:
+    virtual ~IAcceptor() = default;
+    virtual int32_t Accept(IVisitor* pVisitor) = 0;
+};
+
+class IValueData {
+public:
+    virtual ~IValueData() = default;
+    // A new object of the same class holding a deep copy; null when that fails.
+    virtual IValueData* CreateCopyData() const = 0;
+    virtual void Release() { delete this; }
+};
+
+class IEntry : public IAcceptor, public IValueData {
+public:
+    IEntry* CreateCopyData() const override = 0;
+    virtual uint32_t GetType() const = 0;
+    virtual void GetName(std::wstring& name) const = 0;
+    virtual void SetName(const std::wstring& name) = 0;
+    // The section the entry belongs to (not owned).
+    virtual ISection* GetSection() const = 0;
+    virtual void SetSection(ISection* pSection) = 0;
+};
+
+class ISection : public IAcceptor, public IValueData {
+public:
+    ISection* CreateCopyData() const override = 0;
+    virtual uint32_t GetType() const = 0;
+    virtual void GetName(std::wstring& name) const = 0;
+    virtual uint32_t GetAccessRight() const = 0;
+    virtual void SetName(const std::wstring& name) = 0;
+    virtual void SetAccessRight(const uint32_t& accessRight) = 0;
+    // Takes ownership and makes this section the entry's section; null is kept as a
+    // hole that walks skip.
+    virtual void AddEntry(IEntry* pEntry) = 0;
+    virtual size_t GetEntryCount() const = 0;
+    virtual IEntry* GetEntry(size_t index) const = 0;
+};
+
+class IVisitor {
+public:
+    virtual ~IVisitor() = default;
+    virtual uint32_t GetType() const = 0;
+    virtual int32_t Visit(EntryUint64* pEntry) = 0;
+    virtual int32_t Visit(EntryUint32* pEntry) = 0;
+    virtual int32_t Visit(EntryBinary* pEntry) = 0;
+    virtual int32_t Visit(EntryString* pEntry) = 0;
+    virtual int32_t Visit(EntryName* pEntry) = 0;
+    virtual int32_t Visit(SectionIniFile* pSection) = 0;
+    virtual int32_t Visit(SectionRegistry* pSection) = 0;
+};
+
+// ---- Entries ----
+
+// A bare name: a key or value name to delete or test.
+class EntryName : public IEntry {
+public:
+    EntryName(const std::wstring& name, ISection* pSection) : m_pSection(pSection), m_Name(name) {}
+
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    EntryName* CreateCopyData() const override;
+    uint32_t GetType() const override { return ValueTypeName; }
+    void GetName(std::wstring& name) const override { name = m_Name; }
+    void SetName(const std::wstring& name) override { m_Name = name; }
+    ISection* GetSection() const override { return m_pSection; }
+    void SetSection(ISection* pSection) override { m_pSection = pSection; }
+
+protected:
+    EntryName(const EntryName&) = default;
+
+private:
+    ISection* m_pSection;
+    std::wstring m_Name;
+};
+
+// An entry with a value of type Value; Type is its value-type number.
+template <typename Value, uint32_t Type>
+class EntryValue : public EntryName {
+public:
+    EntryValue(const std::wstring& name, ISection* pSection, const Value& value)
+        : EntryName(name, pSection), m_Value(value) {}
+
+    uint32_t GetType() const override { return Type; }
+    Value& GetValue() { return m_Value; }
+    const Value& GetValue() const { return m_Value; }
+
+protected:
+    EntryValue(const EntryValue&) = default;
+
+private:
+    Value m_Value;
+};
+
+class EntryString : public EntryValue<std::wstring, ValueTypeString> {
+public:
+    using EntryValue::EntryValue;
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    EntryString* CreateCopyData() const override;
+};
+
+class EntryUint32 : public EntryValue<uint32_t, ValueTypeUint32> {
+public:
+    using EntryValue::EntryValue;
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    EntryUint32* CreateCopyData() const override;
+};
+
+class EntryUint64 : public EntryValue<uint64_t, ValueTypeUint64> {
+public:
+    using EntryValue::EntryValue;
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    EntryUint64* CreateCopyData() const override;
+};
+
+// Bytes; starts empty.
+class EntryBinary : public EntryName {
+public:
+    EntryBinary(const std::wstring& name, ISection* pSection) : EntryName(name, pSection) {}
+
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    EntryBinary* CreateCopyData() const override;
+    uint32_t GetType() const override { return ValueTypeBinary; }
+    // Copies the source's bytes (an empty source leaves this entry empty).
+    [[nodiscard]] int32_t Copy(const EntryBinary& source);
+    ZorvCommon::ByteArray& GetValue() { return m_ByteArray; }
+    const ZorvCommon::ByteArray& GetValue() const { return m_ByteArray; }
+
+private:
+    ZorvCommon::ByteArray m_ByteArray;
+};
+
+// A new entry of valueType (0 to 4) named name, its value converted from valueText:
+// hex digits for binary, a C number (0x hexadecimal, leading 0 octal) for the numbers.
+// Null when the name is empty, the type unknown or the text not convertible.
+IEntry* CreateEntry(uint32_t valueType, const std::wstring& valueText, const std::wstring& name,
+                    ISection* pSection);
+
+// ---- Sections ----
+
+class SectionBase : public ISection {
+public:
+    ~SectionBase() override = default;
+
+    void GetName(std::wstring& name) const override { name = m_Name; }
+    uint32_t GetAccessRight() const override { return m_AccessRight; }
+    void SetName(const std::wstring& name) override { m_Name = name; }
+    void SetAccessRight(const uint32_t& accessRight) override { m_AccessRight = accessRight; }
+    void AddEntry(IEntry* pEntry) override;
+    size_t GetEntryCount() const override { return m_Entries.size(); }
+    IEntry* GetEntry(size_t index) const override { return m_Entries[index].get(); }
+
+    // Takes name and access right, and a copy of every entry (holes and entries that
+    // fail to copy are logged and skipped).
+    void Copy(const SectionBase& source);
+
+protected:
+    SectionBase(const std::wstring& name, uint32_t accessRight)
+        : m_Name(name), m_AccessRight(accessRight) {}
+
+private:
+    std::wstring m_Name;
+    uint32_t m_AccessRight;
+    std::vector<std::unique_ptr<IEntry>> m_Entries;
+};
+
+// A registry key: name is the sub-key path opened below root\baseSubKey.
+class SectionRegistry : public SectionBase {
+public:
+    SectionRegistry(HKEY root, const std::wstring& name, uint32_t accessMode, uint32_t accessRight,
+                    const std::wstring& baseSubKey = std::wstring())
+        : SectionBase(name, accessRight),
+          m_Root(root),
+          m_BaseSubKey(baseSubKey),
+          m_AccessMode(accessMode) {}
+
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    SectionRegistry* CreateCopyData() const override;
+    uint32_t GetType() const override { return SectionTypeRegistry; }
+    HKEY GetRoot() const { return m_Root; }
+    const std::wstring& GetBaseSubKey() const { return m_BaseSubKey; }
+    uint32_t GetAccessMode() const { return m_AccessMode; }
+
+private:
+    HKEY m_Root;
+    std::wstring m_BaseSubKey;
+    uint32_t m_AccessMode;
+};
+
+// A section of an INI file; it always uses the default access.
+class SectionIniFile : public SectionBase {
+public:
+    SectionIniFile(const std::wstring& filePath, const std::wstring& sectionName)
+        : SectionBase(sectionName, kAccessRightDefault),
+          m_FilePath(filePath),
+          m_SectionName(sectionName) {}
+
+    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    SectionIniFile* CreateCopyData() const override;
+    uint32_t GetType() const override { return SectionTypeIniFile; }
+    const std::wstring& GetFilePath() const { return m_FilePath; }
+    const std::wstring& GetSectionName() const { return m_SectionName; }
+
+private:
+    std::wstring m_FilePath;
+    std::wstring m_SectionName;
+};
+
+// ---- Commands ----
+
+class ICommand {
+public:
+    virtual int32_t Invoke() = 0;
+    // A deep copy; null when that fails.
+    virtual ICommand* Clone() const = 0;
+    virtual void Release() { delete this; }
+    virtual ~ICommand() = default;
+};
+
+// Visits every section it owns with a control initialised for that section alone.
+class CommandBase : public IVisitor, public ICommand {
+public:
+    int32_t Invoke() override;
+    int32_t Visit(SectionIniFile* pSection) override;
+    int32_t Visit(SectionRegistry* pSection) override;
+    // Only a delete acts on a bare name.
+    int32_t Visit(EntryName*) override { return kNotSupported; }
+
+    // Takes ownership; null is kept as a hole that Invoke reports.
+    void AddSection(ISection* pSection);
+    size_t GetSectionCount() const { return m_Sections.size(); }
+    ISection* GetSection(size_t index) const { return m_Sections[index].get(); }
+    ISection* GetLastSection() const {
+        return m_Sections.empty() ? nullptr : m_Sections.back().get();
+    }
+    // Replaces the sections with copies of the source's (holes and failed copies skipped).
+    void Copy(const CommandBase& source);
+
+protected:
+    // The walk over a section's entries.
+    virtual int32_t OnVisit(ISection* pSection);
+    virtual int32_t OnVisit(SectionIniFile* pSection) = 0;
+    virtual int32_t OnVisit(SectionRegistry* pSection) = 0;
+
+    // Reads, resp. writes, the stored value of the entry's name in its own section, each
+    // with its own open and close of the section.
+    template <typename TEntry>
+    int32_t QueryEntry(TEntry* pEntry);
+    template <typename TEntry>
+    int32_t StoreEntry(TEntry* pEntry);
+    // Opens the section, walks its entries and closes it (with commit).
+    int32_t OpenWalkClose(ISection* pSection, const SectionPass& pass);
+
+    Control m_Control;
+
+private:
+    template <typename Move>
+    int32_t TransferEntry(IEntry* pEntry, const EntryTransfer& transfer, Move move);
+    bool IsControlFree() const;
+    int32_t InitializeControl(SectionRegistry* pSection);
+    int32_t InitializeControl(SectionIniFile* pSection);
+    int32_t UninitializeControl();
+    template <typename TSection>
+    int32_t VisitSection(TSection* pSection);
+
+    std::vector<std::unique_ptr<ISection>> m_Sections;
+};
+
+// A create or delete that can act on the whole section as well as on its entries.
+class CommandWithSectionFlag : public CommandBase {
+public:
+    void SetSectionFlag(bool sectionFlag) { m_SectionFlag = sectionFlag; }
+    bool GetSectionFlag() const { return m_SectionFlag; }
+    void Copy(const CommandWithSectionFlag& source);
+
+protected:
+    bool m_SectionFlag = false;
+};
+
+// What every command class shares: its visitor type and its clone; sections are sent to
+// Derived::OnSection and typed entries to Derived::VisitEntry, a template over the entry
+// class.
+template <typename Derived, typename Base, uint32_t Type>
+class TypedCommand : public Base {
+public:
+    uint32_t GetType() const override { return Type; }
+    ICommand* Clone() const override;
+    using Base::Visit;
+    int32_t Visit(EntryUint64* pEntry) override { return Self()->VisitEntry(pEntry); }
+    int32_t Visit(EntryUint32* pEntry) override { return Self()->VisitEntry(pEntry); }
+    int32_t Visit(EntryBinary* pEntry) override { return Self()->VisitEntry(pEntry); }
+    int32_t Visit(EntryString* pEntry) override { return Self()->VisitEntry(pEntry); }
+
+protected:
+    using CommandBase::OnVisit;
+    int32_t OnVisit(SectionIniFile* pSection) override { return Self()->OnSection(pSection); }
+    int32_t OnVisit(SectionRegistry* pSection) override { return Self()->OnSection(pSection); }
+
+private:
+    Derived* Self() { return static_cast<Derived*>(this); }
+};
+
+// Writes each entry only where it does not exist yet; with the section flag it also
+// creates the section.
+class CommandCreate
+    : public TypedCommand<CommandCreate, CommandWithSectionFlag, VisitorTypeCreate> {
+public:
+    static constexpr const wchar_t* kClassName = L"CommandCreate";
+
+private:
+    friend TypedCommand;
+    int32_t OnSection(SectionIniFile* pSection);
+    int32_t OnSection(SectionRegistry* pSection);
+    int32_t CreateSection(ISection* pSection, bool defaultAccess, const wchar_t* openFailed,
+                          const wchar_t* walkFailed);
+    template <typename TEntry>
+    int32_t VisitEntry(TEntry* pEntry);
+};
+
+// Reads each stored value into the command's own entry.
+class CommandQuery : public TypedCommand<CommandQuery, CommandBase, VisitorTypeQuery> {
+public:
+    static constexpr const wchar_t* kClassName = L"CommandQuery";
+
+private:
+    friend TypedCommand;
+    int32_t OnSection(ISection* pSection);
+    template <typename TEntry>
+    int32_t VisitEntry(TEntry* pEntry);
+};
+
+// Writes (overwrites) each entry.
+class CommandStore : public TypedCommand<CommandStore, CommandBase, VisitorTypeStore> {
+public:
+    static constexpr const wchar_t* kClassName = L"CommandStore";
+
+private:
+    friend TypedCommand;
+    int32_t OnSection(ISection* pSection);
+    template <typename TEntry>
+    int32_t VisitEntry(TEntry* pEntry);
+};
+
+// Appends to what is stored: text is concatenated, numbers are added (wrapping), bytes
+// are appended. It has no open of its own: each entry opens its section for the query
+// and again for the store.
+class CommandAppend : public TypedCommand<CommandAppend, CommandBase, VisitorTypeAppend> {
+public:
+    static constexpr const wchar_t* kClassName = L"CommandAppend";
+
+private:
+    friend TypedCommand;
+    int32_t OnSection(ISection* pSection) { return CommandBase::OnVisit(pSection); }
+    template <typename TEntry>
+    int32_t VisitEntry(TEntry* pAppend);
+};
+
+// Deletes each named value; with the section flag it deletes the whole section first.
+class CommandDelete
+    : public TypedCommand<CommandDelete, CommandWithSectionFlag, VisitorTypeDelete> {
+public:
+    static constexpr const wchar_t* kClassName = L"CommandDelete";
+    using TypedCommand::Visit;
+    int32_t Visit(EntryName* pEntry) override;
+
+private:
+    friend TypedCommand;
+    int32_t OnSection(ISection* pSection);
+    // Every typed entry is deleted by its name.
+    int32_t VisitEntry(EntryName* pEntry) { return Visit(pEntry); }
+};
+
+// Instantiated with the commands' member templates in the engine's source.
+extern template class TypedCommand<CommandCreate, CommandWithSectionFlag, VisitorTypeCreate>;
+extern template class TypedCommand<CommandQuery, CommandBase, VisitorTypeQuery>;
+extern template class TypedCommand<CommandStore, CommandBase, VisitorTypeStore>;
+extern template class TypedCommand<CommandAppend, CommandBase, VisitorTypeAppend>;
+extern template class TypedCommand<CommandDelete, CommandWithSectionFlag, VisitorTypeDelete>;
+
+// An empty command of the visitor type (1 to 5); null for any other type.
+CommandBase* CreateVisitor(uint32_t visitorType);
+
+// Runs its commands in order; every command runs, the last failure is the result.
+class CommandChain : public ICommand {
+public:
+    CommandChain() = default;
+    ~CommandChain() override = default;
+    CommandChain(const CommandChain&) = delete;
+    CommandChain& operator=(const CommandChain&) = delete;
+
+    int32_t Invoke() override;
+    ICommand* Clone() const override;
+
+    // Takes ownership; null is kept as a hole that Invoke reports.
+    void Append(ICommand* pCommand);
+    // Moves every command of other to the end of this chain.
+    void Splice(CommandChain& other);
+    size_t GetCount() const { return m_Commands.size(); }
+    ICommand* GetCommand(size_t index) const { return m_Commands[index].get(); }
+    // Releases every command.
+    void Clear() { m_Commands.clear(); }
+    // Replaces the commands with clones of the source's (holes and failed clones skipped).
+    void Copy(const CommandChain& source);
+
+private:
+    std::vector<std::unique_ptr<ICommand>> m_Commands;
+};
+
+}  // namespace Storage
+}  // namespace Ostrel

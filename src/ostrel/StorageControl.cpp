@@ -1,0 +1,446 @@
+#include "StorageControl.h"
+
+#include <new>
+
+#include "ZorvComn_DebugLog.h"
+#include "ZorvComn_IniFile.h"
+#include "ZorvComn_Registry.h"
+#include "ZorvComn_SecurityAttributes.h"
+#include "ZorvComn_String.h"
+
+namespace Ostrel {
+namespace Storage {
+namespace {
+
+using ZorvCommon::Storage::Base;
+using ZorvCommon::Storage::Key;
+
+// How an operation reports the backend's "not found" (Win32 error 2).
+enum class Absence {
+    Accepted,  // 0x0004020B: absence is a normal answer
+    Failure,   // 0x8004020B
+    Plain,     // like any other Win32 error
+};
+
+int32_t FromStorageException(const wchar_t* method, const std::wstring* name, Absence absence,
+                             const ZorvCommon::Storage::Exception* pException) {
+    if (pException == nullptr) {
+        if (name != nullptr) {
+            ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [%s]", method,
+                       name->c_str());
+        } else {
+            ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception().", method);
+        }
+        return kWrongState;
+    }
+    const unsigned long line = pException->m_Line;
+    if (name != nullptr) {
+        ZORV_ERROR(
+            L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [0x%08x] [%lu] [%s] [%s]",
+            method, pException->m_Error, line, pException->m_File.c_str(), name->c_str());
+    } else {
+        ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [0x%08x] [%lu] [%s]",
+                   method, pException->m_Error, line, pException->m_File.c_str());
+    }
+    if (pException->m_Error == ERROR_FILE_NOT_FOUND && absence != Absence::Plain) {
+        return absence == Absence::Accepted ? kAbsentAccepted : kNotFound;
+    }
+    return ZorvCommon::Exception::ResultFromWin32(pException->m_Error);
+}
+
+// Runs a backend call that answers true or false (false gives onFalse) and turns what it
+// throws into a result; name (may be null) goes into the log line.
+template <typename Call>
+int32_t Guard(const wchar_t* method, const std::wstring* name, Absence absence, int32_t onFalse,
+              Call call) {
+    try {
+        return call() ? kSuccess : onFalse;
+    } catch (ZorvCommon::Storage::Exception* pException) {
+        const std::unique_ptr<ZorvCommon::Storage::Exception> owner(pException);
+        return FromStorageException(method, name, absence, pException);
+    } catch (ZorvCommon::AccessControl::Exception* pException) {
+        // Building the security attributes of a new key failed.
+        const std::unique_ptr<ZorvCommon::AccessControl::Exception> owner(pException);
+        if (pException == nullptr) {
+            ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::AccessControl::Exception().", method);
+            return kWrongState;
+        }
+        ZORV_ERROR(
+            L"*** Control::%s() - Got ZorvCommon::AccessControl::Exception(). [0x%08x] [%lu] [%s]",
+            method, pException->m_Error, static_cast<unsigned long>(pException->m_Line),
+            pException->m_File.c_str());
+        return pException->m_Result;
+    }
+}
+
+bool IsRegistryType(uint32_t type) {
+    return type == ZorvCommon::Storage::StorageTypeRegistry ||
+           type == ZorvCommon::Storage::StorageTypeRegistryAlt;
+}
+
+}  // namespace
+
+HKEY ToRegistryRoot(uint64_t value) {
+    const uint64_t low = value & 0xFFFFFFFFu;
+    const uint64_t high = value >> 32;
+    const bool predefined =
+        (high == 0 || high == 0xFFFFFFFFu) && low >= 0x80000000u && low <= 0x80000003u;
+    if (predefined) {
+        // Predefined roots are negative 32-bit numbers, sign-extended on x64.
+        return reinterpret_cast<HKEY>(static_cast<intptr_t>(static_cast<int32_t>(low)));
+    }
+    return reinterpret_cast<HKEY>(static_cast<uintptr_t>(value));
+}
+
+Control::~Control() {
+    Uninitialize();
+}
+
+int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
+    if (m_pBase != nullptr || m_pKey != nullptr) {
+        ZORV_ERROR(
+            L"*** Control::Initialize() - this->m_pStorage or this->m_pKey has been already "
+            L"created.");
+        return kWrongState;
+    }
+    const bool isIniFile = key.m_Type == ZorvCommon::Storage::StorageTypeIniFile;
+    uint32_t mode = accessMode != nullptr ? *accessMode : AccessModeDefault;
+    if (!isIniFile && !IsRegistryType(key.m_Type)) {
+        ZORV_ERROR(L"*** Control::Initialize() - Specified Access Type was not supported. [%d]",
+                   key.m_Type);
+        return kNotSupported;
+    }
+    if (isIniFile) {
+        mode = AccessModeDefault;
+    } else if (mode > AccessModeCheck) {
+        ZORV_ERROR(L"*** Control::Initialize() - Specified Access Mode was not supported. [%d]",
+                   mode);
+        return kNotSupported;
+    } else if (mode == AccessModeCheck) {
+        mode = AccessModeDefault;
+    }
+
+    std::unique_ptr<Key> pKey(
+        isIniFile ? new (std::nothrow)
+                        Key(ZorvCommon::Storage::StorageTypeIniFile, key.m_FilePath, key.m_SubKey)
+                  : new (std::nothrow)
+                        Key(ZorvCommon::Storage::StorageTypeRegistry,
+                            ToRegistryRoot(reinterpret_cast<uintptr_t>(key.m_Root)), key.m_SubKey));
+    std::unique_ptr<Base> pBase;
+    if (pKey == nullptr) {
+        ZORV_ERROR(L"*** Control::Initialize() - pKey was invalid.");
+    } else {
+        pBase.reset(isIniFile
+                        ? static_cast<Base*>(new (std::nothrow) ZorvCommon::Storage::IniFile())
+                        : new (std::nothrow) ZorvCommon::Storage::Registry(mode));
+        if (pBase == nullptr) {
+            ZORV_ERROR(L"*** Control::Initialize() - pBase was invalid.");
+        }
+    }
+    if (pBase == nullptr) {
+        ZORV_ERROR(L"*** Control::Initialize() - Failed to create pBase or pKey. [0x%08x]",
+                   kAllocationFailed);
+        return kAllocationFailed;
+    }
+    m_pKey = std::move(pKey);
+    m_pBase = std::move(pBase);
+    m_AccessMode = mode;
+    m_eOpenType = OpenTypeNone;
+    return kSuccess;
+}
+
+int32_t Control::Uninitialize() {
+    const int32_t hr = m_eOpenType != OpenTypeNone ? Close(false) : kSuccess;
+    m_eOpenType = OpenTypeNone;
+    m_SectionName.clear();
+    m_pKey.reset();
+    m_pBase.reset();
+    m_AccessMode = AccessModeDefault;
+    return hr < 0 ? hr : kSuccess;
+}
+
+bool Control::IsRegistry() const {
+    return m_pKey != nullptr && IsRegistryType(m_pKey->m_Type);
+}
+
+int32_t Control::OpenEx(const uint32_t& openType, const std::wstring& sectionName,
+                        bool defaultAccess) {
+    if (!IsInitialized()) {
+        ZORV_ERROR(L"*** Control::OpenEx() - this->m_pBase or this->m_pKey was invalid.");
+        return kInvalidObject;
+    }
+    if (m_eOpenType != OpenTypeNone) {
+        ZORV_ERROR(L"*** Control::OpenEx() - _eOpenType was already opened. [%d]", m_eOpenType);
+        return kWrongOpenState;
+    }
+    // Only a registry store may ask for more than the default access: its key is created
+    // with the registry-key security attributes, which the backend's Create applies.
+    if (!defaultAccess && !(openType == OpenTypeStore && IsRegistry())) {
+        ZORV_ERROR(
+            L"*** Control::OpenEx() - Specified Access was not allowed as default access right. "
+            L"[%d][%d]",
+            openType, static_cast<int>(defaultAccess));
+        return kNotSupported;
+    }
+    bool (Base::*open)(const Key&, const std::wstring&) = nullptr;
+    switch (openType) {
+        case OpenTypeQuery:
+            open = &Base::Open;
+            break;
+        case OpenTypeStore:
+            open = &Base::Create;
+            break;
+        case OpenTypeDelete:
+            open = &Base::OpenForDelete;
+            break;
+        case OpenTypeEnum:
+            open = &Base::OpenForEnum;
+            break;
+        default:
+            ZORV_ERROR(L"*** Control::OpenEx() - Specified Open Type was not supported. [%s]",
+                       std::to_wstring(openType).c_str());
+            return kNotSupported;
+    }
+    const int32_t hr = Guard(L"OpenEx", &sectionName, Absence::Failure, kNotSupported,
+                             [&] { return (m_pBase.get()->*open)(*m_pKey, sectionName); });
+    if (hr == kSuccess) {
+        m_eOpenType = openType;
+        m_SectionName = sectionName;
+    }
+    return hr;
+}
+
+int32_t Control::Open(const uint32_t& openType, const std::wstring& sectionName) {
+    return OpenEx(openType, sectionName, true);
+}
+
+// A committed close of a store flushes what was written.
+int32_t Control::Close(const bool& commit) {
+    if (m_pBase == nullptr) {
+        ZORV_ERROR(L"*** Control::Close() - this->m_pBase was invalid.");
+        return kInvalidObject;
+    }
+    if (m_eOpenType == OpenTypeNone) {
+        ZORV_ERROR(L"*** Control::Close() - _eOpenType was already closed.");
+        return kWrongState;
+    }
+    const bool flush = commit && m_eOpenType == OpenTypeStore;
+    const int32_t hr = Guard(L"Close", nullptr, Absence::Plain, kWrongState,
+                             [&] { return (!flush || m_pBase->Flush()) && m_pBase->Close(); });
+    if (hr == kSuccess) {
+        m_eOpenType = OpenTypeNone;
+        m_SectionName.clear();
+    }
+    return hr;
+}
+
+int32_t Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const {
+    if (m_pBase == nullptr || (needsKey && m_pKey == nullptr)) {
+        if (needsKey) {
+            ZORV_ERROR(L"*** Control::%s() - this->m_pBase or this->m_pKey was invalid.", method);
+        } else {
+            ZORV_ERROR(L"*** Control::%s() - this->m_pBase was invalid.", method);
+        }
+        return kInvalidObject;
+    }
+    if (m_eOpenType != openType) {
+        ZORV_ERROR(L"*** Control::%s() - _eOpenType was not opened for query. [%d]", method,
+                   m_eOpenType);
+        return kWrongOpenState;
+    }
+    return kSuccess;
+}
+
+// 64-bit values exist in the registry only.
+int32_t Control::CheckRegistry(const wchar_t* method) const {
+    if (!IsRegistry()) {
+        ZORV_ERROR(L"*** Control::%s() - Specified Access Type was not supported. [%d]", method,
+                   m_pKey->m_Type);
+        return kNotSupported;
+    }
+    return kSuccess;
+}
+
+int32_t Control::QueryValue(const std::wstring& name, std::wstring& value) {
+    const int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
+        value = m_pBase->QueryString(name, std::wstring());
+        return true;
+    });
+}
+
+int32_t Control::QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value) {
+    const int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"QueryValue", &name, Absence::Failure, kWrongState,
+                 [&] { return m_pBase->QueryBinary(name, value); });
+}
+
+int32_t Control::QueryValue(const std::wstring& name, uint32_t& value) {
+    const int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
+        value = m_pBase->QueryUint32(name, 0);
+        return true;
+    });
+}
+
+int32_t Control::QueryValue(const std::wstring& name, uint64_t& value) {
+    int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, true);
+    if (hr == kSuccess) {
+        hr = CheckRegistry(L"QueryValue");
+    }
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
+        value = static_cast<ZorvCommon::Storage::Registry&>(*m_pBase).QueryUint64(name);
+        return true;
+    });
+}
+
+int32_t Control::StoreValue(const std::wstring& name, const std::wstring& value) {
+    const int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState,
+                 [&] { return m_pBase->SetString(name, value); });
+}
+
+int32_t Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value) {
+    const int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState, [&] {
+        return m_pBase->SetBinary(name, value.Data(), static_cast<uint32_t>(value.Length()));
+    });
+}
+
+int32_t Control::StoreValue(const std::wstring& name, const uint32_t& value) {
+    const int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState,
+                 [&] { return m_pBase->SetUint32(name, value); });
+}
+
+int32_t Control::StoreValue(const std::wstring& name, const uint64_t& value) {
+    int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, true);
+    if (hr == kSuccess) {
+        hr = CheckRegistry(L"StoreValue");
+    }
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState,
+                 [&] { return m_pBase->SetUint64(name, value); });
+}
+
+int32_t Control::DeteleEntry(const std::wstring& name) {
+    const int32_t hr = CheckOpen(L"DeteleEntry", OpenTypeDelete, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"DeteleEntry", &name, Absence::Accepted, kWrongState,
+                 [&] { return m_pBase->DeleteValue(name); });
+}
+
+int32_t Control::EnumSection(std::vector<std::wstring>& names) {
+    const int32_t hr = CheckOpen(L"EnumSection", OpenTypeEnum, false);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    return Guard(L"EnumSection", nullptr, Absence::Accepted, kWrongState,
+                 [&] { return m_pBase->EnumKeys(names); });
+}
+
+int32_t Control::DeteleSection() {
+    const int32_t hr = CheckOpen(L"DeteleSection", OpenTypeDelete, true);
+    if (hr != kSuccess) {
+        return hr;
+    }
+    // The registry refuses to delete a key that still has sub-keys.
+    if (IsRegistry()) {
+        const int32_t hrSubSections = DeleteSubSections();
+        if (hrSubSections < 0) {
+            return hrSubSections;
+        }
+    }
+    // An empty name deletes the open section itself.
+    return Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
+                 [&] { return m_pBase->DeleteKey(std::wstring()); });
+}
+
+// Each sub-key is opened for deletion through a second control and deleted the same way,
+// so the deepest keys go first. The first failure stops the walk and keeps this key.
+int32_t Control::DeleteSubSections() {
+    Control cControlForEntry;
+    int32_t hr = cControlForEntry.Initialize(*m_pKey, &m_AccessMode);
+    if (hr < 0) {
+        ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Initialize() failed. [%d]",
+                   hr);
+        return hr;
+    }
+    std::vector<std::wstring> names;
+    hr = cControlForEntry.OpenEx(OpenTypeEnum, m_SectionName, true);
+    if (hr < 0) {
+        ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
+        return hr;
+    }
+    hr = cControlForEntry.EnumSection(names);
+    if (hr < 0) {
+        ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.EnumSection() failed. [%d]",
+                   hr);
+        cControlForEntry.Close(false);
+        return hr;
+    }
+    hr = cControlForEntry.Close(false);
+    if (hr < 0) {
+        ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Close() failed. [%d]", hr);
+        return hr;
+    }
+
+    std::wstring prefix = m_SectionName;
+    ZorvCommon::String::AppendBackslash(prefix);
+    for (const std::wstring& name : names) {
+        hr = cControlForEntry.OpenEx(OpenTypeDelete, prefix + name, true);
+        if (hr < 0) {
+            ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
+            break;
+        }
+        hr = cControlForEntry.DeteleSection();
+        if (hr < 0) {
+            ZORV_ERROR(
+                L"*** Control::DeteleSection() - cControlForEntry.EnumSection() failed. [%d]", hr);
+            cControlForEntry.Close(false);
+            break;
+        }
+        hr = cControlForEntry.Close(false);
+        if (hr < 0) {
+            ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Close() failed. [%d]", hr);
+            break;
+        }
+    }
+    cControlForEntry.Uninitialize();
+    if (hr < 0) {
+        ZORV_ERROR(
+            L"*** Control::DeteleSection() - Failed to delete all entiries under the section() "
+            L"failed. [%d]",
+            hr);
+        return hr;
+    }
+    return kSuccess;
+}
+
+}  // namespace Storage
+}  // namespace Ostrel

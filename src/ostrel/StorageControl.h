@@ -1,0 +1,95 @@
+#pragma once
+// The guarded front of one storage backend (registry or INI file): one section open at
+// a time under an explicit open type, typed reads and writes, deletes and enumeration.
+// Every exception the backend throws is turned into a result code here; none leaves.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "OstrelResult.h"
+#include "ZorvComn_ByteArray.h"
+#include "ZorvComn_Storage.h"
+
+namespace Ostrel {
+namespace Storage {
+
+enum OpenType : uint32_t {
+    OpenTypeNone = 0,
+    OpenTypeQuery = 1,
+    OpenTypeStore = 2,
+    OpenTypeDelete = 3,
+    OpenTypeEnum = 4,
+};
+
+// Registry view of a control; AccessModeCheck is accepted and acts as the default.
+enum AccessMode : uint32_t {
+    AccessModeDefault = 0,
+    AccessMode32 = 1,
+    AccessMode64 = 2,
+    AccessModeCheck = 3,
+};
+
+// The predefined root that a document's number names (0x80000000..0x80000003, also
+// when it arrives zero-extended to 64 bits) as the sign-extended handle; any other
+// value is taken as a handle as it stands.
+HKEY ToRegistryRoot(uint64_t value);
+
+class Control {
+public:
+    Control() = default;
+    ~Control();
+    Control(const Control&) = delete;
+    Control& operator=(const Control&) = delete;
+
+    // Access types 0 and 4 build a registry backend, 1 an INI-file backend. accessMode
+    // (registry only) may be null, meaning the default view.
+    [[nodiscard]] int32_t Initialize(const ZorvCommon::Storage::Key& key,
+                                     const uint32_t* accessMode);
+    // Closes an open section (without commit) and releases the backend.
+    int32_t Uninitialize();
+    bool IsInitialized() const { return m_pBase != nullptr && m_pKey != nullptr; }
+
+    // defaultAccess false is allowed only for a store on a registry key: the key is then
+    // created with the registry-key security attributes.
+    [[nodiscard]] int32_t OpenEx(const uint32_t& openType, const std::wstring& sectionName,
+                                 bool defaultAccess);
+    [[nodiscard]] int32_t Open(const uint32_t& openType, const std::wstring& sectionName);
+    int32_t Close(const bool& commit);
+
+    // A failed query leaves value untouched.
+    [[nodiscard]] int32_t QueryValue(const std::wstring& name, std::wstring& value);
+    [[nodiscard]] int32_t QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value);
+    [[nodiscard]] int32_t QueryValue(const std::wstring& name, uint32_t& value);
+    [[nodiscard]] int32_t QueryValue(const std::wstring& name, uint64_t& value);  // registry only
+    [[nodiscard]] int32_t StoreValue(const std::wstring& name, const std::wstring& value);
+    [[nodiscard]] int32_t StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value);
+    [[nodiscard]] int32_t StoreValue(const std::wstring& name, const uint32_t& value);
+    [[nodiscard]] int32_t StoreValue(const std::wstring& name,
+                                     const uint64_t& value);  // registry only
+
+    // Deletes the section open for deletion; a registry key loses its sub-keys first,
+    // deepest first.
+    [[nodiscard]] int32_t DeteleSection();
+    [[nodiscard]] int32_t DeteleEntry(const std::wstring& name);
+    // The names of the sub-sections of the section open for enumeration.
+    [[nodiscard]] int32_t EnumSection(std::vector<std::wstring>& names);
+
+private:
+    int32_t CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const;
+    int32_t CheckRegistry(const wchar_t* method) const;
+    bool IsRegistry() const;
+    int32_t DeleteSubSections();
+
+    std::unique_ptr<ZorvCommon::Storage::Base> m_pBase;
+    std::unique_ptr<ZorvCommon::Storage::Key> m_pKey;
+    uint32_t m_AccessMode = AccessModeDefault;
+    uint32_t m_eOpenType = OpenTypeNone;
+    std::wstring m_SectionName;
+};
+
+}  // namespace Storage
+}  // namespace Ostrel

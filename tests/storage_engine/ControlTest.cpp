@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+#include "Scratch.h"
+#include "StorageControl.h"
+#include "StorageProduct.h"
+
+namespace {
+
+using namespace Ostrel;
+using namespace Ostrel::Storage;
+using TestSupport::LogCapture;
+using TestSupport::RegKeyExists;
+using TestSupport::ScratchFolder;
+using TestSupport::ScratchRegistryKey;
+using ZorvCommon::Storage::Key;
+using ZorvCommon::Storage::StorageTypeIniFile;
+using ZorvCommon::Storage::StorageTypeRegistry;
+
+Key RegistryKey(const ScratchRegistryKey& scratch) {
+    return Key(StorageTypeRegistry, scratch.Root(), scratch.Path());
+}
+
+void CreateKey(const ScratchRegistryKey& scratch, const std::wstring& relative) {
+    const uint32_t value = 1;
+    TestSupport::WriteRegValue(scratch.Root(), scratch.Child(relative), L"V", REG_DWORD, &value,
+                               sizeof(value));
+}
+
+TEST(Control, GuardsItsStates) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-state");
+    Control control;
+    EXPECT_EQ(kInvalidObject, control.OpenEx(OpenTypeQuery, L"", true));
+    EXPECT_EQ(kInvalidObject, control.Close(false));
+
+    const uint32_t mode5 = 5;
+    EXPECT_EQ(kNotSupported, control.Initialize(RegistryKey(scratch), &mode5));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::Initialize() - Specified Access Mode was not supported. [5]"));
+    EXPECT_EQ(kNotSupported, control.Initialize(Key(2, scratch.Root(), scratch.Path()), nullptr));
+
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
+    EXPECT_EQ(kWrongState, control.Initialize(RegistryKey(scratch), nullptr));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeQuery, L""));
+    EXPECT_EQ(kWrongOpenState, control.Open(OpenTypeQuery, L""));
+    EXPECT_EQ(kSuccess, control.Close(true));
+    EXPECT_EQ(kWrongState, control.Close(true));
+    EXPECT_TRUE(log.Contains(L"*** Control::Close() - _eOpenType was already closed."));
+    EXPECT_EQ(kNotSupported, control.Open(9, L""));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::OpenEx() - Specified Open Type was not supported. [9]"));
+
+    // Only a registry store may ask for more than the default access.
+    EXPECT_EQ(kNotSupported, control.OpenEx(OpenTypeQuery, L"", false));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::OpenEx() - Specified Access was not allowed as default access "
+                     L"right. [1][0]"));
+    ASSERT_EQ(kSuccess, control.OpenEx(OpenTypeStore, L"Made\\Deep", false));
+    EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Made\\Deep")));
+    std::wstring text;
+    EXPECT_EQ(kWrongOpenState, control.QueryValue(L"V", text));
+    EXPECT_EQ(kSuccess, control.Uninitialize()) << "an open section is closed";
+    EXPECT_FALSE(control.IsInitialized());
+}
+
+TEST(Control, ReadsAndWritesEveryTypeAndReportsAbsence) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-values");
+    Control control;
+    const uint32_t check = AccessModeCheck;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), &check)) << "3 acts as 0";
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeStore, L"Values"));
+    ZorvCommon::ByteArray bytes;
+    const uint8_t raw[] = {1, 2, 3};
+    ASSERT_TRUE(bytes.AddData(raw, 3));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"S", std::wstring(L"text")));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"B", bytes));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"D", uint32_t{7}));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"Q", uint64_t{1} << 40));
+    std::wstring text;
+    EXPECT_EQ(kWrongOpenState, control.QueryValue(L"S", text));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::QueryValue() - _eOpenType was not opened for query. [2]"));
+    ASSERT_EQ(kSuccess, control.Close(true));
+    EXPECT_EQ(L"text", TestSupport::ReadRegString(scratch.Root(), scratch.Child(L"Values"), L"S"))
+        << "mode 3 writes to the default view";
+
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeQuery, L"Values"));
+    ZorvCommon::ByteArray readBytes;
+    uint32_t number32 = 0;
+    uint64_t number64 = 0;
+    EXPECT_EQ(kSuccess, control.QueryValue(L"S", text));
+    EXPECT_EQ(kSuccess, control.QueryValue(L"B", readBytes));
+    EXPECT_EQ(kSuccess, control.QueryValue(L"D", number32));
+    EXPECT_EQ(kSuccess, control.QueryValue(L"Q", number64));
+    EXPECT_EQ(L"text", text);
+    EXPECT_EQ(3u, readBytes.Length());
+    EXPECT_EQ(7u, number32);
+    EXPECT_EQ(uint64_t{1} << 40, number64);
+    EXPECT_EQ(kAbsentAccepted, control.QueryValue(L"Missing", text));
+    EXPECT_EQ(kAbsentAccepted, control.QueryValue(L"Missing", number32));
+    EXPECT_EQ(kNotFound, control.QueryValue(L"Missing", readBytes));
+    EXPECT_EQ(L"text", text) << "a failed query leaves the value alone";
+    EXPECT_EQ(static_cast<int32_t>(0x8007000D), control.QueryValue(L"S", number32))
+        << "a value of another type";
+    EXPECT_TRUE(log.Contains(
+        L"*** Control::QueryValue() - Got ZorvCommon::Storage::Exception(). [0x00000002]"));
+    EXPECT_TRUE(log.Contains(L"[Missing]"));
+    EXPECT_EQ(kWrongOpenState, control.StoreValue(L"S", std::wstring(L"x")));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::StoreValue() - _eOpenType was not opened for query. [1]"));
+    ASSERT_EQ(kSuccess, control.Close(true));
+
+    EXPECT_EQ(kNotFound, control.Open(OpenTypeQuery, L"NoSuchKey"));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Values"));
+    EXPECT_EQ(kSuccess, control.DeteleEntry(L"S"));
+    EXPECT_EQ(kAbsentAccepted, control.DeteleEntry(L"S"));
+    ASSERT_EQ(kSuccess, control.Close(false));
+}
+
+TEST(Control, IniFilesRefuseSixtyFourBitValuesAndExtraAccess) {
+    LogCapture log;
+    ScratchFolder folder(L"engine-control-ini");
+    const std::wstring path = folder.File(L"a.ini");
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(Key(StorageTypeIniFile, path, L"Main"), nullptr));
+    EXPECT_EQ(kNotSupported, control.OpenEx(OpenTypeStore, L"Main", false));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeStore, L"Main"));
+    EXPECT_EQ(kNotSupported, control.StoreValue(L"Q", uint64_t{1}));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::StoreValue() - Specified Access Type was not supported. [1]"));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"D", uint32_t{12}));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"S", std::wstring(L"text")));
+    ASSERT_EQ(kSuccess, control.Close(true));
+
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeQuery, L"Main"));
+    uint64_t number64 = 0;
+    uint32_t number32 = 0;
+    std::wstring text;
+    EXPECT_EQ(kNotSupported, control.QueryValue(L"Q", number64));
+    EXPECT_EQ(kSuccess, control.QueryValue(L"D", number32));
+    EXPECT_EQ(12u, number32);
+    EXPECT_EQ(kSuccess, control.QueryValue(L"S", text));
+    EXPECT_EQ(L"text", text);
+    EXPECT_EQ(kAbsentAccepted, control.QueryValue(L"Missing", text));
+    ASSERT_EQ(kSuccess, control.Close(true));
+
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Main"));
+    EXPECT_EQ(kSuccess, control.DeteleSection());
+    ASSERT_EQ(kSuccess, control.Close(false));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeQuery, L"Main"));
+    EXPECT_EQ(kAbsentAccepted, control.QueryValue(L"S", text));
+}
+
+TEST(Control, DeletesNestedKeysDeepestFirst) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-tree");
+    CreateKey(scratch, L"Top\\A\\A1\\A11");
+    CreateKey(scratch, L"Top\\A\\A2");
+    CreateKey(scratch, L"Top\\B");
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
+    EXPECT_EQ(kSuccess, control.DeteleSection());
+    ASSERT_EQ(kSuccess, control.Close(false));
+    EXPECT_FALSE(RegKeyExists(scratch.Root(), scratch.Child(L"Top")));
+    EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Path()));
+
+    std::vector<std::wstring> names;
+    EXPECT_EQ(kWrongOpenState, control.EnumSection(names));
+    EXPECT_EQ(kNotFound, control.Open(OpenTypeEnum, L"Top"));
+}
+
+// A sub-key that cannot be opened for deletion (a link to a key that does not exist)
+// stops the walk: the section and the keys not reached stay.
+TEST(Control, AFailureBelowKeepsTheSection) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-keep");
+    CreateKey(scratch, L"Top\\Below");
+    HKEY link = nullptr;
+    ASSERT_EQ(ERROR_SUCCESS,
+              RegCreateKeyExW(scratch.Root(), scratch.Child(L"Top\\Below\\Link").c_str(), 0,
+                              nullptr, REG_OPTION_CREATE_LINK, KEY_ALL_ACCESS | KEY_CREATE_LINK,
+                              nullptr, &link, nullptr));
+    const std::wstring target = L"\\Registry\\Machine\\Software\\OstrelTestsNoSuchKey";
+    RegSetValueExW(link, L"SymbolicLinkValue", 0, REG_LINK,
+                   reinterpret_cast<const BYTE*>(target.data()),
+                   static_cast<DWORD>(target.size() * sizeof(wchar_t)));
+    RegCloseKey(link);
+
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
+    EXPECT_EQ(kNotFound, control.DeteleSection());
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::DeteleSection() - Failed to delete all entiries under the "
+                     L"section() failed."));
+    ASSERT_EQ(kSuccess, control.Close(false));
+    EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Top\\Below")));
+
+    // The link goes with its own handle, not through the link.
+    HKEY opened = nullptr;
+    if (RegOpenKeyExW(scratch.Root(), scratch.Child(L"Top\\Below\\Link").c_str(),
+                      REG_OPTION_OPEN_LINK, DELETE, &opened) == ERROR_SUCCESS) {
+        RegDeleteKeyW(opened, L"");
+        RegCloseKey(opened);
+    }
+}
+
+TEST(Control, DocumentRootNumbersBecomePredefinedHandles) {
+    EXPECT_EQ(HKEY_CLASSES_ROOT, ToRegistryRoot(0x80000000u));
+    EXPECT_EQ(HKEY_CURRENT_USER, ToRegistryRoot(0x80000001u));
+    EXPECT_EQ(HKEY_LOCAL_MACHINE, ToRegistryRoot(0x80000002u));
+    EXPECT_EQ(HKEY_USERS, ToRegistryRoot(0xFFFFFFFF80000003ull));
+    EXPECT_EQ(reinterpret_cast<HKEY>(0x80000004ull), ToRegistryRoot(0x80000004u));
+}
+
+TEST(QueryVersion, ReadsTheProductKey) {
+    LogCapture log;
+    TestSupport::ProductKey product;
+    product.SetVersion(L"3.1.4");
+    std::wstring version = L"stale";
+    EXPECT_EQ(kSuccess, QueryVersion(version));
+    EXPECT_EQ(L"3.1.4", version);
+
+    product.RemoveValue(L"Version");
+    EXPECT_EQ(kNotFound, QueryVersion(version));
+    EXPECT_EQ(L"", version);
+    product.RemoveKey();
+    EXPECT_EQ(kNotFound, QueryVersion(version));
+    EXPECT_EQ(
+        2u,
+        log.Count(
+            L"*** QueryVersion() - ZorvCommon::Storage::Reg::QueryValue() failed. [0x00000002]"));
+}
+
+}  // namespace
