@@ -1,0 +1,156 @@
+#pragma once
+// Reads an encrypted storage-control document into a chain of storage commands: each
+// Registry and IniFile element, and each Control element inside them, is matched against
+// the running system and the caller's assignment text, and what remains becomes
+// sections, entries and commands. The document file is deleted after a normal read
+// unless its root says "save"="yes".
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "StorageCommand.h"
+#include "StorageTarget.h"
+
+namespace ZorvCommon {
+namespace Storage {
+class FileBase;
+class XmlParser;
+}  // namespace Storage
+}  // namespace ZorvCommon
+
+namespace Ostrel {
+namespace Storage {
+
+// One accepted Control element, converted.
+struct DocumentEntry {
+    uint32_t CommandType = 0;  // VisitorType
+    std::wstring Name;
+    uint32_t ValueType = 0;  // ValueType
+    std::wstring Value;
+    bool Overwrite = false;
+};
+
+// Told what the reader decides about each element, in document order; for tools that
+// explain a document. The reader writes the same decisions to the debug log.
+class IDocumentObserver {
+public:
+    virtual ~IDocumentObserver() = default;
+    // A Registry or IniFile element whose targeting was decided.
+    virtual void OnSection(const std::wstring& elementName, const Target& target,
+                           TargetVerdict verdict) = 0;
+    // A Control element whose targeting was decided; entry is null when it was skipped.
+    virtual void OnEntry(const Target& target, TargetVerdict verdict,
+                         const DocumentEntry* entry) = 0;
+    // The end of every Registry or IniFile element (also of one that failed before its
+    // targeting was decided): 0 when it became a section, 0x00040202 when it was
+    // skipped, else the failure. pSection is the section built from it, or null.
+    virtual void OnSectionEnd(const std::wstring& elementName, const ISection* pSection,
+                              HRESULT result) = 0;
+};
+
+}  // namespace Storage
+}  // namespace Ostrel
+
+class CXmlParserStorageControl {
+public:
+    using ArrayOfEntry = std::vector<Ostrel::Storage::DocumentEntry>;
+
+    explicit CXmlParserStorageControl(ZorvCommon::Storage::XmlParser& rXmlParser);
+    CXmlParserStorageControl(const CXmlParserStorageControl&) = delete;
+    CXmlParserStorageControl& operator=(const CXmlParserStorageControl&) = delete;
+
+    // Empties the chain, then appends the commands of every section read without error,
+    // in document order; they stay also when the result is a failure. The result is that
+    // of the last Registry or IniFile element (0x00040202 when it was skipped), the
+    // reader's failure, or that of a step before the walk.
+    HRESULT QueryValue(Ostrel::Storage::CommandChain* pCommandChain,
+                       const std::wstring& documentPath, const std::wstring& assign);
+
+    // For tools that only explain a document: the document file is never deleted.
+    void SetKeepDocument(bool keepDocument) { m_KeepDocument = keepDocument; }
+    // Not owned; null for none.
+    void SetObserver(Ostrel::Storage::IDocumentObserver* pObserver) { m_pObserver = pObserver; }
+
+    // Whether an element with this target applies to parameter.System: 0 with the
+    // verdict, or 0x80040206 (missing or unknown text) or a platform query's system error
+    // as 0x8007xxxx. Works on any described system, not only the running one.
+    static HRESULT CheckParameter(Ostrel::Storage::TargetVerdict& verdict,
+                                  const Ostrel::Storage::DocumentParameter& parameter,
+                                  const Ostrel::Storage::Target& target);
+
+    // Appends to chain the commands for one section's entries (each command holding its
+    // own copy of section): 0, 0x00040202 without entries, or the failure.
+    static HRESULT CreateCommandChain(const Ostrel::Storage::ISection& section,
+                                      const ArrayOfEntry& entries,
+                                      Ostrel::Storage::CommandChain& chain);
+
+    // Expands the first directory macro that occurs in path ($INSTALL$, $WINDOWS$,
+    // $SYSTEM$, $CURRENT$, in that order of precedence), at its first occurrence. False
+    // when the directory cannot be read; path is then untouched.
+    static bool ReplacePath(std::wstring& path);
+
+private:
+    // The parts that tell a Registry from an IniFile element.
+    struct SectionForm;
+    using SectionTexts = std::vector<std::wstring>;
+
+    // The walk over the children of Storage, each section's commands spliced onto chain.
+    HRESULT ParseDocument(Ostrel::Storage::CommandChain& chain,
+                          const Ostrel::Storage::DocumentParameter& parameter);
+    HRESULT QueryParameter(Ostrel::Storage::DocumentParameter& parameter);
+    HRESULT ParseRegistry(std::unique_ptr<Ostrel::Storage::ISection>& pSection,
+                          ArrayOfEntry& entries,
+                          const Ostrel::Storage::DocumentParameter& parameter);
+    HRESULT ParseIniFile(std::unique_ptr<Ostrel::Storage::ISection>& pSection,
+                         ArrayOfEntry& entries,
+                         const Ostrel::Storage::DocumentParameter& parameter);
+    // What the two share: targeting, the walk over the children and the dump of what it
+    // kept. 0 when the caller goes on to build the section.
+    HRESULT ParseSectionElement(const SectionForm& form, SectionTexts& texts, ArrayOfEntry& entries,
+                                const Ostrel::Storage::DocumentParameter& parameter);
+    // 0 for a section with entries, else 0x00040202.
+    static HRESULT CheckEntries(const SectionForm& form, const SectionTexts& texts,
+                                const ArrayOfEntry& entries);
+    // 0, 0x00040202 for a Control element that is not targeted, or the failure.
+    HRESULT ParseEntry(Ostrel::Storage::DocumentEntry& entry,
+                       const Ostrel::Storage::DocumentParameter& parameter);
+    // One child of a Control element; children of other names are ignored.
+    HRESULT ParseEntryChild(Ostrel::Storage::DocumentEntry& entry);
+    HRESULT ParseTarget(Ostrel::Storage::Target& target);
+    // ParseTarget and CheckParameter for the current element, logged as method.
+    HRESULT MatchTarget(const wchar_t* method, const wchar_t* skipLine,
+                        const Ostrel::Storage::DocumentParameter& parameter,
+                        Ostrel::Storage::Target& target, Ostrel::Storage::TargetVerdict& verdict);
+    // The reader's last code when it is a failure, else 0x80040201.
+    HRESULT ReaderFailure() const;
+    // Starts the reader on file and reads the parameters of Storage; on a failure the
+    // reader is stopped again.
+    HRESULT StartDocument(ZorvCommon::Storage::FileBase& file, const std::wstring& documentPath,
+                          Ostrel::Storage::DocumentParameter& parameter);
+    void DeleteDocument(const std::wstring& documentPath) const;
+
+    // The text maps; each logs an unknown text and leaves its outputs untouched.
+    static bool GetPlatformType(const std::wstring& text, uint32_t& bitness,
+                                uint32_t& versionClass);
+    static bool GetLanguageType(const std::wstring& text, uint32_t& language);
+    static bool GetRegistryRoot(const std::wstring& text, HKEY& root);
+    static bool GetAccessMode(const std::wstring& text, uint32_t& accessMode);
+    static bool GetAccessRight(const std::wstring& text, uint32_t& accessRight);
+    static bool GetCommandType(const std::wstring& text, uint32_t& commandType);
+    static bool GetValueType(const std::wstring& text, uint32_t& valueType);
+    static bool GetBoolean(const std::wstring& text, bool& value);
+
+    // The tests of a platform or language word other than "all".
+    static HRESULT CheckPlatform(bool& matched, const Ostrel::Storage::TargetSystem& system,
+                                 const std::wstring& platform);
+    static HRESULT CheckLanguage(bool& matched, const Ostrel::Storage::TargetSystem& system,
+                                 const std::wstring& language);
+
+    ZorvCommon::Storage::XmlParser& m_rXmlParser;
+    bool m_KeepDocument = false;
+    Ostrel::Storage::IDocumentObserver* m_pObserver = nullptr;
+};

@@ -1,0 +1,242 @@
+// The targeting decision of the storage-control reader: whether an element applies to
+// a described system, and the platform and language words of the documents.
+
+#include "XmlParserStorageControl.h"
+
+#include "Frwk_StringUtility.h"
+#include "OstrelResult.h"
+#include "SrvFrwk_UnitVersion.h"
+#include "XmlParserTextTable.h"
+#include "ZorvComn_DebugLog.h"
+#include "ZorvComn_Exception.h"
+
+using Ostrel::TextValue;
+using Ostrel::Storage::DocumentParameter;
+using Ostrel::Storage::Target;
+using Ostrel::Storage::TargetSystem;
+using Ostrel::Storage::TargetVerdict;
+
+namespace {
+
+enum BitnessClass : uint32_t {
+    BitnessByVersionClass = 0,  // the version class decides
+    Bitness32 = 1,
+    Bitness64 = 2,
+    BitnessAny = 3,
+};
+
+struct PlatformWord {
+    const wchar_t* Text;
+    uint32_t Bitness;
+    uint32_t VersionClass;
+};
+
+constexpr PlatformWord kPlatforms[] = {
+    {L"xp32", BitnessByVersionClass, 4},
+    {L"xp64", BitnessByVersionClass, 5},
+    {L"xp32or64", BitnessByVersionClass, 6},
+    {L"vista32", BitnessByVersionClass, 7},
+    {L"vista64", BitnessByVersionClass, 8},
+    {L"vista32or64", BitnessByVersionClass, 9},
+    {L"seven32", BitnessByVersionClass, 10},
+    {L"seven64", BitnessByVersionClass, 11},
+    {L"seven32or64", BitnessByVersionClass, 12},
+    {L"xporlater", BitnessByVersionClass, 15},
+    {L"vistaorlater", BitnessByVersionClass, 19},
+    {L"sevenorlater", BitnessByVersionClass, 22},
+    {L"all32", Bitness32, 0},
+    {L"all64", Bitness64, 0},
+    {L"all", BitnessAny, 0},
+};
+
+constexpr uint32_t kLanguageEnglishUs = 0x1;
+
+// Tested in this order; the first match wins, so the second "da" row never answers.
+// It is kept so that the order stays what documents in the field were written against.
+constexpr TextValue kLanguages[] = {
+    {L"en_gb", 0x10000}, {L"tw", 0x2},     {L"cn", 0x8},    {L"ja", 0x4},    {L"fr", 0x40},
+    {L"de", 0x20},       {L"es", 0x80},    {L"it", 0x200},  {L"nl", 0x4000}, {L"sv", 0x20000},
+    {L"da", 0x80000},    {L"no", 0x40000}, {L"ru", 0x2000}, {L"da", 0x1},    {L"fr_ca", 0x100000},
+};
+
+bool IsAll(const std::wstring& text) {
+    return Frwk::StringUtility::EqualsNoCase(text, L"all");
+}
+
+using WordTest = HRESULT (*)(bool& matched, const TargetSystem& system, const std::wstring& word);
+
+// A platform or language word: a missing one is an error logged with missingLine, "all"
+// (case ignored) matches every system, any other word is given to test.
+HRESULT CheckWord(bool& matched, const TargetSystem& system, const std::wstring& word,
+                  const wchar_t* missingLine, WordTest test) {
+    matched = false;
+    if (word.empty()) {
+        ZORV_ERROR(missingLine);
+        return Ostrel::kInvalidData;
+    }
+    if (IsAll(word)) {
+        matched = true;
+        return S_OK;
+    }
+    return test(matched, system, word);
+}
+
+}  // namespace
+
+HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
+                                                 const DocumentParameter& parameter,
+                                                 const Target& target) {
+    ZORV_TRACE(L"[Enter] CXmlParserStorageControl::CheckParameter()...");
+    verdict = TargetVerdict::OtherAssignment;
+    if (target.Assign.empty()) {
+        ZORV_ERROR(L"*** CXmlParserStorageControl::CheckParameter() - _tszProduct was empty.");
+        return Ostrel::kInvalidData;
+    }
+    if (!Frwk::StringUtility::EqualsNoCase(target.Assign, parameter.Assign)) {
+        ZORV_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Assigned was not matched "
+            L"so that it will be skipped. [%s][%s]",
+            target.Assign.c_str(), parameter.Assign.c_str());
+        return S_OK;
+    }
+    if (!parameter.Check) {
+        ZORV_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Xml File was not checked "
+            L"for any parameters.");
+        verdict = TargetVerdict::Targeted;
+        return S_OK;
+    }
+
+    bool matched = false;
+    HRESULT hr = CheckWord(
+        matched, parameter.System, target.Platform,
+        L"*** CXmlParserStorageControl::CheckParameter() - _Target.tszPlatform was empty.",
+        &CheckPlatform);
+    if (FAILED(hr) || !matched) {
+        verdict = TargetVerdict::OtherPlatform;
+        return hr;
+    }
+
+    const std::wstring& version = parameter.System.ProductVersion;
+    if (SrvFrwk::CompareVersion(target.MinVersion, version) == -1 ||
+        SrvFrwk::CompareVersion(version, target.MaxVersion) == -1) {
+        ZORV_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Version was beyond so "
+            L"that it will be skipped. [%s][%s][%s]",
+            target.MinVersion.c_str(), version.c_str(), target.MaxVersion.c_str());
+        verdict = TargetVerdict::OutOfVersion;
+        return S_OK;
+    }
+
+    hr = CheckWord(
+        matched, parameter.System, target.Language,
+        L"*** CXmlParserStorageControl::CheckParameter() - _Target.tszLanguage was empty.",
+        &CheckLanguage);
+    if (FAILED(hr) || !matched) {
+        verdict = TargetVerdict::OtherLanguage;
+        return hr;
+    }
+
+    if (target.Product.empty()) {
+        ZORV_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - _Target.tszProduct was empty.");
+        return Ostrel::kInvalidData;
+    }
+    // Every product matches: documents name their product for the reader's sake, and the
+    // comparison with "all" is made and its outcome discarded, as documents expect.
+    (void)IsAll(target.Product);
+    verdict = TargetVerdict::Targeted;
+    ZORV_TRACE(L"[Leave] CXmlParserStorageControl::CheckParameter()...");
+    return S_OK;
+}
+
+HRESULT CXmlParserStorageControl::CheckPlatform(bool& matched, const TargetSystem& system,
+                                                const std::wstring& platform) {
+    uint32_t bitness = 0;
+    uint32_t versionClass = 0;
+    if (!GetPlatformType(platform, bitness, versionClass)) {
+        ZORV_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
+            L"failed. [%s]",
+            platform.c_str());
+        return Ostrel::kInvalidData;
+    }
+    if (system.PlatformError != 0) {
+        const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(system.PlatformError);
+        ZORV_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
+            L"failed. [0x%08x]",
+            hr);
+        return hr;
+    }
+    switch (bitness) {
+        case BitnessByVersionClass:
+            matched = ZorvCommon::Platform::IsVersionClassOf(system.Version, system.Is64bit,
+                                                             versionClass);
+            break;
+        case Bitness32:
+            matched = !system.Is64bit;
+            break;
+        case Bitness64:
+            matched = system.Is64bit;
+            break;
+        case BitnessAny:
+            matched = true;
+            break;
+        default:
+            ZORV_ERROR(
+                L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform Type "
+                L"was not supported. [%d][%d]",
+                bitness, versionClass);
+            break;
+    }
+    if (!matched) {
+        ZORV_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform was not matched "
+            L"so that it will be skipped. [%d][%d][%d][%d][%s]",
+            system.Version.Major, system.Version.Minor, system.Version.Build,
+            system.Version.PlatformId, platform.c_str());
+    }
+    return S_OK;
+}
+
+HRESULT CXmlParserStorageControl::CheckLanguage(bool& matched, const TargetSystem& system,
+                                                const std::wstring& language) {
+    uint32_t code = kLanguageEnglishUs;
+    if (language != L"en_us" && !GetLanguageType(language, code)) {
+        ZORV_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - this->GetLanguageType() "
+            L"failed. [%s]",
+            language.c_str());
+        return Ostrel::kInvalidData;
+    }
+    matched = code == system.LanguageCode;
+    if (!matched) {
+        ZORV_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Language was not matched "
+            L"so that it will be skipped. [%d][%d]",
+            code, system.LanguageCode);
+    }
+    return S_OK;
+}
+
+bool CXmlParserStorageControl::GetPlatformType(const std::wstring& text, uint32_t& bitness,
+                                               uint32_t& versionClass) {
+    for (const PlatformWord& word : kPlatforms) {
+        if (text == word.Text) {
+            bitness = word.Bitness;
+            versionClass = word.VersionClass;
+            return true;
+        }
+    }
+    ZORV_ERROR(
+        L"*** CXmlParserStorageControl::GetPlatformType() - Specified text was not "
+        L"supported. [%s]",
+        text.c_str());
+    return false;
+}
+
+bool CXmlParserStorageControl::GetLanguageType(const std::wstring& text, uint32_t& language) {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetLanguageType",
+                                   kLanguages, text, language);
+}
