@@ -1,0 +1,409 @@
+#include "XmlParserFrameworkPolicy.h"
+
+#include <iterator>
+#include <type_traits>
+#include <utility>
+
+#include "Frwk_Utility.h"
+#include "OstrelResult.h"
+#include "XmlParserDocument.h"
+#include "XmlParserTextTable.h"
+#include "ZorvComn_DebugLog.h"
+#include "ZorvComn_String.h"
+#include "ZorvComn_XmlParser.h"
+
+using SrvFrwk::Interface::RowProvider;
+using SrvFrwk::Interface::RowService;
+
+template <class Row>
+struct CXmlParserFrameworkPolicy::PolicyForm {
+    const wchar_t* Method;  // "Class::Method" of the public query, for the log lines
+    const wchar_t* FileName;
+    const wchar_t* Element;
+    const wchar_t* GuidElement;
+    const wchar_t* GuidLabel;
+    const wchar_t* DependedElement;
+    const wchar_t* DependedChild;
+    const wchar_t* DependedLabel;
+    int DumpWidth;  // the dump pads every label to the longest one
+    GUID Row::*Guid;
+    std::vector<GUID> Row::*Depended;
+    uint32_t Row::*InterfaceType;  // null: the document has no interface type
+};
+
+namespace {
+
+using Ostrel::TextValue;
+
+constexpr TextValue kModuleTypes[] = {
+    {L"eExectable", 0}, {L"eDynamicLinkLibrary", 1}, {L"eInlineCode", 2}};
+constexpr TextValue kStartupTypes[] = {
+    {L"eDisable", 0}, {L"eAutomatic", 1}, {L"eDemand", 2}, {L"ePreStart", 3}};
+constexpr TextValue kLoadOptions[] = {{L"eSequentialLoad", 0}, {L"eParallelLoad", 1}};
+constexpr TextValue kUnloadOptions[] = {{L"eSequentialUnload", 0}, {L"eParallelUnload", 1}};
+constexpr TextValue kInterfaceTypes[] = {{L"eIFrwkService", 0}, {L"eIFrwkServiceEx", 1}};
+constexpr TextValue kDataConversions[] = {
+    {L"eNoneConversion", 0}, {L"eDefaultConversion", 1}, {L"eSpecificConversion", 2}};
+constexpr TextValue kSharedTypes[] = {
+    {L"eIndependent", 0}, {L"eSharedService", 1}, {L"eSharedProvider", 2}};
+// Slot 2 has no text and keeps its initial deny.
+constexpr TextValue kPermissionIndexes[] = {{L"eSetup", 0}, {L"eNormal", 1}, {L"eMaintain", 3}};
+constexpr TextValue kPermissionTypes[] = {{L"eAllow", 1}, {L"eDeny", 0}};
+
+constexpr size_t kPermissionSlots = std::extent_v<decltype(RowService::Permission)>;
+
+constexpr bool IndexesFitSlots() {
+    for (const TextValue& entry : kPermissionIndexes) {
+        if (entry.Value >= kPermissionSlots) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(IndexesFitSlots(), "every permission index names a slot of the row");
+
+// Module names are taken as they stand but may not be empty.
+bool TakeName(const std::wstring& text, std::wstring& name) {
+    name = text;
+    return !name.empty();
+}
+
+std::wstring GuidText(const GUID& guid) {
+    wchar_t text[39] = {};  // braced form and terminator
+    return StringFromGUID2(guid, text, static_cast<int>(std::size(text))) != 0 ? text : L"";
+}
+
+}  // namespace
+
+CXmlParserFrameworkPolicy::CXmlParserFrameworkPolicy(ZorvCommon::Storage::XmlParser& rXmlParser)
+    : m_rXmlParser(rXmlParser) {}
+
+HRESULT CXmlParserFrameworkPolicy::QueryValueForServicePolicy(
+    SrvFrwk::Interface::ArrayOfRowService* pArrayOfRowService) {
+    static const PolicyForm<RowService> kForm = {
+        L"CXmlParserFrameworkPolicy::QueryValueForServicePolicy",
+        L"QjBsSvPl.xen",
+        L"FrameworkService",
+        L"ServiceGuid",
+        L"[Service Guid]",
+        L"DependedServices",
+        L"DependedService",
+        L"[DependedServices]",
+        18,
+        &RowService::ServiceGuid,
+        &RowService::DependedServices,
+        &RowService::InterfaceType};
+    char szKey[] = "m3^Tb8&Yc1*Nh6%e";
+    return QueryValueForPolicy(kForm, szKey, pArrayOfRowService);
+}
+
+HRESULT CXmlParserFrameworkPolicy::QueryValueForProviderPolicy(
+    SrvFrwk::Interface::ArrayOfRowProvider* pArrayOfRowProvider) {
+    static const PolicyForm<RowProvider> kForm = {
+        L"CXmlParserFrameworkPolicy::QueryValueForProviderPolicy",
+        L"QjEnPvPl.xen",
+        L"FrameworkProvider",
+        L"ProviderGuid",
+        L"[Provider Guid]",
+        L"DependedProviders",
+        L"DependedProvider",
+        L"[DependedProviders]",
+        19,
+        &RowProvider::ProviderGuid,
+        &RowProvider::DependedProviders,
+        nullptr};
+    char szKey[] = "K7#pQ2!vR9@wL4$z";
+    return QueryValueForPolicy(kForm, szKey, pArrayOfRowProvider);
+}
+
+template <class Row>
+HRESULT CXmlParserFrameworkPolicy::QueryValueForPolicy(const PolicyForm<Row>& form,
+                                                       const char* szKey, std::vector<Row>* pRows) {
+    ZORV_TRACE(L"[Enter] %s()...", form.Method);
+    if (pRows == nullptr) {
+        ZORV_ERROR(L"*** %s() - the row list was invalid.", form.Method);
+        return Ostrel::kInvalidArgument;
+    }
+    pRows->clear();
+
+    CXmlParserDocument document(m_rXmlParser, __FILE__, form.Method);
+    HRESULT hr = document.Read(form.FileName, szKey, L"BaseFramework",
+                               [&] { return ParsePolicyElements(form, *pRows); });
+    if (document.GetReadError() < 0) {
+        hr = document.GetReadError();
+    }
+    ZORV_TRACE(L"[Leave] %s()...", form.Method);
+    return hr;
+}
+
+template <class Row>
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& form,
+                                                       std::vector<Row>& rows) {
+    uint32_t depth = 0;
+    if (!m_rXmlParser.MoveToFirstChildElement(depth, form.Element)) {
+        ZORV_ERROR(L"*** %s() - this->m_rXmlParser.MoveToFirstChildElement() failed. [%s]",
+                   form.Method, form.Element);
+        return Ostrel::kWrongState;
+    }
+    HRESULT hr = S_OK;
+    do {
+        Row row;
+        if (!m_rXmlParser.GetAttribute(L"version", row.Version)) {
+            ZORV_ERROR(L"*** %s() - this->m_rXmlParser.GetAttribute() failed.", form.Method);
+            return Ostrel::kNotFound;  // the rest of the document is not read
+        }
+        hr = ParsePolicyChildren(form, row);
+        DumpRow(form, row);
+        if (FAILED(hr)) {
+            ZORV_ERROR(L"*** %s() - this->m_rXmlParser failed to parse element. [%s]", form.Method,
+                       m_rXmlParser.GetElementName().c_str());
+        } else {
+            rows.push_back(std::move(row));
+        }
+    } while (m_rXmlParser.MoveToNextSiblingElement(depth, form.Element));
+    return hr;
+}
+
+template <class Row>
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& form, Row& row) {
+    uint32_t depth = 0;
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
+         found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
+        const wchar_t* reader = nullptr;
+        HRESULT hr = S_OK;
+        if (m_rXmlParser.IsElementName(L"Shared")) {
+            reader = L"ParsePolicyShared";
+            hr = ParsePolicyShared(row.SharedType, row.SharedGuid);
+        } else if (m_rXmlParser.IsElementName(L"Permissions")) {
+            reader = L"ParsePolicyPermissions";
+            hr = ParsePolicyPermissions(row.Permission);
+        } else if (m_rXmlParser.IsElementName(form.DependedElement)) {
+            reader = L"ParsePolicyDepended";
+            hr = ParsePolicyDepended(form.DependedChild, row.*form.Depended);
+        } else {
+            hr = ParsePolicyText(form, row);
+        }
+        if (FAILED(hr)) {
+            // These lines name the provider query whichever document is read.
+            if (reader != nullptr) {
+                ZORV_ERROR(
+                    L"*** CXmlParserFrameworkPolicy::QueryValueForProviderPolicy() - this->%s() "
+                    L"failed.",
+                    reader);
+            }
+            return hr;
+        }
+    }
+    return S_OK;
+}
+
+template <class Row>
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, Row& row) {
+    const auto is = [this](const wchar_t* name) { return m_rXmlParser.IsElementName(name); };
+    std::wstring text;
+    const auto read = [&] { return m_rXmlParser.GetText(text); };
+    bool parsed = false;
+    if (is(form.GuidElement)) {
+        parsed = read() && Frwk::Utility::T2Guid(text, row.*form.Guid);
+    } else if (is(L"Module")) {
+        parsed = read() && GetModuleType(text, row.ModuleType);
+    } else if (is(L"ModuleName")) {
+        parsed = read() && TakeName(text, row.ModuleName);
+    } else if (is(L"StartUp")) {
+        parsed = read() && GetStartupType(text, row.StartupType);
+    } else if (is(L"Load")) {
+        parsed = read() && GetLoadOption(text, row.LoadOption);
+    } else if (is(L"Unload")) {
+        parsed = read() && GetUnloadOption(text, row.UnloadOption);
+    } else if (is(L"OrderOfLoading")) {
+        parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfLoading);
+    } else if (is(L"OrderOfUnloading")) {
+        parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfUnloading);
+    } else if (form.InterfaceType != nullptr && is(L"Interface")) {
+        parsed = read() && GetInterfaceType(text, row.*form.InterfaceType);
+    } else if (is(L"DataConversion")) {
+        parsed = read() && GetDataConversion(text, row.DataConversion);
+    } else if (is(L"ConvModuleName")) {
+        parsed = read() && TakeName(text, row.ConvModuleName);
+    } else {
+        return Ostrel::kElementSkipped;
+    }
+    if (!parsed) {
+        ZORV_ERROR(L"*** %s() - this->m_rXmlParser failed to parse text. [%s]", form.Method,
+                   text.c_str());
+        return Ostrel::kInvalidData;
+    }
+    return S_OK;
+}
+
+template <class Row>
+void CXmlParserFrameworkPolicy::DumpRow(const PolicyForm<Row>& form, const Row& row) const {
+    if (!ZorvCommon::g_DebugLog.IsPassing(ZorvCommon::LogLevelInfo)) {
+        return;  // spare the GUID texts
+    }
+    const int width = form.DumpWidth;
+    const auto text = [width](const wchar_t* label, const std::wstring& value) {
+        ZORV_INFO(L"    %-*s:%s.", width, label, value.c_str());
+    };
+    const auto number = [width](const wchar_t* label, uint32_t value) {
+        ZORV_INFO(L"    %-*s:%d.", width, label, value);
+    };
+    ZORV_INFO(L"*** [%s]", form.Element);
+    text(L"[Version]", row.Version);
+    text(form.GuidLabel, GuidText(row.*form.Guid));
+    number(L"[Module Type]", row.ModuleType);
+    text(L"[Module Name]", row.ModuleName);
+    number(L"[Startup Type]", row.StartupType);
+    number(L"[Load Option]", row.LoadOption);
+    number(L"[Unload Option]", row.UnloadOption);
+    number(L"[OrderOfLoading]", row.OrderOfLoading);
+    number(L"[OrderOfUnloading]", row.OrderOfUnloading);
+    number(L"[Shared Type]", row.SharedType);
+    text(L"[Shared Guid]", GuidText(row.SharedGuid));
+    if (form.InterfaceType != nullptr) {
+        number(L"[InterfaceType]", row.*form.InterfaceType);
+    }
+    // "[Permission][n]" is 15 characters wide; the blanks after it pad it as the others.
+    const int permissionPad = width - 15;
+    for (uint32_t index = 0; index < kPermissionSlots; ++index) {
+        ZORV_INFO(L"    [Permission][%lu]%-*s:%d.", index, permissionPad, L"",
+                  row.Permission[index]);
+    }
+    number(L"[Data Conversion]", row.DataConversion);
+    text(L"[ConvModuleName]", row.ConvModuleName);
+    for (const GUID& guid : row.*form.Depended) {
+        text(form.DependedLabel, GuidText(guid));
+    }
+}
+
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid) {
+    ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyShared()...");
+    HRESULT hr = S_OK;
+    std::wstring typeText;
+    std::wstring guidText;  // a missing "SharedGuid" stays empty, which T2Guid refuses
+    if (!m_rXmlParser.GetAttribute(L"SharedType", typeText)) {
+        ZORV_ERROR(
+            L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->m_rXmlParser."
+            L"GetAttribute() failed.");
+        hr = Ostrel::kNotFound;
+    } else if (!GetSharedType(typeText, sharedType)) {
+        ZORV_ERROR(
+            L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->GetSharedType() "
+            L"failed.");
+        hr = Ostrel::kInvalidData;
+    } else if (!m_rXmlParser.GetAttribute(L"SharedGuid", guidText) ||
+               !Frwk::Utility::T2Guid(guidText, sharedGuid)) {
+        ZORV_ERROR(
+            L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - Frwk::Utility::T2Guid() "
+            L"failed. [%s]",
+            guidText.c_str());
+        hr = Ostrel::kInvalidData;
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserFrameworkPolicy::ParsePolicyShared()...");
+    return hr;
+}
+
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions)[4]) {
+    ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyPermissions()...");
+    HRESULT hr = S_OK;
+    uint32_t depth = 0;
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, L"Permission");
+         found && SUCCEEDED(hr);
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, L"Permission")) {
+        std::wstring text;
+        uint32_t index = 0;
+        uint32_t value = 0;
+        if (!m_rXmlParser.GetAttribute(L"type", text)) {
+            ZORV_ERROR(
+                L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->m_rXmlParser."
+                L"GetAttribute() failed.");
+            hr = Ostrel::kNotFound;
+        } else if (!GetPermissionIndex(text, index)) {
+            ZORV_ERROR(
+                L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->"
+                L"GetPermissionIndex() failed.");
+            hr = Ostrel::kWrongState;
+        } else {
+            // A later "Permission" of the same index overwrites the earlier one.
+            permissions[index] = 0;
+            if (!m_rXmlParser.GetText(text) || !GetPermissionType(text, value)) {
+                ZORV_ERROR(
+                    L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->"
+                    L"GetPermissionType() failed.");
+                hr = Ostrel::kInvalidData;
+            } else {
+                permissions[index] = value;
+            }
+        }
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserFrameworkPolicy::ParsePolicyPermissions()...");
+    return hr;
+}
+
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyDepended(const wchar_t* childName,
+                                                       std::vector<GUID>& guids) {
+    ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyDepended()...");
+    HRESULT hr = S_OK;
+    uint32_t depth = 0;
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, childName);
+         found && SUCCEEDED(hr); found = m_rXmlParser.MoveToNextSiblingElement(depth, childName)) {
+        std::wstring text;
+        GUID guid{};
+        if (m_rXmlParser.GetText(text) && Frwk::Utility::T2Guid(text, guid)) {
+            guids.push_back(guid);
+        } else {
+            ZORV_ERROR(
+                L"*** CXmlParserFrameworkPolicy::ParsePolicyDepended() - Frwk::Utility::T2Guid() "
+                L"failed.");
+            hr = Ostrel::kInvalidData;
+        }
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserFrameworkPolicy::ParsePolicyDepended()...");
+    return hr;
+}
+
+bool CXmlParserFrameworkPolicy::GetModuleType(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetModuleType",
+                                   kModuleTypes, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetStartupType(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetStartupType",
+                                   kStartupTypes, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetLoadOption(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetLoadOption",
+                                   kLoadOptions, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetUnloadOption(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetUnloadOption",
+                                   kUnloadOptions, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetInterfaceType(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetInterfaceType",
+                                   kInterfaceTypes, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetDataConversion(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetDataConversion",
+                                   kDataConversions, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetSharedType(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetSharedType",
+                                   kSharedTypes, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetPermissionIndex(const std::wstring& text,
+                                                   uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetPermissionIndex",
+                                   kPermissionIndexes, text, value);
+}
+
+bool CXmlParserFrameworkPolicy::GetPermissionType(const std::wstring& text, uint32_t& value) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetPermissionType",
+                                   kPermissionTypes, text, value);
+}

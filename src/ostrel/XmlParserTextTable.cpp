@@ -1,0 +1,31 @@
+#include "XmlParserTextTable.h"
+
+#include "ZorvComn_DebugLog.h"
+
+namespace Ostrel {
+
+bool FindTextValue(const TextValue* table, size_t count, const std::wstring& text,
+                   uint32_t& value) {
+    for (size_t index = 0; index < count; ++index) {
+        if (text == table[index].Text) {
+            value = table[index].Value;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool LookUpTextValue(const char* sourceFile, const wchar_t* method, const TextValue* table,
+                     size_t count, const std::wstring& text, uint32_t& value) {
+    if (FindTextValue(table, count, text, value)) {
+        return true;
+    }
+    if (ZorvCommon::g_DebugLog.IsPassing(ZorvCommon::LogLevelError)) {
+        (void)ZorvCommon::g_DebugLog.Trace(sourceFile, __LINE__, ZorvCommon::LogLevelError,
+                                           L"*** %s() - Specified text was not supported. [%s]",
+                                           method, text.c_str());
+    }
+    return false;
+}
+
+}  // namespace Ostrel

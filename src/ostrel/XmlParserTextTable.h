@@ -1,0 +1,33 @@
+#pragma once
+// The enumerated texts of the policy documents: each table pairs a document text with
+// its value. Texts are compared exactly (case included).
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace Ostrel {
+
+struct TextValue {
+    const wchar_t* Text;
+    uint32_t Value;
+};
+
+// The value of text in table; value is written only when the text is found.
+bool FindTextValue(const TextValue* table, size_t count, const std::wstring& text, uint32_t& value);
+template <size_t N>
+bool FindTextValue(const TextValue (&table)[N], const std::wstring& text, uint32_t& value) {
+    return FindTextValue(table, N, text, value);
+}
+
+// FindTextValue that logs an unknown text as the failure of method ("Class::Method"),
+// in a line that names sourceFile (the caller's __FILE__).
+bool LookUpTextValue(const char* sourceFile, const wchar_t* method, const TextValue* table,
+                     size_t count, const std::wstring& text, uint32_t& value);
+template <size_t N>
+bool LookUpTextValue(const char* sourceFile, const wchar_t* method, const TextValue (&table)[N],
+                     const std::wstring& text, uint32_t& value) {
+    return LookUpTextValue(sourceFile, method, table, N, text, value);
+}
+
+}  // namespace Ostrel

@@ -1,0 +1,522 @@
+#include "XmlParserWebAccessControl.h"
+
+#include <new>
+
+#include "OstrelResult.h"
+#include "XmlParserDocument.h"
+#include "XmlParserTextTable.h"
+#include "ZorvComn_Exception.h"
+#include "ZorvComn_Platform.h"
+#include "ZorvComn_XmlParser.h"
+
+using SrvFrwk::Interface::WebAccessControlList;
+using SrvFrwk::Interface::WebApplication;
+
+namespace {
+
+using Ostrel::TextValue;
+
+constexpr TextValue kFilterTypes[] = {
+    {L"approved", 0}, {L"blocked", 1}, {L"blocked_unchanged_request", 2}};
+constexpr TextValue kBooleans[] = {{L"yes", 1}, {L"no", 0}};
+constexpr TextValue kNativeBitness[] = {{L"32bit", 1}, {L"64bit", 0}};
+// Version classes of ZorvCommon::Platform; "xp32" is told apart by CheckParameter itself.
+constexpr TextValue kPlatformTypes[] = {
+    {L"xp64", 5},        {L"xp32or64", 6},      {L"vista32", 7},      {L"vista64", 8},
+    {L"vista32or64", 9}, {L"seven32", 10},      {L"seven64", 11},     {L"seven32or64", 12},
+    {L"xporlater", 15},  {L"vistaorlater", 19}, {L"sevenorlater", 22}};
+constexpr uint32_t kVersionClassXp32 = 4;
+constexpr uint32_t kUnknownVersionClass = 0xFFFFFFFF;
+
+}  // namespace
+
+CXmlParserWebAccessControl::CXmlParserWebAccessControl(ZorvCommon::Storage::XmlParser& rXmlParser)
+    : m_rXmlParser(rXmlParser) {}
+
+HRESULT CXmlParserWebAccessControl::QueryValue(WebAccessControlList* pWebAccessControlList) {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::QueryValue()...");
+    HRESULT hr = S_OK;
+    if (pWebAccessControlList == nullptr) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::QueryValue() - pWebAccessControlList was "
+            L"invalid.");
+        hr = Ostrel::kInvalidArgument;
+    } else {
+        *pWebAccessControlList = WebAccessControlList();
+        m_MapOfWebSiteData.clear();
+        m_MapOfWebApplicationData.clear();
+        m_UrlFilters.clear();
+        m_WebActivities.clear();
+        m_Protections.clear();
+
+        char szKey[] = "J8*rB4%nV6!qC9#t";
+        CXmlParserDocument document(m_rXmlParser, __FILE__,
+                                    L"CXmlParserWebAccessControl::QueryValue");
+        hr = document.Read(L"QjEnPvWc.xen", szKey, L"WebAccess",
+                           [&] { return ParseWebAccess(*pWebAccessControlList); });
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::QueryValue()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebAccess(WebAccessControlList& list) {
+    HRESULT hr = QueryParameter();
+    if (FAILED(hr)) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::QueryValue() - this->QueryParameter() "
+            L"failed. [0x%08x]",
+            hr);
+        return hr;
+    }
+    uint32_t depth = 0;
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
+         found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
+        if (m_rXmlParser.IsElementName(L"Sites")) {
+            ParseChildren(L"Address", &CXmlParserWebAccessControl::ParseWebSites,
+                          L"*** CXmlParserWebAccessControl::QueryValue() - this->ParseWebSites() "
+                          L"failed.");
+        } else if (m_rXmlParser.IsElementName(L"Applications")) {
+            ParseChildren(L"", &CXmlParserWebAccessControl::ParseWebApplications,
+                          L"*** CXmlParserWebAccessControl::QueryValue() - "
+                          L"this->ParseWebApplications() failed.");
+        } else if (m_rXmlParser.IsElementName(L"Controls") && FAILED(ParseWebAccessControls())) {
+            ZORV_ERROR(
+                L"*** CXmlParserWebAccessControl::QueryValue() - "
+                L"this->ParseWebAccessControls() failed.");
+        }
+    }
+    hr = CreateWebAccessControlList(list);
+    if (FAILED(hr)) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::QueryValue() - "
+            L"this->CreateWebAccessControlList() failed. [0x%08x]",
+            hr);
+    }
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::QueryParameter() {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::QueryParameter()...");
+    HRESULT hr = S_OK;
+    uint32_t error = 0;
+    if (!ZorvCommon::Platform::IsWindows64bit(m_bIsWindows64bit, &error)) {
+        hr = error != 0 ? ZorvCommon::Exception::ResultFromWin32(error)
+                        : static_cast<HRESULT>(Ostrel::kWrongState);
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::QueryParameter() - "
+            L"ZorvCommon::Platform::IsWindows64bit() failed. [0x%08x]",
+            hr);
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::QueryParameter()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseChildren(const wchar_t* name, ParseStep step,
+                                                  const wchar_t* failureFormat) {
+    HRESULT hr = S_OK;
+    uint32_t depth = 0;
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, name); found;
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, name)) {
+        const HRESULT hrChild = (this->*step)();
+        if (FAILED(hrChild)) {
+            ZORV_ERROR(failureFormat, hrChild);
+            hr = hrChild;
+        }
+    }
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebSites() {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebSites()...");
+    HRESULT hr = S_OK;
+    WebSiteData site;
+    if (!ReadAttribute(L"ParseWebSites", L"label", site.Label, ZorvCommon::LogLevelInfo) ||
+        !ReadAttribute(L"ParseWebSites", L"id", site.Identifier)) {
+        hr = Ostrel::kNotFound;
+    } else {
+        // The site is known by its address: the identifier is the URL.
+        site.Url = site.Identifier;
+        LogField(L"ParseWebSites", L"[Label]", site.Label);
+        LogField(L"ParseWebSites", L"[Identifier]", site.Identifier);
+        LogField(L"ParseWebSites", L"[Url]", site.Url);
+        hr = InsertByLabel(m_MapOfWebSiteData, site,
+                           L"*** CXmlParserWebAccessControl::ParseWebSites() - "
+                           L"_MapOfWebSiteData.insert() failed. [%s]");
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebSites()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebApplications() {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebApplications()...");
+    HRESULT hr = S_OK;
+    Target target;
+    WebApplication application;
+    if (!m_rXmlParser.IsElementName(L"Process")) {
+        ZORV_INFO(
+            L"*** CXmlParserWebAccessControl::ParseWebApplications() - Specified Element "
+            L"was skipped.");
+    } else if (FAILED(hr = ParseTarget(target)) || FAILED(hr = CheckParameter(target))) {
+        // logged by the step
+    } else if (hr == Ostrel::kElementSkipped) {
+        ZORV_INFO(
+            L"*** CXmlParserWebAccessControl::ParseWebApplicationProcess() - Specified "
+            L"parameter was not targeted so that it will be skipped.");
+    } else if (FAILED(hr = ParseWebApplicationProcess(application))) {
+        // logged by the step
+    } else if (FAILED(hr = ParseWebApplicationFileName(application))) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::ParseWebApplications() - "
+            L"this->ParseWebApplicationFileName() failed. [0x%08x]",
+            hr);
+    } else {
+        static const wchar_t kMethod[] = L"ParseWebApplications";
+        LogField(kMethod, L"[Label]", application.Label);
+        LogField(kMethod, L"[Identifier]", application.Identifier);
+        LogField(kMethod, L"[Vender]", application.Vendor);
+        LogField(kMethod, L"[Family]", application.Family);
+        LogField(kMethod, L"[FileName]", application.FileName);
+        LogField(kMethod, L"[Data]", application.Data);
+        LogField(kMethod, L"[IsWow64]", application.IsWow64 ? L"1" : L"0");
+        hr = InsertByLabel(m_MapOfWebApplicationData, application,
+                           L"*** CXmlParserWebAccessControl::ParseWebApplications() - "
+                           L"_MapOfWebApplicationData.insert() failed. [%s]");
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebApplications()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseTarget(Target& target) {
+    if (!m_rXmlParser.GetAttribute(L"platform", target.tszPlatform)) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::ParseTarget() - "
+            L"this->m_rXmlParser.GetAttribute(). [0x%08x] [%s] [%lu] [%lu] [%lu]",
+            m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
+            m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
+        return Ostrel::kNotFound;
+    }
+    return S_OK;
+}
+
+HRESULT CXmlParserWebAccessControl::CheckParameter(const Target& target) {
+    const std::wstring& platform = target.tszPlatform;
+    if (platform.empty()) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::CheckParameter() - _Target.tszPlatform was "
+            L"empty.");
+        return Ostrel::kInvalidData;
+    }
+    bool matched = false;
+    if (platform == L"all32" || platform == L"all64") {
+        matched = (platform == L"all64") == m_bIsWindows64bit;
+    } else {
+        uint32_t versionClass = kUnknownVersionClass;
+        if (platform == L"xp32") {
+            versionClass = kVersionClassXp32;
+        } else if (!GetPlatformType(platform, versionClass)) {
+            ZORV_ERROR(
+                L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform "
+                L"Type was not supported. [%d]",
+                versionClass);
+            return Ostrel::kInvalidData;
+        }
+        matched = ZorvCommon::Platform::IsVersionClass(versionClass);
+    }
+    if (!matched) {
+        ZorvCommon::Platform::VersionRecord version;
+        (void)ZorvCommon::Platform::GetVersionRecord(version);  // zeros when unread
+        ZORV_INFO(
+            L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform was not "
+            L"matched so that it will be skipped. [%d][%d][%d][%d][%s]",
+            version.Major, version.Minor, version.Build, m_bIsWindows64bit ? 64 : 32,
+            platform.c_str());
+        return Ostrel::kElementSkipped;
+    }
+    return S_OK;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebApplicationProcess(WebApplication& application) {
+    static const wchar_t kMethod[] = L"ParseWebApplicationProcess";
+    bool is32bit = false;
+    if (!ReadAttribute(kMethod, L"label", application.Label) ||
+        !ReadAttribute(kMethod, L"native", application.Data)) {
+        return Ostrel::kNotFound;
+    }
+    if (!GetNative32bit(application.Data, is32bit)) {
+        return Ostrel::kInvalidData;
+    }
+    if (is32bit && m_bIsWindows64bit) {
+        ZORV_INFO(
+            L"*** CXmlParserWebAccessControl::ParseWebApplicationProcess() - Specified "
+            L"process was recognized as Wow64 process.");
+        application.IsWow64 = true;
+    }
+    // Optional: a missing one is noted and stays empty.
+    ReadAttribute(kMethod, L"vender", application.Vendor, ZorvCommon::LogLevelInfo);
+    ReadAttribute(kMethod, L"family", application.Family, ZorvCommon::LogLevelInfo);
+    ReadAttribute(kMethod, L"code", application.Identifier, ZorvCommon::LogLevelInfo);
+    return S_OK;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebApplicationFileName(WebApplication& application) {
+    // Without a "FileName" the application is kept, and left out of the list at the join.
+    uint32_t depth = 0;
+    if (m_rXmlParser.MoveToFirstChildElement(depth, L"FileName") &&
+        m_rXmlParser.GetText(application.FileName)) {
+        return S_OK;
+    }
+    const int32_t lastResult = m_rXmlParser.GetLastResult();
+    return lastResult < 0 ? lastResult : S_OK;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebAccessControls() {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebAccessControls()...");
+    struct ControlList {
+        const wchar_t* List;
+        const wchar_t* Item;
+        ParseStep Step;
+        const wchar_t* FailureFormat;
+    };
+    static const ControlList kControlLists[] = {
+        {L"Filters", L"Filter", &CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters,
+         L"*** CXmlParserWebAccessControl::ParseWebAccessControls() - "
+         L"this->ParseWebAccessControlUrlFilters() failed. [0x%08x]"},
+        {L"Logs", L"Log", &CXmlParserWebAccessControl::ParseWebAccessControlWebActivities,
+         L"*** CXmlParserWebAccessControl::ParseWebAccessControls() - "
+         L"this->ParseWebAccessControlWebActivities() failed. [0x%08x]"},
+        {L"Protections", L"Protection",
+         &CXmlParserWebAccessControl::ParseWebAccessControlProtections,
+         L"*** CXmlParserWebAccessControl::ParseWebAccessControls() - "
+         L"this->ParseWebAccessControlPrivacyDataProtections() failed. [0x%08x]"},
+    };
+    HRESULT hr = S_OK;
+    uint32_t depth = 0;
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
+         found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
+        for (const ControlList& list : kControlLists) {
+            if (m_rXmlParser.IsElementName(list.List)) {
+                const HRESULT hrList = ParseChildren(list.Item, list.Step, list.FailureFormat);
+                hr = FAILED(hrList) ? hrList : hr;
+                break;
+            }
+        }
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebAccessControls()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() {
+    static const wchar_t kMethod[] = L"ParseWebAccessControlUrlFilters";
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters()...");
+    HRESULT hr = S_OK;
+    UrlFilterData filter;
+    std::wstring type;
+    if (FAILED(hr = ReadLabelAndText(kMethod, L"type", filter.Label, type))) {
+        // logged by the step
+    } else if (!GetWebAccessFilterType(type, filter.FilterType)) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() - "
+            L"this->GetWebAccessFilterType() failed.");
+        hr = Ostrel::kInvalidData;
+    } else if (!ReadAttribute(kMethod, L"process", filter.Process) ||
+               !ReadAttribute(kMethod, L"address", filter.Address)) {
+        hr = Ostrel::kNotFound;
+    } else {
+        LogField(kMethod, L"[Label]", filter.Label);
+        // The format reads two values: the type fills both.
+        ZORV_INFO(
+            L"*** CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() - "
+            L"[Type]      :%0x%08x.",
+            filter.FilterType, filter.FilterType);
+        LogField(kMethod, L"[Process]", filter.Process);
+        LogField(kMethod, L"[Address]", filter.Address);
+        m_UrlFilters.push_back(filter);
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebAccessControlWebActivities() {
+    return ParseWebAccessControl(L"ParseWebAccessControlWebActivities", m_WebActivities);
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebAccessControlProtections() {
+    return ParseWebAccessControl(L"ParseWebAccessControlProtections", m_Protections);
+}
+
+HRESULT CXmlParserWebAccessControl::ParseWebAccessControl(const wchar_t* method,
+                                                          std::vector<ControlData>& controls) {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::%s()...", method);
+    HRESULT hr = S_OK;
+    ControlData control;
+    std::wstring enable;
+    if (FAILED(hr = ReadLabelAndText(method, L"enable", control.Label, enable))) {
+        // logged by the step
+    } else if (!GetBoolian(enable, control.Enable)) {
+        ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - this->GetBoolian() failed.", method);
+        hr = Ostrel::kInvalidData;
+    } else {
+        if (control.Enable) {
+            ZORV_INFO(L"*** CXmlParserWebAccessControl::%s() - Specified Control was enabled.",
+                      method);
+        }
+        if (!ReadAttribute(method, L"address", control.Address)) {
+            hr = Ostrel::kNotFound;
+        } else {
+            LogField(method, L"[Label]", control.Label);
+            LogField(method, L"[Address]", control.Address);
+            controls.push_back(control);
+        }
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::%s()...", method);
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::CreateWebAccessControlList(WebAccessControlList& list) {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::CreateWebAccessControlList()...");
+    HRESULT hr = S_OK;
+    try {
+        AddListed(m_MapOfWebSiteData, &WebSiteData::Url,
+                  [&](const WebSiteData& site) { list.Sites.push_back(site.Url); });
+        AddListed(
+            m_MapOfWebApplicationData, &WebApplication::FileName,
+            [&](const WebApplication& application) { list.Applications.push_back(application); });
+        for (const UrlFilterData& filter : m_UrlFilters) {
+            const WebSiteData* pSite = FindWebSite(filter.Address);
+            const WebApplication* pApplication = FindWebApplication(filter.Process);
+            if (pSite != nullptr && pApplication != nullptr) {
+                list.Filters.push_back(
+                    {filter.Label, filter.FilterType, pSite->Url, *pApplication});
+            }
+        }
+        AddControlSites(m_WebActivities, list.WebActivities);
+        AddControlSites(m_Protections, list.Protections);
+    } catch (const std::bad_alloc&) {
+        hr = E_OUTOFMEMORY;
+    }
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CreateWebAccessControlList()...");
+    return hr;
+}
+
+template <class Data, class Add>
+void CXmlParserWebAccessControl::AddListed(const std::map<std::wstring, Data>& map,
+                                           const std::wstring Data::*pRequired, Add add) {
+    for (const auto& entry : map) {
+        if ((entry.second.*pRequired).empty()) {
+            ZORV_ERROR(
+                L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - "
+                L"Specified Address was invalid so that it will be skipped. [%s]",
+                entry.first.c_str());
+        } else {
+            add(entry.second);
+        }
+    }
+}
+
+void CXmlParserWebAccessControl::AddControlSites(const std::vector<ControlData>& controls,
+                                                 std::vector<std::wstring>& urls) const {
+    for (const ControlData& control : controls) {
+        const WebSiteData* pSite = FindWebSite(control.Address);
+        if (pSite != nullptr && control.Enable) {
+            urls.push_back(pSite->Url);
+        }
+    }
+}
+
+const CXmlParserWebAccessControl::WebSiteData* CXmlParserWebAccessControl::FindWebSite(
+    const std::wstring& label) const {
+    return FindByLabel(m_MapOfWebSiteData, label,
+                       L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - Specified "
+                       L"Address was not found. [%s]");
+}
+
+const WebApplication* CXmlParserWebAccessControl::FindWebApplication(
+    const std::wstring& label) const {
+    return FindByLabel(m_MapOfWebApplicationData, label,
+                       L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - Specified "
+                       L"Process was not found. [%s]");
+}
+
+template <class Data>
+const Data* CXmlParserWebAccessControl::FindByLabel(const std::map<std::wstring, Data>& map,
+                                                    const std::wstring& label,
+                                                    const wchar_t* missFormat) {
+    const auto found = map.find(label);
+    if (found == map.end()) {
+        ZORV_ERROR(missFormat, label.c_str());
+        return nullptr;
+    }
+    return &found->second;
+}
+
+bool CXmlParserWebAccessControl::ReadAttribute(const wchar_t* method, const wchar_t* name,
+                                               std::wstring& value, uint32_t level) const {
+    if (m_rXmlParser.GetAttribute(name, value)) {
+        return true;
+    }
+    ZORV_LOG(level,
+             L"*** CXmlParserWebAccessControl::%s() - this->m_rXmlParser.GetAttribute() failed.",
+             method);
+    return false;
+}
+
+HRESULT CXmlParserWebAccessControl::ReadLabelAndText(const wchar_t* method, const wchar_t* name,
+                                                     std::wstring& label,
+                                                     std::wstring& value) const {
+    if (!ReadAttribute(method, L"label", label) || !ReadAttribute(method, name, value)) {
+        return Ostrel::kNotFound;
+    }
+    if (value.empty()) {
+        ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - tszAttribute was empty.", method);
+        return Ostrel::kInvalidData;
+    }
+    return S_OK;
+}
+
+void CXmlParserWebAccessControl::LogField(const wchar_t* method, const wchar_t* label,
+                                          const std::wstring& value) const {
+    // Labels are padded to the widest, "[Identifier]".
+    ZORV_INFO(L"*** CXmlParserWebAccessControl::%s() - %-12s:%s.", method, label, value.c_str());
+}
+
+template <class Data>
+HRESULT CXmlParserWebAccessControl::InsertByLabel(std::map<std::wstring, Data>& map,
+                                                  const Data& data, const wchar_t* failureFormat) {
+    if (!map.emplace(data.Label, data).second) {
+        ZORV_ERROR(failureFormat, data.Label.c_str());
+        return Ostrel::kInvalidData;
+    }
+    return S_OK;
+}
+
+bool CXmlParserWebAccessControl::GetWebAccessFilterType(const std::wstring& text,
+                                                        uint32_t& filterType) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetWebAccessFilterType",
+                                   kFilterTypes, text, filterType);
+}
+
+bool CXmlParserWebAccessControl::GetBoolian(const std::wstring& text, bool& value) const {
+    uint32_t number = 0;
+    if (!Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetBoolian", kBooleans,
+                                 text, number)) {
+        return false;
+    }
+    value = number != 0;
+    return true;
+}
+
+bool CXmlParserWebAccessControl::GetNative32bit(const std::wstring& text, bool& is32bit) const {
+    uint32_t number = 0;
+    if (!Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetNative32bit",
+                                 kNativeBitness, text, number)) {
+        return false;
+    }
+    is32bit = number != 0;
+    return true;
+}
+
+bool CXmlParserWebAccessControl::GetPlatformType(const std::wstring& text,
+                                                 uint32_t& versionClass) const {
+    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetPlatformType",
+                                   kPlatformTypes, text, versionClass);
+}

@@ -1,0 +1,117 @@
+#pragma once
+// Reads the web access control document: sites and applications are collected by label,
+// then the controls that name them, and the whole is joined into the host's list. One
+// parser serves one request; it holds only a reference to the utility object's reader.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "SrvFrwk_Interface.h"
+#include "ZorvComn_DebugLog.h"
+
+namespace ZorvCommon {
+namespace Storage {
+class XmlParser;
+}
+}  // namespace ZorvCommon
+
+class CXmlParserWebAccessControl {
+public:
+    explicit CXmlParserWebAccessControl(ZorvCommon::Storage::XmlParser& rXmlParser);
+    CXmlParserWebAccessControl(const CXmlParserWebAccessControl&) = delete;
+    CXmlParserWebAccessControl& operator=(const CXmlParserWebAccessControl&) = delete;
+
+    // The five lists are emptied first. Elements that fail, are not targeted or name what
+    // does not exist are logged and left out; the result is then 0. Failures of the
+    // document itself: 0x80040206 (key), 0x8007xxxx (open), the reader's code or
+    // 0x80040201 (start, missing root), the platform query's code.
+    HRESULT QueryValue(SrvFrwk::Interface::WebAccessControlList* pWebAccessControlList);
+
+private:
+    struct WebSiteData {
+        std::wstring Label;
+        std::wstring Identifier;
+        std::wstring Url;
+    };
+    struct UrlFilterData {
+        std::wstring Label;
+        uint32_t FilterType = 0;
+        std::wstring Process;  // labels of the application and the site
+        std::wstring Address;
+    };
+    // A web activity log or a privacy-data protection.
+    struct ControlData {
+        std::wstring Label;
+        bool Enable = false;
+        std::wstring Address;
+    };
+    struct Target {
+        std::wstring tszPlatform;
+    };
+    using ParseStep = HRESULT (CXmlParserWebAccessControl::*)();
+
+    // The children of the root, then the join; the join's result.
+    HRESULT ParseWebAccess(SrvFrwk::Interface::WebAccessControlList& list);
+    HRESULT QueryParameter();
+    // Calls step on each child element named name (any name when empty); a failure is
+    // logged with failureFormat (given the code) and the walk goes on. The last failure.
+    HRESULT ParseChildren(const wchar_t* name, ParseStep step, const wchar_t* failureFormat);
+
+    HRESULT ParseWebSites();
+    HRESULT ParseWebApplications();
+    HRESULT ParseTarget(Target& target);
+    // 0 when the platform matches, 0x00040202 when it does not.
+    HRESULT CheckParameter(const Target& target);
+    HRESULT ParseWebApplicationProcess(SrvFrwk::Interface::WebApplication& application);
+    HRESULT ParseWebApplicationFileName(SrvFrwk::Interface::WebApplication& application);
+    HRESULT ParseWebAccessControls();
+    HRESULT ParseWebAccessControlUrlFilters();
+    HRESULT ParseWebAccessControlWebActivities();
+    HRESULT ParseWebAccessControlProtections();
+    HRESULT ParseWebAccessControl(const wchar_t* method, std::vector<ControlData>& controls);
+    HRESULT CreateWebAccessControlList(SrvFrwk::Interface::WebAccessControlList& list);
+
+    // The attribute of the current element; a missing one is logged at level.
+    bool ReadAttribute(const wchar_t* method, const wchar_t* name, std::wstring& value,
+                       uint32_t level = ZorvCommon::LogLevelError) const;
+    // "label" and a further attribute that may not be empty: 0, 0x8004020B when either is
+    // missing, 0x80040206 when the second is empty.
+    HRESULT ReadLabelAndText(const wchar_t* method, const wchar_t* name, std::wstring& label,
+                             std::wstring& value) const;
+    void LogField(const wchar_t* method, const wchar_t* label, const std::wstring& value) const;
+    // A label already in the map is refused and logged with failureFormat (given the label).
+    template <class Data>
+    static HRESULT InsertByLabel(std::map<std::wstring, Data>& map, const Data& data,
+                                 const wchar_t* failureFormat);
+    // The data of a label; a label that is not there is logged with missFormat.
+    const WebSiteData* FindWebSite(const std::wstring& label) const;
+    const SrvFrwk::Interface::WebApplication* FindWebApplication(const std::wstring& label) const;
+    template <class Data>
+    static const Data* FindByLabel(const std::map<std::wstring, Data>& map,
+                                   const std::wstring& label, const wchar_t* missFormat);
+    // Hands each entry to add whose required field is filled; the others are logged.
+    template <class Data, class Add>
+    static void AddListed(const std::map<std::wstring, Data>& map,
+                          const std::wstring Data::*pRequired, Add add);
+    // The URLs of the enabled controls whose site exists.
+    void AddControlSites(const std::vector<ControlData>& controls,
+                         std::vector<std::wstring>& urls) const;
+
+    // The document texts; each logs an unknown text and leaves its output untouched.
+    bool GetWebAccessFilterType(const std::wstring& text, uint32_t& filterType) const;
+    bool GetBoolian(const std::wstring& text, bool& value) const;
+    bool GetNative32bit(const std::wstring& text, bool& is32bit) const;
+    bool GetPlatformType(const std::wstring& text, uint32_t& versionClass) const;
+
+    ZorvCommon::Storage::XmlParser& m_rXmlParser;
+    bool m_bIsWindows64bit = false;
+    std::map<std::wstring, WebSiteData> m_MapOfWebSiteData;
+    std::map<std::wstring, SrvFrwk::Interface::WebApplication> m_MapOfWebApplicationData;
+    std::vector<UrlFilterData> m_UrlFilters;
+    std::vector<ControlData> m_WebActivities;
+    std::vector<ControlData> m_Protections;
+};

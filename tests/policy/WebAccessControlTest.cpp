@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "PolicyDocument.h"
+#include "XmlParserWebAccessControl.h"
+#include "ZorvComn_Platform.h"
+
+namespace {
+
+using SrvFrwk::Interface::WebAccessControlList;
+
+constexpr char kWebAccessKey[] = "J8*rB4%nV6!qC9#t";
+const std::wstring kLinePrefix = L"*** CXmlParserWebAccessControl::";
+
+std::string Process(const std::string& label, const std::string& platform,
+                    const std::string& native, const std::string& fileName) {
+    return "<Process platform=\"" + platform + "\" label=\"" + label + "\" native=\"" + native +
+           "\" vender=\"Northwind\" family=\"Navigator\" code=\"C-" + label + "\">" + "<FileName>" +
+           fileName + "</FileName></Process>";
+}
+
+std::string Control(const std::string& element, const std::string& label, const std::string& enable,
+                    const std::string& address) {
+    return "<" + element + " label=\"" + label + "\" enable=\"" + enable + "\" address=\"" +
+           address + "\"/>";
+}
+
+class WebAccessControl : public PolicyTests::PolicyDocumentTest {
+protected:
+    WebAccessControl() {
+        m_List.Sites.push_back(L"stale");  // the query empties every list first
+        m_List.Protections.push_back(L"stale");
+        EXPECT_TRUE(ZorvCommon::Platform::IsWindows64bit(m_Is64bit));
+    }
+
+    HRESULT Query(const std::string& sites, const std::string& applications,
+                  const std::string& controls) {
+        WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
+                      "<?xml version=\"1.0\"?><WebAccess><Sites>" + sites + "</Sites>" +
+                          "<Applications>" + applications + "</Applications><Controls>" + controls +
+                          "</Controls></WebAccess>");
+        return Query();
+    }
+    HRESULT Query() { return CXmlParserWebAccessControl(m_XmlParser).QueryValue(&m_List); }
+    bool Logged(const std::wstring& line) const { return m_Log.Contains(kLinePrefix + line); }
+
+    WebAccessControlList m_List;
+    bool m_Is64bit = false;
+};
+
+const std::string kSites =
+    "<Address label=\"portal\" id=\"https://portal.example/\"/>"
+    "<Address label=\"bank\" id=\"https://bank.example/\"/>";
+
+TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
+    const std::string applications =
+        Process("browser", "all64", "64bit", "nav.exe") +
+        Process("legacy", "all64", "32bit", "nav32.exe") +
+        "<Process platform=\"all64\" label=\"bare\" native=\"64bit\"><FileName>bare.exe"
+        "</FileName></Process>";
+    const std::string controls =
+        "<Filters><Filter label=\"f1\" type=\"blocked_unchanged_request\" process=\"legacy\" "
+        "address=\"bank\"/></Filters><Logs>" +
+        Control("Log", "l1", "yes", "portal") + Control("Log", "l2", "no", "bank") +
+        "</Logs><Protections>" + Control("Protection", "p1", "yes", "bank") + "</Protections>";
+    if (!m_Is64bit) {
+        GTEST_SKIP() << "the applications target 64-bit systems";
+    }
+
+    ASSERT_EQ(S_OK, Query(kSites, applications, controls));
+    // Collected by label: the lists follow the labels' order.
+    ASSERT_EQ(2u, m_List.Sites.size());
+    EXPECT_EQ(L"https://bank.example/", m_List.Sites[0]);
+    EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
+
+    ASSERT_EQ(3u, m_List.Applications.size());
+    const auto& bare = m_List.Applications[0];
+    EXPECT_EQ(L"bare", bare.Label);
+    EXPECT_TRUE(bare.Vendor.empty());
+    const auto& legacy = m_List.Applications[2];
+    EXPECT_EQ(L"legacy", legacy.Label);
+    EXPECT_EQ(L"C-legacy", legacy.Identifier);
+    EXPECT_EQ(L"Northwind", legacy.Vendor);
+    EXPECT_EQ(L"nav32.exe", legacy.FileName);
+    EXPECT_TRUE(legacy.IsWow64);
+    EXPECT_FALSE(m_List.Applications[1].IsWow64);
+
+    ASSERT_EQ(1u, m_List.Filters.size());
+    EXPECT_EQ(L"f1", m_List.Filters[0].Label);
+    EXPECT_EQ(2u, m_List.Filters[0].FilterType);
+    EXPECT_EQ(L"https://bank.example/", m_List.Filters[0].SiteUrl);
+    EXPECT_EQ(L"nav32.exe", m_List.Filters[0].Application.FileName);
+
+    ASSERT_EQ(1u, m_List.WebActivities.size()) << "a disabled log is left out";
+    EXPECT_EQ(L"https://portal.example/", m_List.WebActivities[0]);
+    ASSERT_EQ(1u, m_List.Protections.size());
+    EXPECT_EQ(L"https://bank.example/", m_List.Protections[0]);
+
+    for (const wchar_t* line :
+         {L"ParseWebSites() - [Identifier]:https://bank.example/.",
+          L"ParseWebApplicationProcess() - Specified process was recognized as "
+          L"Wow64 process.",
+          L"ParseWebApplications() - [IsWow64]   :1.",
+          L"ParseWebApplicationProcess() - this->m_rXmlParser.GetAttribute() "
+          L"failed.",
+          L"ParseWebAccessControlUrlFilters() - [Type]      :"}) {
+        EXPECT_TRUE(Logged(line)) << line;
+    }
+    EXPECT_EQ(1u, m_Log.Count(L"ParseWebAccessControlWebActivities() - Specified Control was "
+                              L"enabled."));
+    EXPECT_TRUE(Logged(L"ParseWebAccessControlProtections() - Specified Control was enabled."));
+}
+
+TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
+    const std::string sites = kSites +
+                              "<Address label=\"portal\" id=\"https://second.example/\"/>" +
+                              "<Address label=\"empty\" id=\"\"/>";
+    const std::string controls =
+        "<Filters>"
+        "<Filter label=\"good\" type=\"approved\" process=\"browser\" address=\"portal\"/>"
+        "<Filter label=\"nosite\" type=\"blocked\" process=\"browser\" address=\"nowhere\"/>"
+        "<Filter label=\"noapp\" type=\"blocked\" process=\"ghost\" address=\"bank\"/>"
+        "</Filters><Logs>" +
+        Control("Log", "l1", "yes", "missing") + "</Logs>";
+    const std::string platform = m_Is64bit ? "all64" : "all32";
+
+    EXPECT_EQ(S_OK, Query(sites,
+                          Process("browser", platform, "64bit", "nav.exe") +
+                              Process("nofile", platform, "64bit", ""),
+                          controls));
+    ASSERT_EQ(2u, m_List.Sites.size())
+        << "the first of two labels stays; an empty URL is not listed";
+    EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
+    EXPECT_TRUE(Logged(L"ParseWebSites() - _MapOfWebSiteData.insert() failed. [portal]"));
+    EXPECT_TRUE(
+        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
+               L"it will be skipped. [empty]"));
+
+    ASSERT_EQ(1u, m_List.Applications.size()) << "an application without a file name is not listed";
+    EXPECT_TRUE(
+        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
+               L"it will be skipped. [nofile]"));
+
+    ASSERT_EQ(1u, m_List.Filters.size());
+    EXPECT_EQ(L"good", m_List.Filters[0].Label);
+    for (const wchar_t* line :
+         {L"CreateWebAccessControlList() - Specified Address was not found. "
+          L"[nowhere]",
+          L"CreateWebAccessControlList() - Specified Process was not found. [ghost]",
+          L"CreateWebAccessControlList() - Specified Address was not found. "
+          L"[missing]"}) {
+        EXPECT_TRUE(Logged(line)) << line;
+    }
+    EXPECT_TRUE(m_List.WebActivities.empty());
+    EXPECT_TRUE(m_List.Protections.empty());
+}
+
+TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
+    const std::string platform = m_Is64bit ? "all64" : "all32";
+    const std::string sites = "<ADDRESS label=\"portal\" id=\"https://portal.example/\"/>";
+    const std::string controls =
+        "<filters>"
+        "<FILTER label=\"upper\" type=\"Blocked\" process=\"browser\" address=\"portal\"/>"
+        "<Filter label=\"empty\" type=\"\" process=\"browser\" address=\"portal\"/>"
+        "<Filter label=\"kept\" type=\"blocked\" process=\"browser\" address=\"portal\"/>"
+        "</filters><LOGS>" +
+        Control("log", "shout", "YES", "portal") + Control("Log", "quiet", "", "portal") +
+        Control("Log", "fine", "yes", "portal") + "</LOGS><Protections>" +
+        "<Protection label=\"noenable\" address=\"portal\"/>" +
+        Control("Protection", "fine", "no", "portal") + "</Protections>";
+    WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
+                  "<WebAccess><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
+                      platform +
+                      "\" label=\"browser\" native=\"64bit\"><FILENAME>nav.exe</FILENAME>"
+                      "</process><Program label=\"other\"/></applications><CONTROLS>" +
+                      controls + "</CONTROLS></WebAccess>");
+
+    EXPECT_EQ(S_OK, Query());
+    EXPECT_EQ(1u, m_List.Sites.size());
+    ASSERT_EQ(1u, m_List.Applications.size());
+    EXPECT_EQ(L"nav.exe", m_List.Applications[0].FileName);
+    ASSERT_EQ(1u, m_List.Filters.size());
+    EXPECT_EQ(L"kept", m_List.Filters[0].Label);
+    EXPECT_EQ(1u, m_List.WebActivities.size());
+    EXPECT_TRUE(m_List.Protections.empty());
+
+    for (const wchar_t* line :
+         {L"ParseWebApplications() - Specified Element was skipped.",
+          L"GetWebAccessFilterType() - Specified text was not supported. [Blocked]",
+          L"ParseWebAccessControls() - this->ParseWebAccessControlUrlFilters() "
+          L"failed. [0x80040206]",
+          L"ParseWebAccessControlUrlFilters() - tszAttribute was empty.",
+          L"GetBoolian() - Specified text was not supported. [YES]",
+          L"ParseWebAccessControlWebActivities() - this->GetBoolian() failed.",
+          L"ParseWebAccessControlWebActivities() - tszAttribute was empty.",
+          L"ParseWebAccessControlProtections() - this->m_rXmlParser.GetAttribute() "
+          L"failed.",
+          L"ParseWebAccessControls() - "
+          L"this->ParseWebAccessControlPrivacyDataProtections() failed. [0x8004020b]"}) {
+        EXPECT_TRUE(Logged(line)) << line;
+    }
+}
+
+TEST_F(WebAccessControl, ApplicationsAreTargetedByPlatform) {
+    const bool isSevenOrLater = ZorvCommon::Platform::IsVersionClass(22);
+    const std::string applications =
+        Process("own", m_Is64bit ? "all64" : "all32", "64bit", "own.exe") +
+        Process("other", m_Is64bit ? "all32" : "all64", "64bit", "other.exe") +
+        Process("seven", "sevenorlater", "64bit", "seven.exe") +
+        Process("xp", "xp32", "32bit", "xp.exe") + Process("unknown", "win95", "32bit", "u.exe") +
+        Process("blank", "", "32bit", "b.exe") +
+        "<Process label=\"untargeted\" native=\"32bit\"><FileName>n.exe</FileName></Process>" +
+        Process("bitless", "all64", "16bit", "c.exe") +
+        Process("bitless", "all32", "16bit", "c.exe");
+
+    EXPECT_EQ(S_OK, Query(kSites, applications, ""));
+    std::wstring labels;
+    for (const auto& application : m_List.Applications) {
+        labels += application.Label + L" ";
+    }
+    EXPECT_EQ(isSevenOrLater ? L"own seven " : L"own ", labels);
+
+    for (const wchar_t* line :
+         {L"CheckParameter() - Specified Platform was not matched so that it will "
+          L"be skipped.",
+          L"ParseWebApplicationProcess() - Specified parameter was not targeted so "
+          L"that it will be skipped.",
+          L"GetPlatformType() - Specified text was not supported. [win95]",
+          L"CheckParameter() - Specified Platform Type was not supported. [-1]",
+          L"CheckParameter() - _Target.tszPlatform was empty.",
+          L"ParseTarget() - this->m_rXmlParser.GetAttribute().",
+          L"GetNative32bit() - Specified text was not supported. [16bit]"}) {
+        EXPECT_TRUE(Logged(line)) << line;
+    }
+    EXPECT_EQ(4u, m_Log.Count(kLinePrefix + L"QueryValue() - this->ParseWebApplications() "
+                                            L"failed."));
+}
+
+TEST_F(WebAccessControl, BrokenDocumentsEndWithACodeAndALine) {
+    EXPECT_EQ(static_cast<HRESULT>(0x80070002), Query());
+    EXPECT_TRUE(m_List.Sites.empty());
+    EXPECT_TRUE(m_List.Protections.empty());
+    EXPECT_TRUE(Logged(L"QueryValue() - cFileCrypt.Open() failed. [0x80070002]"));
+
+    WriteDocument(L"QjEnPvWc.xen", "m3^Tb8&Yc1*Nh6%e", "<WebAccess><Sites/></WebAccess>");
+    EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query()) << "another document's key";
+    WriteDocument(L"QjEnPvWc.xen", kWebAccessKey, "<Sites/>");
+    EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query());
+    EXPECT_EQ(2u, m_Log.Count(kLinePrefix +
+                              L"QueryValue() - this->m_rXmlParser.MoveToElement() failed."));
+    EXPECT_FALSE(Logged(L"QueryValue() - this->m_rXmlParser.Stop() failed."));
+}
+
+TEST_F(WebAccessControl, EncryptedExampleParses) {
+    ASSERT_TRUE(CopyFileW((ExamplesFolder() + L"QjEnPvWc.xen").c_str(),
+                          m_Folder.File(L"QjEnPvWc.xen").c_str(), FALSE));
+    ASSERT_EQ(S_OK, Query());
+    EXPECT_EQ(6u, m_List.Sites.size());
+    EXPECT_EQ(m_Is64bit ? 4u : 3u, m_List.Applications.size());
+    EXPECT_EQ(m_Is64bit ? 5u : 3u, m_List.Filters.size());
+    EXPECT_EQ(2u, m_List.WebActivities.size());
+    EXPECT_EQ(2u, m_List.Protections.size());
+}
+
+}  // namespace
