@@ -1,0 +1,415 @@
+#include "ZorvComn_XmlParser.h"
+
+#include <new>
+
+#include "ZorvComn_Stream.h"
+
+namespace ZorvCommon {
+namespace Storage {
+
+namespace {
+
+// The same node at the same place this many times in a row means the reader is stuck.
+constexpr uint32_t kStalledReads = 4;
+
+bool EqualsNoCase(std::wstring_view left, std::wstring_view right) {
+    if (left.size() != right.size()) {
+        return false;
+    }
+    for (size_t i = 0; i < left.size(); ++i) {
+        const wchar_t a = left[i];
+        const wchar_t b = right[i];
+        if (a == b) {
+            continue;
+        }
+        if (a >= 0x80 || b >= 0x80) {
+            return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                        static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+        }
+        const wchar_t folded = a | 0x20;
+        if (folded != (b | 0x20) || folded < L'a' || folded > L'z') {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool IsTextNode(XmlNodeType nodeType) {
+    return nodeType == XmlNodeType_Text || nodeType == XmlNodeType_CDATA ||
+           nodeType == XmlNodeType_Whitespace;
+}
+
+}  // namespace
+
+#define ZORV_THROW_XML(kind, result) \
+    throw new XmlException((kind), __LINE__, __FILE__, static_cast<HRESULT>(result))
+
+// ---- XmlLiteReader -----------------------------------------------------------------
+
+void XmlLiteReader::Create(Library::XmlLite& library, IStream* pStream) {
+    Release();
+    if (library.m_pfnCreateXmlReader == nullptr) {
+        Fail(E_POINTER, __LINE__);
+    }
+    const HRESULT result =
+        library.m_pfnCreateXmlReader(IID_IXmlReader, reinterpret_cast<void**>(&m_pReader), nullptr);
+    if (FAILED(result)) {
+        m_pReader = nullptr;
+        Fail(result, __LINE__);
+    }
+    // An internal entity bomb must fail at the DOCTYPE, not expand.
+    Check(m_pReader->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Prohibit),
+          __LINE__);
+    Check(m_pReader->SetInput(pStream), __LINE__);
+}
+
+void XmlLiteReader::Release() {
+    if (m_pReader != nullptr) {
+        m_pReader->Release();
+        m_pReader = nullptr;
+    }
+}
+
+void XmlLiteReader::Fail(HRESULT result, uint32_t sourceLine) {
+    UINT line = 0;
+    UINT column = 0;
+    if (m_pReader != nullptr) {
+        if (FAILED(m_pReader->GetLineNumber(&line))) {
+            line = 0;
+        }
+        if (FAILED(m_pReader->GetLinePosition(&column))) {
+            column = 0;
+        }
+    }
+    throw new XmlException(XmlException::KindFailedCall, sourceLine, __FILE__, result, line,
+                           column);
+}
+
+void XmlLiteReader::Check(HRESULT result, uint32_t sourceLine) {
+    if (FAILED(result)) {
+        Fail(result, sourceLine);
+    }
+}
+
+bool XmlLiteReader::Read(XmlNodeType& nodeType) {
+    const HRESULT result = m_pReader->Read(&nodeType);
+    Check(result, __LINE__);
+    return result == S_OK;
+}
+
+XmlNodeType XmlLiteReader::GetNodeType() {
+    XmlNodeType nodeType = XmlNodeType_None;
+    Check(m_pReader->GetNodeType(&nodeType), __LINE__);
+    return nodeType;
+}
+
+const wchar_t* XmlLiteReader::GetLocalName(UINT& cchName) {
+    const wchar_t* name = nullptr;
+    Check(m_pReader->GetLocalName(&name, &cchName), __LINE__);
+    return name;
+}
+
+const wchar_t* XmlLiteReader::GetValue(UINT& cchValue) {
+    const wchar_t* value = nullptr;
+    Check(m_pReader->GetValue(&value, &cchValue), __LINE__);
+    return value;
+}
+
+bool XmlLiteReader::MoveToFirstAttribute() {
+    const HRESULT result = m_pReader->MoveToFirstAttribute();
+    Check(result, __LINE__);
+    return result == S_OK;
+}
+
+bool XmlLiteReader::MoveToNextAttribute() {
+    const HRESULT result = m_pReader->MoveToNextAttribute();
+    Check(result, __LINE__);
+    return result == S_OK;
+}
+
+void XmlLiteReader::MoveToElement() {
+    Check(m_pReader->MoveToElement(), __LINE__);
+}
+
+bool XmlLiteReader::IsEmptyElement() {
+    return m_pReader->IsEmptyElement() != FALSE;
+}
+
+UINT XmlLiteReader::GetDepth() {
+    UINT depth = 0;
+    Check(m_pReader->GetDepth(&depth), __LINE__);
+    return depth;
+}
+
+UINT XmlLiteReader::GetLineNumber() {
+    UINT line = 0;
+    Check(m_pReader->GetLineNumber(&line), __LINE__);
+    return line;
+}
+
+UINT XmlLiteReader::GetLinePosition() {
+    UINT column = 0;
+    Check(m_pReader->GetLinePosition(&column), __LINE__);
+    return column;
+}
+
+// ---- XmlParser: life cycle ---------------------------------------------------------
+
+XmlParser::XmlParser() = default;
+
+XmlParser::~XmlParser() = default;
+
+bool XmlParser::Start(FileBase& file) {
+    if (m_Started) {
+        return false;
+    }
+    ResetWalk();
+    m_LastResult = S_OK;
+    m_LastNodeName.clear();
+    m_LastLine = m_LastColumn = m_LastDepth = 0;
+    m_Started = Catching([&] {
+        m_pStream.reset(new (std::nothrow) StreamFileEx(file));
+        if (!m_pStream) {
+            ZORV_THROW_XML(XmlException::KindOutOfMemory, E_OUTOFMEMORY);
+        }
+        const HRESULT result = m_pStream->Open();
+        if (FAILED(result)) {
+            ZORV_THROW_XML(result == E_OUTOFMEMORY ? XmlException::KindOutOfMemory
+                                                   : XmlException::KindFailedCall,
+                           result);
+        }
+        uint32_t error = 0;
+        if (!m_XmlLite.IsLoaded() && !m_XmlLite.LoadFromSystemDirectory(&error)) {
+            ZORV_THROW_XML(XmlException::KindFailedCall,
+                           ZorvCommon::Exception::ResultFromWin32(error));
+        }
+        m_Reader.Create(m_XmlLite, m_pStream->GetStream());
+        return true;
+    });
+    if (!m_Started) {
+        ReleaseDocument();
+    }
+    return m_Started;
+}
+
+bool XmlParser::Stop() {
+    if (!m_Started) {
+        return false;
+    }
+    ReleaseDocument();
+    ResetWalk();
+    m_Started = false;
+    return true;
+}
+
+void XmlParser::ReleaseDocument() {
+    m_Reader.Release();  // drops the reader's reference on the stream first
+    m_pStream.reset();
+}
+
+void XmlParser::ResetWalk() {
+    m_OpenElements = 0;
+    m_ElementName.clear();
+    m_ElementDepth = 0;
+    m_ElementIsEmpty = false;
+    m_Attributes.clear();
+    m_AttributeCount = 0;
+    m_NodeName = {};
+    m_NodeDepth = 0;
+    m_NodeIsEmpty = false;
+    m_GuardLine = m_GuardColumn = 0;
+    m_GuardType = XmlNodeType_None;
+    m_GuardRepeats = 0;
+}
+
+template <typename Step>
+bool XmlParser::Catching(Step step) {
+    try {
+        return step();
+    } catch (XmlException* pException) {
+        RecordFailure(pException->m_Result, pException->m_ReaderLine, pException->m_ReaderColumn);
+        delete pException;
+    } catch (const std::bad_alloc&) {
+        RecordFailure(E_OUTOFMEMORY, 0, 0);
+    }
+    return false;
+}
+
+void XmlParser::RecordFailure(HRESULT result, uint32_t line, uint32_t column) {
+    m_LastResult = result;
+    m_LastNodeName = m_ElementName;
+    m_LastLine = line;
+    m_LastColumn = column;
+    m_LastDepth = m_OpenElements;
+}
+
+// ---- XmlParser: the walk -----------------------------------------------------------
+
+bool XmlParser::ReadNode(XmlNodeType& nodeType) {
+    if (!m_Reader.Read(nodeType)) {
+        if (m_OpenElements != 0) {
+            FailUnexpectedEnd();
+        }
+        return false;
+    }
+    GuardProgress(nodeType);
+
+    if (nodeType == XmlNodeType_Element) {
+        UINT cchName = 0;
+        const wchar_t* name = m_Reader.GetLocalName(cchName);
+        m_NodeName = std::wstring_view(name, cchName);
+        m_NodeDepth = m_OpenElements;
+        m_NodeIsEmpty = m_Reader.IsEmptyElement();
+        if (!m_NodeIsEmpty) {
+            ++m_OpenElements;
+        }
+    } else if (nodeType == XmlNodeType_EndElement && m_OpenElements != 0) {
+        // Counted here rather than taken from the reader: readers disagree on the
+        // depth they report for end elements.
+        --m_OpenElements;
+    }
+    return true;
+}
+
+void XmlParser::GuardProgress(XmlNodeType nodeType) {
+    // Two nodes of one type in a row are rare, so the position is only asked for then.
+    if (nodeType != m_GuardType) {
+        m_GuardType = nodeType;
+        m_GuardLine = 0;  // lines count from 1: no position yet
+        m_GuardRepeats = 0;
+        return;
+    }
+    const UINT line = m_Reader.GetLineNumber();
+    const UINT column = m_Reader.GetLinePosition();
+    if (line != m_GuardLine || column != m_GuardColumn) {
+        m_GuardLine = line;
+        m_GuardColumn = column;
+        m_GuardRepeats = 0;
+    } else if (++m_GuardRepeats >= kStalledReads) {
+        FailUnexpectedEnd();
+    }
+}
+
+void XmlParser::FailUnexpectedEnd() {
+    throw new XmlException(XmlException::KindFailedCall, __LINE__, __FILE__, kResultUnexpectedEnd,
+                           m_Reader.GetLineNumber(), m_Reader.GetLinePosition());
+}
+
+void XmlParser::TakeElement() {
+    m_ElementName.assign(m_NodeName.data(), m_NodeName.size());
+    m_ElementDepth = m_NodeDepth;
+    m_ElementIsEmpty = m_NodeIsEmpty;
+    m_AttributeCount = 0;
+    if (!m_Reader.MoveToFirstAttribute()) {
+        return;
+    }
+    do {
+        if (m_AttributeCount == m_Attributes.size()) {
+            m_Attributes.emplace_back();
+        }
+        auto& attribute = m_Attributes[m_AttributeCount++];
+        UINT cchName = 0;
+        const wchar_t* name = m_Reader.GetLocalName(cchName);
+        attribute.first.assign(name, cchName);
+        UINT cchValue = 0;
+        const wchar_t* value = m_Reader.GetValue(cchValue);
+        attribute.second.assign(value, cchValue);
+    } while (m_Reader.MoveToNextAttribute());
+    m_Reader.MoveToElement();
+}
+
+bool XmlParser::MoveToElement(std::wstring_view localName) {
+    if (!m_Started) {
+        return false;
+    }
+    return Catching([&] {
+        XmlNodeType nodeType;
+        while (ReadNode(nodeType)) {
+            if (nodeType == XmlNodeType_Element && m_NodeName == localName) {
+                TakeElement();
+                return true;
+            }
+        }
+        return false;
+    });
+}
+
+bool XmlParser::SeekElement(uint32_t depth, std::wstring_view name) {
+    // Below the level asked for already: that level's parent has ended.
+    if (!m_Started || m_OpenElements < depth) {
+        return false;
+    }
+    return Catching([&] {
+        XmlNodeType nodeType;
+        while (ReadNode(nodeType)) {
+            if (nodeType == XmlNodeType_Element) {
+                if (m_NodeDepth == depth && (name.empty() || EqualsNoCase(m_NodeName, name))) {
+                    TakeElement();
+                    return true;
+                }
+            } else if (nodeType == XmlNodeType_EndElement && m_OpenElements < depth) {
+                return false;
+            }
+        }
+        return false;
+    });
+}
+
+bool XmlParser::MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name) {
+    const uint32_t depth = m_ElementDepth + 1;
+    if (!SeekElement(depth, name)) {
+        return false;
+    }
+    childDepth = depth;
+    return true;
+}
+
+bool XmlParser::MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name) {
+    return SeekElement(childDepth, name);
+}
+
+bool XmlParser::GetAttribute(std::wstring_view name, std::wstring& value) const {
+    for (size_t i = 0; i < m_AttributeCount; ++i) {
+        if (m_Attributes[i].first == name) {
+            value = m_Attributes[i].second;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool XmlParser::IsElementName(std::wstring_view name) const {
+    return EqualsNoCase(m_ElementName, name);
+}
+
+bool XmlParser::GetText(std::wstring& text) {
+    text.clear();
+    if (!m_Started) {
+        return false;
+    }
+    if (m_ElementIsEmpty) {
+        return true;
+    }
+    // Inside the current element, before its end: anything else means it was passed.
+    const uint32_t contentLevel = m_ElementDepth + 1;
+    if (m_OpenElements != contentLevel) {
+        return false;
+    }
+    return Catching([&] {
+        XmlNodeType nodeType;
+        while (ReadNode(nodeType)) {
+            if (m_OpenElements < contentLevel) {
+                return true;  // the element's end
+            }
+            if (m_OpenElements == contentLevel && IsTextNode(nodeType)) {
+                UINT cchValue = 0;
+                const wchar_t* value = m_Reader.GetValue(cchValue);
+                text.append(value, cchValue);
+            }
+        }
+        return false;
+    });
+}
+
+}  // namespace Storage
+}  // namespace ZorvCommon

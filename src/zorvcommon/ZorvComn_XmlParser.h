@@ -1,0 +1,180 @@
+#pragma once
+// The pull-parser facade every document reader walks its document with: XmlLite over a
+// stream over an open (usually decrypting) file. Reader failures are thrown inside as
+// XmlException and end up in the parser's last-error record; the parser writes no log.
+
+#include <windows.h>
+#include <xmllite.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "ZorvComn_Storage.h"
+#include "ZorvComn_XmlLite.h"
+
+namespace ZorvCommon {
+namespace Storage {
+
+class FileBase;
+class StreamFileEx;
+
+// m_Error (from the base) holds the kind: 0 for a failed call, 14 for an exhausted
+// resource. Thrown by pointer; the catcher deletes it.
+class XmlException : public Exception {
+public:
+    enum Kind : uint32_t { KindFailedCall = 0, KindOutOfMemory = ERROR_OUTOFMEMORY };
+
+    XmlException(uint32_t kind, uint32_t line, const char* sourcePath, HRESULT result,
+                 uint32_t readerLine = 0, uint32_t readerColumn = 0)
+        : Exception(kind, line, sourcePath),
+          m_Result(result),
+          m_ReaderLine(readerLine),
+          m_ReaderColumn(readerColumn) {}
+
+    HRESULT m_Result;
+    uint32_t m_ReaderLine;    // the reader's position at the failure; 0 when there is
+    uint32_t m_ReaderColumn;  // no reader position (the throws of Start)
+};
+
+// The reader's calls one to one; a failing call throws an XmlException carrying its
+// HRESULT and the reader's position. Read and the attribute moves answer false for
+// S_FALSE (end of the document, no further attribute).
+class XmlLiteReader {
+public:
+    XmlLiteReader() = default;
+    ~XmlLiteReader() { Release(); }
+    XmlLiteReader(const XmlLiteReader&) = delete;
+    XmlLiteReader& operator=(const XmlLiteReader&) = delete;
+
+    // Creates the reader (DTDs stay prohibited) and sets the stream as its input.
+    void Create(Library::XmlLite& library, IStream* pStream);
+    void Release();
+    bool IsCreated() const { return m_pReader != nullptr; }
+
+    bool Read(XmlNodeType& nodeType);
+    XmlNodeType GetNodeType();
+    const wchar_t* GetLocalName(UINT& cchName);
+    const wchar_t* GetValue(UINT& cchValue);
+    bool MoveToFirstAttribute();
+    bool MoveToNextAttribute();
+    void MoveToElement();
+    bool IsEmptyElement();
+    UINT GetDepth();
+    UINT GetLineNumber();
+    UINT GetLinePosition();
+
+private:
+    void Check(HRESULT result, uint32_t sourceLine);
+    [[noreturn]] void Fail(HRESULT result, uint32_t sourceLine);
+
+    IXmlReader* m_pReader = nullptr;
+};
+
+class XmlParser {
+public:
+    // MX_E_INPUTEND, recorded when the input ends inside an element, also when the
+    // reader stops making progress instead (Wine's reader answers input cut off inside
+    // element text with the same empty text node forever).
+    static constexpr HRESULT kResultUnexpectedEnd = static_cast<HRESULT>(0xC00CEE01);
+
+    XmlParser();
+    ~XmlParser();
+    XmlParser(const XmlParser&) = delete;
+    XmlParser& operator=(const XmlParser&) = delete;
+
+    // Begins reading an open file; the file must stay open until Stop. False when already
+    // started (the first document stays open) or when the stream or reader cannot be
+    // made (see the last-error record).
+    bool Start(FileBase& file);
+    // Releases reader and stream; the next Start begins clean. False when not started.
+    bool Stop();
+    bool IsStarted() const { return m_Started; }
+
+    // Reads forward to the next element with exactly this local name, at any depth.
+    bool MoveToElement(std::wstring_view localName);
+    // Exact-name lookup in the current element's attributes.
+    bool GetAttribute(std::wstring_view name, std::wstring& value) const;
+
+    // The first element one level below the current element (optionally with this name,
+    // case ignored); childDepth receives its depth for the sibling walk. False when the
+    // current element ends first, at the end of the document or on a reader failure.
+    bool MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name = {});
+    // The next element at childDepth (optionally with this name, case ignored). False
+    // when the parent ends first, at the end of the document or on a reader failure.
+    bool MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name = {});
+
+    // Case ignored; names of different lengths never match.
+    bool IsElementName(std::wstring_view name) const;
+    const std::wstring& GetElementName() const { return m_ElementName; }
+    // The text directly inside the current element (text, CDATA and whitespace, joined),
+    // read up to the element's end so that the sibling walk goes on after it. An empty
+    // element gives an empty text. False when the element's content was already passed,
+    // and on a reader failure.
+    bool GetText(std::wstring& text);
+
+    // The last failure since Start: the reader's result (or kResultUnexpectedEnd), the
+    // element the walk stood on, the reader's line and column and the nesting depth.
+    int32_t GetLastResult() const { return m_LastResult; }
+    const std::wstring& GetLastNodeName() const { return m_LastNodeName; }
+    uint32_t GetLastLine() const { return m_LastLine; }
+    uint32_t GetLastColumn() const { return m_LastColumn; }
+    uint32_t GetLastDepth() const { return m_LastDepth; }
+
+private:
+    // One node forward, keeping the nesting count; an element's depth, emptiness and
+    // name land in m_Node*. False at the end of the document. Throws XmlException on a
+    // reader failure and on an early end of the input.
+    bool ReadNode(XmlNodeType& nodeType);
+    // The walk under both child and sibling moves: the next element at depth, or false
+    // when the nesting drops below depth.
+    bool SeekElement(uint32_t depth, std::wstring_view name);
+    // Ends the walk when the reader keeps answering the same node at the same place
+    // (Wine's reader does so for input cut off inside element text).
+    void GuardProgress(XmlNodeType nodeType);
+    [[noreturn]] void FailUnexpectedEnd();
+    // Makes the element the reader stands on the current one and collects its attributes.
+    void TakeElement();
+    // Runs a step that may throw, turning a failure into the last-error record.
+    template <typename Step>
+    bool Catching(Step step);
+    void RecordFailure(HRESULT result, uint32_t line, uint32_t column);
+    void ReleaseDocument();
+    void ResetWalk();
+
+    Library::XmlLite m_XmlLite;  // outlives the reader made from it
+    std::unique_ptr<StreamFileEx> m_pStream;
+    XmlLiteReader m_Reader;
+    bool m_Started = false;
+
+    uint32_t m_OpenElements = 0;  // elements opened and not yet closed
+    std::wstring m_ElementName;   // the current element
+    uint32_t m_ElementDepth = 0;
+    bool m_ElementIsEmpty = false;
+    // The current element's attributes as name and value. Entries are reused from
+    // element to element, so their buffers are allocated once per document.
+    std::vector<std::pair<std::wstring, std::wstring>> m_Attributes;
+    size_t m_AttributeCount = 0;
+    std::wstring_view m_NodeName;  // the last element read: the reader's, until it reads on
+    uint32_t m_NodeDepth = 0;
+    bool m_NodeIsEmpty = false;
+
+    // Progress guard: the last node's type, its position (line 0: not asked for) and
+    // how often both repeated.
+    UINT m_GuardLine = 0;
+    UINT m_GuardColumn = 0;
+    XmlNodeType m_GuardType = XmlNodeType_None;
+    uint32_t m_GuardRepeats = 0;
+
+    int32_t m_LastResult = 0;
+    std::wstring m_LastNodeName;
+    uint32_t m_LastLine = 0;
+    uint32_t m_LastColumn = 0;
+    uint32_t m_LastDepth = 0;
+};
+
+}  // namespace Storage
+}  // namespace ZorvCommon
