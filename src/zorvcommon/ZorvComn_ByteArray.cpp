@@ -5,24 +5,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ZorvComn_Win32Error.h"
+
 namespace ZorvCommon {
-namespace {
 
-bool Fail(uint32_t* error, uint32_t code) {
-    if (error != nullptr) {
-        *error = code;
-    }
-    return false;
-}
-
-bool Succeed(uint32_t* error) {
-    if (error != nullptr) {
-        *error = ERROR_SUCCESS;
-    }
-    return true;
-}
-
-}  // namespace
+using Win32Error::Fail;
+using Win32Error::Succeed;
 
 ByteArray::~ByteArray() { Free(); }
 

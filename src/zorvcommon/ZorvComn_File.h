@@ -31,7 +31,9 @@ public:
     virtual bool Open(AccessControl::SecurityAttributes* securityAttributes, DWORD desiredAccess,
                       DWORD shareMode, DWORD creationDisposition, DWORD flagsAndAttributes,
                       uint32_t* error = nullptr);
+    // 6 when not open.
     virtual bool Close(uint32_t* error = nullptr);
+    // The operations below fail without an error code when the file is not open.
     virtual bool SetPointer(int32_t distance, DWORD moveMethod, uint32_t* newPosition,
                             uint32_t* error = nullptr);
     // The buffer is zero-filled first; one ReadFile of size bytes. 0 bytes read fails
@@ -45,7 +47,8 @@ public:
     virtual bool Unlock(uint32_t offset, uint32_t length, uint32_t* error = nullptr);
     virtual bool SetEnd(uint32_t* error = nullptr);
 
-    bool IsOpen() const { return m_File.is_valid(); }
+    // Virtual so that a file that forwards to another (FileCrypt) answers for it.
+    virtual bool IsOpen() const { return m_File.is_valid(); }
 
 protected:
     UniqueFile m_File;

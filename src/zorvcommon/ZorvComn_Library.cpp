@@ -1,17 +1,11 @@
 #include "ZorvComn_Library.h"
 
+#include "ZorvComn_Win32Error.h"
+
 namespace ZorvCommon {
 namespace Library {
-namespace {
 
-bool Fail(uint32_t* error, uint32_t code) {
-    if (error != nullptr) {
-        *error = code;
-    }
-    return false;
-}
-
-}  // namespace
+using Win32Error::Fail;
 
 // The owner frees the module; Resolve is not called from here because the derived
 // part is already gone.

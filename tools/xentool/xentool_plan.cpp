@@ -8,115 +8,125 @@
 #include "StorageCommand.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_CryptDocument.h"
-#include "ZorvComn_String.h"
 #include "ZorvComn_XmlParser.h"
+#include "xentool_json.h"
+#include "xentool_profile.h"
+#include "xentool_whatif.h"
 
 namespace Xentool {
 
 namespace {
 
-using Ostrel::Storage::CommandBase;
 using Ostrel::Storage::CommandChain;
 using Ostrel::Storage::DocumentEntry;
-using Ostrel::Storage::IEntry;
 using Ostrel::Storage::ISection;
 using Ostrel::Storage::Target;
+using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
 
 void PrintLine(const std::wstring& text) {
     fwprintf(stdout, L"%ls\n", text.c_str());
 }
 
-std::wstring Hex32(uint32_t value) {
-    std::wstring text;
-    ZorvCommon::String::Format(text, L"0x%08x", value);
-    return text;
-}
+struct PlanOptions {
+    std::wstring Document;
+    std::wstring Assign;
+    std::wstring Profile;
+    bool ReadCurrent = false;  // this machine's values, also with a profile
+    bool Json = false;
+};
 
-const wchar_t* CommandName(uint32_t commandType) {
-    static const wchar_t* const kNames[] = {L"?",     L"create", L"query",
-                                            L"store", L"append", L"delete"};
-    return commandType < ARRAYSIZE(kNames) ? kNames[commandType] : L"?";
-}
+// What the reader decided about one Control element.
+struct EntryRecord {
+    Target Targeting;
+    TargetVerdict Verdict = TargetVerdict::Targeted;
+    bool Kept = false;
+    DocumentEntry Entry;
+};
 
-const wchar_t* ValueTypeName(uint32_t valueType) {
-    static const wchar_t* const kNames[] = {L"name", L"string", L"binary", L"uint32", L"uint64"};
-    return valueType < ARRAYSIZE(kNames) ? kNames[valueType] : L"?";
-}
+// One Registry or IniFile element, from its targeting to the section it became.
+struct SectionRecord {
+    std::wstring ElementName;
+    bool Decided = false;  // false when it failed before its targeting was decided
+    Target Targeting;
+    TargetVerdict Verdict = TargetVerdict::Targeted;
+    std::vector<EntryRecord> Entries;
+    std::wstring Section;  // the section built, or empty
+    HRESULT Result = S_OK;
+};
 
-std::wstring RootName(HKEY root) {
-    static const struct {
-        HKEY Root;
-        const wchar_t* Name;
-    } kRoots[] = {{HKEY_CLASSES_ROOT, L"HKCR"},
-                  {HKEY_CURRENT_USER, L"HKCU"},
-                  {HKEY_LOCAL_MACHINE, L"HKLM"},
-                  {HKEY_USERS, L"HKU"}};
-    for (const auto& known : kRoots) {
-        if (known.Root == root) {
-            return known.Name;
+// Collects the reader's decisions in document order.
+class PlanReport : public Ostrel::Storage::IDocumentObserver {
+public:
+    void OnSection(const std::wstring& elementName, const Target& target,
+                   TargetVerdict verdict) override {
+        m_Sections.emplace_back();
+        SectionRecord& record = m_Sections.back();
+        record.ElementName = elementName;
+        record.Decided = true;
+        record.Targeting = target;
+        record.Verdict = verdict;
+        m_Open = true;
+    }
+
+    void OnEntry(const Target& target, TargetVerdict verdict, const DocumentEntry* entry) override {
+        if (!m_Open) {
+            return;
+        }
+        EntryRecord record;
+        record.Targeting = target;
+        record.Verdict = verdict;
+        record.Kept = entry != nullptr;
+        if (entry != nullptr) {
+            record.Entry = *entry;
+        }
+        m_Sections.back().Entries.push_back(record);
+    }
+
+    void OnSectionEnd(const std::wstring& elementName, const ISection* pSection,
+                      HRESULT result) override {
+        if (!m_Open) {
+            m_Sections.emplace_back();
+            m_Sections.back().ElementName = elementName;
+        }
+        m_Open = false;
+        SectionRecord& record = m_Sections.back();
+        record.Result = result;
+        if (pSection != nullptr) {
+            record.Section = DescribeSection(*pSection);
+        }
+        if (FAILED(result)) {
+            m_FailedElement = elementName;
         }
     }
-    return Hex32(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(root)));
-}
 
-std::wstring DescribeSection(const ISection& section) {
-    std::wstring name;
-    section.GetName(name);
-    if (section.GetType() == Ostrel::Storage::SectionTypeIniFile) {
-        const auto& iniFile = static_cast<const Ostrel::Storage::SectionIniFile&>(section);
-        return iniFile.GetFilePath() + L" [" + iniFile.GetSectionName() + L"]";
-    }
-    static const wchar_t* const kViews[] = {L"default", L"32bit", L"64bit", L"check"};
-    const auto& registry = static_cast<const Ostrel::Storage::SectionRegistry&>(section);
-    std::wstring text = RootName(registry.GetRoot()) + L"\\";
-    if (!registry.GetBaseSubKey().empty()) {
-        text += registry.GetBaseSubKey() + L"\\";
-    }
-    const uint32_t view = registry.GetAccessMode();
-    return text + name + L" (view " + (view < ARRAYSIZE(kViews) ? kViews[view] : L"?") +
-           (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
-                                                                              : L", all access)");
-}
+    const std::vector<SectionRecord>& Sections() const { return m_Sections; }
+    const std::wstring& FailedElement() const { return m_FailedElement; }
 
-std::wstring DescribeValue(const IEntry& entry) {
-    switch (entry.GetType()) {
-        case Ostrel::Storage::ValueTypeString:
-            return L"\"" + static_cast<const Ostrel::Storage::EntryString&>(entry).GetValue() +
-                   L"\"";
-        case Ostrel::Storage::ValueTypeUint32:
-            return std::to_wstring(
-                static_cast<const Ostrel::Storage::EntryUint32&>(entry).GetValue());
-        case Ostrel::Storage::ValueTypeUint64:
-            return std::to_wstring(
-                static_cast<const Ostrel::Storage::EntryUint64&>(entry).GetValue());
-        case Ostrel::Storage::ValueTypeBinary: {
-            const ZorvCommon::ByteArray& bytes =
-                static_cast<const Ostrel::Storage::EntryBinary&>(entry).GetValue();
-            std::wstring text = L"hex ";
-            for (uint64_t i = 0; i < bytes.Length(); ++i) {
-                text += L"0123456789ABCDEF"[bytes.Data()[i] >> 4];
-                text += L"0123456789ABCDEF"[bytes.Data()[i] & 0xF];
-            }
-            return text;
-        }
-        default:
-            return std::wstring();
-    }
-}
+private:
+    std::vector<SectionRecord> m_Sections;
+    std::wstring m_FailedElement;
+    bool m_Open = false;
+};
+
+struct TargetAttribute {
+    const wchar_t* Name;
+    std::wstring Target::*Field;
+};
+
+const TargetAttribute kTargetAttributes[] = {
+    {L"platform", &Target::Platform},     {L"language", &Target::Language},
+    {L"product", &Target::Product},       {L"minversion", &Target::MinVersion},
+    {L"maxversion", &Target::MaxVersion}, {L"assign", &Target::Assign}};
+
+// ---- Text --------------------------------------------------------------------------
 
 std::wstring DescribeTarget(const Target& target) {
-    const struct {
-        const wchar_t* Name;
-        const std::wstring& Text;
-    } kAttributes[] = {{L"platform", target.Platform},     {L"language", target.Language},
-                       {L"product", target.Product},       {L"minversion", target.MinVersion},
-                       {L"maxversion", target.MaxVersion}, {L"assign", target.Assign}};
     std::wstring text;
-    for (const auto& attribute : kAttributes) {
-        if (!attribute.Text.empty()) {
-            text += (text.empty() ? L" [" : L" ") + std::wstring(attribute.Name) + L"=" +
-                    attribute.Text;
+    for (const TargetAttribute& attribute : kTargetAttributes) {
+        const std::wstring& value = target.*attribute.Field;
+        if (!value.empty()) {
+            text += (text.empty() ? L" [" : L" ") + std::wstring(attribute.Name) + L"=" + value;
         }
     }
     return text.empty() ? text : text + L"]";
@@ -128,103 +138,168 @@ std::wstring DescribeVerdict(TargetVerdict verdict) {
                : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")";
 }
 
-// Prints each element as the reader decides about it.
-class PlanPrinter : public Ostrel::Storage::IDocumentObserver {
-public:
-    void OnSection(const std::wstring& elementName, const Target& target,
-                   TargetVerdict verdict) override {
-        m_LastElement = elementName;
-        m_SectionOpen = true;
-        PrintLine(elementName + DescribeTarget(target) + L": " + DescribeVerdict(verdict));
+std::wstring DescribeEntry(const EntryRecord& record) {
+    std::wstring text = L"  Control";
+    if (record.Kept) {
+        const DocumentEntry& entry = record.Entry;
+        text += std::wstring(L" ") + CommandName(entry.CommandType) + L" " +
+                (entry.Name.empty() ? L"(the section itself)" : entry.Name);
+        if (entry.ValueType != Ostrel::Storage::ValueTypeName || !entry.Value.empty()) {
+            text +=
+                std::wstring(L" ") + ValueTypeName(entry.ValueType) + L" \"" + entry.Value + L"\"";
+        }
+        if (entry.Overwrite) {
+            text += L" overwrite";
+        }
     }
+    return text + DescribeTarget(record.Targeting) + L": " + DescribeVerdict(record.Verdict);
+}
 
-    void OnEntry(const Target& target, TargetVerdict verdict, const DocumentEntry* entry) override {
-        m_LastElement = L"Control";
-        std::wstring text = L"  Control";
-        if (entry != nullptr) {
-            text += std::wstring(L" ") + CommandName(entry->CommandType) + L" " +
-                    (entry->Name.empty() ? L"(the section itself)" : entry->Name);
-            if (entry->ValueType != Ostrel::Storage::ValueTypeName || !entry->Value.empty()) {
-                text += std::wstring(L" ") + ValueTypeName(entry->ValueType) + L" \"" +
-                        entry->Value + L"\"";
-            }
-            if (entry->Overwrite) {
-                text += L" overwrite";
-            }
-        }
-        PrintLine(text + DescribeTarget(target) + L": " + DescribeVerdict(verdict));
-    }
+std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& source) {
+    const ZorvCommon::Platform::VersionRecord& version = system.Version;
+    return L"system: " + source + L": platform " + std::to_wstring(version.PlatformId) +
+           L", version " + std::to_wstring(version.Major) + L"." + std::to_wstring(version.Minor) +
+           L" build " + std::to_wstring(version.Build) + L", product type " +
+           std::to_wstring(version.ProductType) + L", service pack " +
+           std::to_wstring(version.ServicePackMajor) +
+           (system.Is64bit ? L", 64-bit" : L", 32-bit") + L", language " +
+           Hex32(system.LanguageCode) + L", product version " +
+           (system.ProductVersion.empty() ? L"(none)" : system.ProductVersion);
+}
 
-    void OnSectionEnd(const std::wstring& elementName, const ISection* pSection,
-                      HRESULT result) override {
-        const bool sectionOpen = m_SectionOpen;
-        m_SectionOpen = false;
-        if (!sectionOpen) {
-            // Failed before its targeting was decided.
-            m_LastElement = elementName;
-            PrintLine(elementName + L": failed " + Hex32(result));
-            return;
+void PrintSections(const PlanReport& report) {
+    for (const SectionRecord& record : report.Sections()) {
+        if (!record.Decided) {
+            PrintLine(record.ElementName + L": failed " + Hex32(record.Result));
+            continue;
         }
-        if (pSection == nullptr && SUCCEEDED(result)) {
-            return;  // skipped by its targeting, already said
+        PrintLine(record.ElementName + DescribeTarget(record.Targeting) + L": " +
+                  DescribeVerdict(record.Verdict));
+        for (const EntryRecord& entry : record.Entries) {
+            PrintLine(DescribeEntry(entry));
         }
-        std::wstring text = L"  => ";
-        text += pSection != nullptr ? DescribeSection(*pSection) : elementName;
-        if (FAILED(result)) {
-            m_LastElement = elementName;
-            text += L": failed " + Hex32(result);
-        } else if (result == Ostrel::kElementSkipped) {
+        if (record.Section.empty() && SUCCEEDED(record.Result)) {
+            continue;  // skipped by its targeting, already said
+        }
+        std::wstring text =
+            L"  => " + (record.Section.empty() ? record.ElementName : record.Section);
+        if (FAILED(record.Result)) {
+            text += L": failed " + Hex32(record.Result);
+        } else if (record.Result == Ostrel::kElementSkipped) {
             text += L": skipped (no entries)";
         } else {
             text += L": section built";
         }
         PrintLine(text);
     }
+}
 
-    const std::wstring& LastElement() const { return m_LastElement; }
-
-private:
-    std::wstring m_LastElement;
-    bool m_SectionOpen = false;
-};
-
-void PrintChain(const CommandChain& chain) {
-    PrintLine(L"command chain: " + std::to_wstring(chain.GetCount()) + L" command(s)");
-    for (size_t index = 0; index < chain.GetCount(); ++index) {
-        const auto* pCommand = dynamic_cast<const CommandBase*>(chain.GetCommand(index));
-        if (pCommand == nullptr) {
-            continue;
+void PrintOperations(size_t commandCount, const WhatIf& whatIf) {
+    PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
+    for (const Operation& operation : whatIf.Operations) {
+        std::wstring text = L"  " + std::to_wstring(operation.CommandNumber) + L". " +
+                            CommandName(operation.CommandType) + L" " + operation.Place;
+        if (operation.Name.empty()) {
+            text += L" (the section itself)";
+        } else {
+            text += L" " + operation.Name;
+            if (operation.ValueType != Ostrel::Storage::ValueTypeName) {
+                text +=
+                    L" = " + operation.Value + L" (" + ValueTypeName(operation.ValueType) + L")";
+            }
         }
-        const std::wstring head =
-            L"  " + std::to_wstring(index + 1) + L". " + CommandName(pCommand->GetType()) + L" ";
-        const auto* pFlagged =
-            dynamic_cast<const Ostrel::Storage::CommandWithSectionFlag*>(pCommand);
-        for (size_t s = 0; s < pCommand->GetSectionCount(); ++s) {
-            const ISection* pSection = pCommand->GetSection(s);
-            if (pSection == nullptr) {
-                continue;
-            }
-            const std::wstring place = DescribeSection(*pSection);
-            if (pFlagged != nullptr && pFlagged->GetSectionFlag()) {
-                PrintLine(head + place + L" (the section itself)");
-            }
-            for (size_t e = 0; e < pSection->GetEntryCount(); ++e) {
-                const IEntry* pEntry = pSection->GetEntry(e);
-                if (pEntry == nullptr) {
-                    continue;
-                }
-                std::wstring name;
-                pEntry->GetName(name);
-                std::wstring text = head + place + L" " + name;
-                if (pEntry->GetType() != Ostrel::Storage::ValueTypeName) {
-                    text += L" = " + DescribeValue(*pEntry) + L" (" +
-                            ValueTypeName(pEntry->GetType()) + L")";
-                }
-                PrintLine(text);
-            }
+        PrintLine(text);
+        PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " +
+                  operation.Effect);
+        for (const std::wstring& removed : operation.Removed) {
+            PrintLine(L"       removes " + removed);
         }
     }
 }
+
+// ---- JSON --------------------------------------------------------------------------
+
+void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) {
+    json.BeginObject(L"target");
+    for (const TargetAttribute& attribute : kTargetAttributes) {
+        const std::wstring& value = target.*attribute.Field;
+        if (!value.empty()) {
+            json.String(attribute.Name, value);
+        }
+    }
+    json.EndObject();
+    json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
+}
+
+void WriteSections(JsonWriter& json, const PlanReport& report) {
+    json.BeginArray(L"elements");
+    for (const SectionRecord& record : report.Sections()) {
+        json.BeginObject();
+        json.String(L"element", record.ElementName);
+        if (record.Decided) {
+            WriteTarget(json, record.Targeting, record.Verdict);
+        }
+        json.BeginArray(L"entries");
+        for (const EntryRecord& entry : record.Entries) {
+            json.BeginObject();
+            WriteTarget(json, entry.Targeting, entry.Verdict);
+            if (entry.Kept) {
+                json.String(L"action", CommandName(entry.Entry.CommandType));
+                json.String(L"name", entry.Entry.Name);
+                json.String(L"type", ValueTypeName(entry.Entry.ValueType));
+                json.String(L"value", entry.Entry.Value);
+                json.Bool(L"overwrite", entry.Entry.Overwrite);
+            }
+            json.EndObject();
+        }
+        json.EndArray();
+        json.String(L"section", record.Section);
+        json.String(L"result", Hex32(record.Result));
+        json.EndObject();
+    }
+    json.EndArray();
+}
+
+void WriteOperations(JsonWriter& json, const WhatIf& whatIf) {
+    json.BeginArray(L"operations");
+    for (const Operation& operation : whatIf.Operations) {
+        json.BeginObject();
+        json.Number(L"command", operation.CommandNumber);
+        json.String(L"action", CommandName(operation.CommandType));
+        json.String(L"place", operation.Place);
+        json.String(L"name", operation.Name);
+        json.String(L"type", ValueTypeName(operation.ValueType));
+        json.String(L"value", operation.Value);
+        json.String(L"now", operation.Now);
+        json.String(L"after", operation.After);
+        json.String(L"effect", operation.Effect);
+        json.BeginArray(L"removes");
+        for (const std::wstring& removed : operation.Removed) {
+            json.String(nullptr, removed);
+        }
+        json.EndArray();
+        json.String(L"result", Hex32(static_cast<uint32_t>(operation.Result)));
+        json.EndObject();
+    }
+    json.EndArray();
+}
+
+void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstring& source) {
+    json.BeginObject(L"system");
+    json.String(L"source", source);
+    json.Number(L"platformId", system.Version.PlatformId);
+    json.Number(L"major", system.Version.Major);
+    json.Number(L"minor", system.Version.Minor);
+    json.Number(L"build", system.Version.Build);
+    json.Number(L"productType", system.Version.ProductType);
+    json.Number(L"servicePack", system.Version.ServicePackMajor);
+    json.Number(L"bitness", system.Is64bit ? 64 : 32);
+    json.Number(L"languageCode", system.LanguageCode);
+    json.String(L"productVersion", system.ProductVersion);
+    json.EndObject();
+}
+
+// ---- The command -------------------------------------------------------------------
 
 // A file in the temporary folder, deleted with its owner.
 class TemporaryFile {
@@ -282,48 +357,103 @@ int EncryptToTemporary(const std::wstring& path, const std::string& key, Tempora
     return ExitOk;
 }
 
-int Plan(const Arguments& arguments) {
-    std::wstring document;
-    std::wstring assign;
+bool ParseOptions(const Arguments& arguments, PlanOptions& options, int& exitCode) {
     for (size_t i = 0; i < arguments.size(); ++i) {
-        if (arguments[i] == L"--assign" && i + 1 < arguments.size()) {
-            assign = arguments[++i];
-        } else if (document.empty() && arguments[i].rfind(L"--", 0) != 0) {
-            document = arguments[i];
+        const std::wstring& argument = arguments[i];
+        const bool hasValue = i + 1 < arguments.size();
+        if (argument == L"--assign" && hasValue) {
+            options.Assign = arguments[++i];
+        } else if (argument == L"--profile" && hasValue) {
+            options.Profile = arguments[++i];
+        } else if (argument == L"--current") {
+            options.ReadCurrent = true;
+        } else if (argument == L"--json") {
+            options.Json = true;
+        } else if (options.Document.empty() && argument.rfind(L"--", 0) != 0) {
+            options.Document = argument;
         } else {
-            return Fail(ExitUsage, L"unexpected argument '" + arguments[i] + L"'");
+            exitCode = Fail(ExitUsage, L"unexpected argument '" + argument + L"'");
+            return false;
         }
     }
-    if (document.empty()) {
-        return Fail(ExitUsage, L"expected a storage-control document");
+    if (options.Document.empty()) {
+        exitCode = Fail(ExitUsage, L"expected a storage-control document");
+        return false;
+    }
+    return true;
+}
+
+int Plan(const Arguments& arguments) {
+    PlanOptions options;
+    int exitCode = ExitOk;
+    if (!ParseOptions(arguments, options, exitCode)) {
+        return exitCode;
+    }
+    TargetSystem system;
+    std::wstring source = L"this machine";
+    if (options.Profile.empty()) {
+        DescribeThisMachine(system);
+        options.ReadCurrent = true;
+    } else {
+        std::wstring problem;
+        if (!LoadProfile(options.Profile, system, problem)) {
+            return Fail(ExitInput, L"profile " + problem);
+        }
+        source = L"profile " + options.Profile;
     }
     std::string key;
     Arguments kind = {L"--kind", L"storage"};
-    int exitCode = ExitOk;
     if (!TakeDocumentKey(&kind, &key, &exitCode)) {
         return exitCode;
     }
     TemporaryFile copy;
-    if (IsPlainDocument(document)) {
-        exitCode = EncryptToTemporary(document, key, copy);
+    if (IsPlainDocument(options.Document)) {
+        exitCode = EncryptToTemporary(options.Document, key, copy);
         if (exitCode != ExitOk) {
             return exitCode;
         }
-    } else if (GetFileAttributesW(document.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    } else if (GetFileAttributesW(options.Document.c_str()) == INVALID_FILE_ATTRIBUTES) {
         return Fail(ExitInput,
-                    L"cannot read '" + document + L"': " + DescribeError(GetLastError()));
+                    L"cannot read '" + options.Document + L"': " + DescribeError(GetLastError()));
     }
 
     ZorvCommon::Storage::XmlParser xmlParser;
     CXmlParserStorageControl reader(xmlParser);
     reader.SetKeepDocument(true);
-    PlanPrinter printer;
-    reader.SetObserver(&printer);
+    reader.SetTargetSystem(&system);
+    PlanReport report;
+    reader.SetObserver(&report);
     CommandChain chain;
-    const HRESULT hr =
-        reader.QueryValue(&chain, copy.Path().empty() ? document : copy.Path(), assign);
-    PrintChain(chain);
-    PrintLine(L"result: " + Hex32(static_cast<uint32_t>(hr)));
+    const HRESULT hr = reader.QueryValue(
+        &chain, copy.Path().empty() ? options.Document : copy.Path(), options.Assign);
+    const WhatIf whatIf = PlayChain(chain, options.ReadCurrent);
+    // Commands built before a failure still run, and their result replaces the reader's.
+    const int32_t requestResult = chain.GetCount() > 0 ? whatIf.Result : hr;
+
+    if (options.Json) {
+        JsonWriter json;
+        json.BeginObject();
+        json.String(L"document", options.Document);
+        json.String(L"assign", options.Assign);
+        WriteSystem(json, system, source);
+        json.Bool(L"currentValuesRead", options.ReadCurrent);
+        WriteSections(json, report);
+        json.Number(L"commands", chain.GetCount());
+        WriteOperations(json, whatIf);
+        json.String(L"result", Hex32(static_cast<uint32_t>(hr)));
+        json.String(L"requestResult", Hex32(static_cast<uint32_t>(requestResult)));
+        json.EndObject();
+        PrintLine(json.Text());
+    } else {
+        PrintLine(DescribeSystem(system, source));
+        PrintLine(options.ReadCurrent ? L"current values: read from this machine"
+                                      : L"current values: not read; the plan assumes none of the "
+                                        L"keys, values and files exists yet");
+        PrintSections(report);
+        PrintOperations(chain.GetCount(), whatIf);
+        PrintLine(L"result: " + Hex32(static_cast<uint32_t>(hr)));
+        PrintLine(L"request result: " + Hex32(static_cast<uint32_t>(requestResult)));
+    }
     if (SUCCEEDED(hr)) {
         return ExitOk;
     }
@@ -331,18 +461,18 @@ int Plan(const Arguments& arguments) {
     if (xmlParser.GetLastLine() != 0) {
         where = L" at line " + std::to_wstring(xmlParser.GetLastLine()) + L", column " +
                 std::to_wstring(xmlParser.GetLastColumn());
-    } else if (!printer.LastElement().empty()) {
-        where = L" in element " + printer.LastElement();
+    } else if (!report.FailedElement().empty()) {
+        where = L" in element " + report.FailedElement();
     }
-    return Fail(ExitData,
-                L"'" + document + L"' does not parse: " + Hex32(static_cast<uint32_t>(hr)) + where);
+    return Fail(ExitData, L"'" + options.Document + L"' does not parse: " +
+                              Hex32(static_cast<uint32_t>(hr)) + where);
 }
 
 }  // namespace
 
 std::vector<Command> PlanCommands() {
     return {
-        {L"plan", L"DOC.xen|DOC.xml [--assign TEXT]", Plan},
+        {L"plan", L"DOC.xen|DOC.xml [--assign TEXT] [--profile FILE [--current]] [--json]", Plan},
     };
 }
 

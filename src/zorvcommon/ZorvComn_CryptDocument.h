@@ -1,0 +1,52 @@
+#pragma once
+// Encrypted documents (".xen"): AES-128 in CBC mode with a zero IV and PKCS#7 padding
+// under a 16-character key. CryptDocument is the open sequence the document readers
+// share; the two byte functions serve tools and tests that handle whole documents.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ZorvComn_File.h"
+#include "ZorvComn_FileCrypt.h"
+#include "ZorvComn_Rijndael.h"
+
+namespace ZorvCommon {
+namespace Storage {
+
+constexpr uint32_t kDocumentKeyLength = 16;
+
+// Exactly 16 characters (strnlen(key, 17) == 16).
+bool IsDocumentKey(const char* key);
+
+class CryptDocument {
+public:
+    CryptDocument();
+    ~CryptDocument();
+    CryptDocument(const CryptDocument&) = delete;
+    CryptDocument& operator=(const CryptDocument&) = delete;
+
+    // Refuses a key of any other length with 13 before touching the file; then opens
+    // the file for reading (shared for reading, existing only, default-kind security).
+    bool Open(const std::wstring& path, const char* key, uint32_t* error = nullptr);
+    bool Close(uint32_t* error = nullptr);
+    // The decrypting file to read from, or to hand to the XML reader.
+    FileBase& File() { return m_Crypt; }
+
+private:
+    Cryptograph::Rijndael m_Cipher;
+    FileBase m_Plain;
+    FileCrypt m_Crypt;
+    uint8_t m_Key[kDocumentKeyLength] = {};
+    CipherParameters m_Parameters;
+};
+
+// Whole documents in memory. 13 for a key that is not 16 characters long; decryption
+// fails with 38 for empty input and 13 for input that does not end on a block.
+bool EncryptDocumentBytes(const char* key, const std::vector<uint8_t>& plaintext,
+                          std::vector<uint8_t>* ciphertext, uint32_t* error = nullptr);
+bool DecryptDocumentBytes(const char* key, const std::vector<uint8_t>& ciphertext,
+                          std::vector<uint8_t>* plaintext, uint32_t* error = nullptr);
+
+}  // namespace Storage
+}  // namespace ZorvCommon

@@ -1,0 +1,147 @@
+#include "ZorvComn_File.h"
+
+#include <cstring>
+
+#include "ZorvComn_SecurityAttributes.h"
+#include "ZorvComn_Win32Error.h"
+
+namespace ZorvCommon {
+namespace Storage {
+
+using Win32Error::Fail;
+using Win32Error::Succeed;
+
+namespace {
+
+bool ReportLastError(uint32_t* error) {
+    return Fail(error, GetLastError());
+}
+
+bool ReportResult(BOOL succeeded, uint32_t* error) {
+    return succeeded ? Succeed(error) : ReportLastError(error);
+}
+
+}  // namespace
+
+void FileBase::SetFileName(const std::wstring& path) {
+    m_Path = path;
+}
+
+std::wstring FileBase::GetFileName() const {
+    return m_Path;
+}
+
+bool FileBase::Open(AccessControl::SecurityAttributes* securityAttributes, DWORD desiredAccess,
+                    DWORD shareMode, DWORD creationDisposition, DWORD flagsAndAttributes,
+                    uint32_t* error) {
+    if (IsOpen()) {
+        return Fail(error, ERROR_OBJECT_ALREADY_EXISTS);
+    }
+    if (m_Path.empty()) {
+        return Fail(error, ERROR_BAD_ARGUMENTS);
+    }
+    SECURITY_ATTRIBUTES* attributes =
+        securityAttributes != nullptr ? securityAttributes->GetSecurityAttributes() : nullptr;
+    m_File.reset(CreateFileW(m_Path.c_str(), desiredAccess, shareMode, attributes,
+                             creationDisposition, flagsAndAttributes, nullptr));
+    return m_File.is_valid() ? Succeed(error) : ReportLastError(error);
+}
+
+bool FileBase::Close(uint32_t* error) {
+    if (!IsOpen()) {
+        return Fail(error, ERROR_INVALID_HANDLE);
+    }
+    m_File.reset();
+    return Succeed(error);
+}
+
+bool FileBase::SetPointer(int32_t distance, DWORD moveMethod, uint32_t* newPosition,
+                          uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    SetLastError(ERROR_SUCCESS);
+    const DWORD position = SetFilePointer(m_File.get(), distance, nullptr, moveMethod);
+    if (position == INVALID_SET_FILE_POINTER && GetLastError() != ERROR_SUCCESS) {
+        return ReportLastError(error);
+    }
+    if (newPosition != nullptr) {
+        *newPosition = position;
+    }
+    return Succeed(error);
+}
+
+bool FileBase::Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    memset(buffer, 0, size);
+    DWORD count = 0;
+    const BOOL succeeded = ReadFile(m_File.get(), buffer, size, &count, nullptr);
+    if (bytesRead != nullptr) {
+        *bytesRead = count;
+    }
+    if (!succeeded) {
+        return ReportLastError(error);
+    }
+    if (count == 0) {
+        return Fail(error, ERROR_HANDLE_EOF);
+    }
+    return count < size ? Fail(error, ERROR_INVALID_DATA) : Succeed(error);
+}
+
+bool FileBase::Read(void* buffer, uint32_t size, uint32_t* error) {
+    return Read(buffer, size, nullptr, error);
+}
+
+bool FileBase::Write(const void* buffer, uint32_t size, uint32_t* bytesWritten, uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    DWORD count = 0;
+    const BOOL succeeded = WriteFile(m_File.get(), buffer, size, &count, nullptr);
+    if (bytesWritten != nullptr) {
+        *bytesWritten = count;
+    }
+    return ReportResult(succeeded, error);
+}
+
+bool FileBase::GetSize(uint64_t* size, uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    SetLastError(ERROR_SUCCESS);
+    DWORD high = 0;
+    const DWORD low = GetFileSize(m_File.get(), &high);
+    if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS) {
+        return ReportLastError(error);
+    }
+    if (size != nullptr) {
+        *size = (static_cast<uint64_t>(high) << 32) | low;
+    }
+    return Succeed(error);
+}
+
+bool FileBase::Lock(uint32_t offset, uint32_t length, uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    return ReportResult(LockFile(m_File.get(), offset, 0, length, 0), error);
+}
+
+bool FileBase::Unlock(uint32_t offset, uint32_t length, uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    return ReportResult(UnlockFile(m_File.get(), offset, 0, length, 0), error);
+}
+
+bool FileBase::SetEnd(uint32_t* error) {
+    if (!IsOpen()) {
+        return false;
+    }
+    return ReportResult(SetEndOfFile(m_File.get()), error);
+}
+
+}  // namespace Storage
+}  // namespace ZorvCommon

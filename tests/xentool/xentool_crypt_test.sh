@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# xentool encrypt must write what `openssl enc -aes-128-cbc` writes with the document key
+# and a zero IV, and xentool decrypt must read what openssl wrote. Argument: the build
+# folder (xentool.exe is in its bin folder). Wine settings come from scripts/env.sh.
+set -uo pipefail
+BUILD="${1:?usage: xentool_crypt_test.sh BUILD_DIR}"
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/env.sh"
+XENTOOL="$BUILD/bin/xentool.exe"
+WORK="$(mktemp -d)"
+trap 'rm -rf "$WORK"' EXIT
+cd "$WORK"
+
+failures=0
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+xentool() { wine "$XENTOOL" "$@" 2>"$WORK/stderr"; }
+hex_key() { printf '%s' "$1" | od -An -tx1 | tr -d ' \n'; }
+openssl_enc() { openssl enc -aes-128-cbc -K "$(hex_key "$1")" -iv 00000000000000000000000000000000 "${@:2}"; }
+
+# Expects the exit code and a fragment of the message.
+expect_refusal() {
+    local code="$1" fragment="$2"
+    shift 2
+    xentool "$@"
+    local status=$?
+    [ "$status" -eq "$code" ] || fail "xentool $* exited $status, expected $code"
+    grep -q -- "$fragment" stderr || fail "xentool $* said: $(cat stderr)"
+}
+
+declare -A KEYS=([storage]='P5!dW0#sG7@kF2^x' [service]='m3^Tb8&Yc1*Nh6%e'
+                 [provider]='K7#pQ2!vR9@wL4$z' [webaccess]='J8*rB4%nV6!qC9#t')
+SIZES=(0 1 15 16 17 31 32 100 255 1024 4095 4096 5000)
+
+# Both directions against openssl for one kind and one size.
+check_both_ways() {
+    local kind="$1" size="$2" key="${KEYS[$1]}"
+    openssl_enc "$key" -in "plain$size" -out "ref$size.xen"
+    xentool encrypt --kind "$kind" "plain$size" "ours$size.xen" || fail "encrypt $kind $size: $(cat stderr)"
+    cmp -s "ref$size.xen" "ours$size.xen" || fail "encrypt --kind $kind differs from openssl at $size bytes"
+    xentool decrypt --kind "$kind" "ref$size.xen" "back$size" || fail "decrypt $kind $size: $(cat stderr)"
+    cmp -s "plain$size" "back$size" || fail "decrypt --kind $kind of openssl's file differs at $size bytes"
+}
+
+# Every size under one key, every other key at one size (each run of Wine costs time).
+for size in "${SIZES[@]}"; do
+    head -c "$size" /dev/urandom >"plain$size"
+    check_both_ways storage "$size"
+done
+for kind in service provider webaccess; do
+    check_both_ways "$kind" 1024
+done
+
+# --key takes any 16 characters, the same as openssl's key bytes.
+openssl_enc 'abcdefghijklmnop' -in plain100 -out ref.key.xen
+xentool encrypt --key 'abcdefghijklmnop' plain100 ours.key.xen || fail "encrypt --key: $(cat stderr)"
+cmp -s ref.key.xen ours.key.xen || fail "encrypt --key differs from openssl"
+
+# Refusals: wrong key lengths come before any file is looked at.
+expect_refusal 3 "16 characters" encrypt --key 'abcdefghijklmno' missing.xml out.xen
+expect_refusal 3 "16 characters" decrypt --key 'abcdefghijklmnopq' missing.xen out.xml
+expect_refusal 3 "unknown document kind" decrypt --kind nosuch ref100.xen out.xml
+expect_refusal 2 "cannot read 'missing.xml'" encrypt --kind storage missing.xml out.xen
+: >empty.xen
+expect_refusal 2 "is empty" decrypt --kind storage empty.xen out.xml
+head -c 20 /dev/urandom >cut.xen
+expect_refusal 5 "16-byte blocks" decrypt --kind storage cut.xen out.xml
+cp plain100 keep
+expect_refusal 1 "overwrite the input" encrypt --kind storage keep ./keep
+cmp -s plain100 keep || fail "the input was changed"
+expect_refusal 1 "either --kind" encrypt plain100 out.xen
+expect_refusal 1 "unknown command" scramble
+for f in out.xen out.xml; do [ ! -e "$f" ] || fail "a refused command left $f behind"; done
+
+if [ "$failures" -ne 0 ]; then
+    echo "$failures failure(s)"
+    exit 1
+fi
+echo "xentool matches openssl for ${#SIZES[@]} sizes and all 4 kinds; refusals checked"

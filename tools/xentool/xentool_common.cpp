@@ -1,0 +1,141 @@
+#include "xentool_common.h"
+
+#include <windows.h>
+
+#include <cstdio>
+
+#include "ZorvComn_CryptDocument.h"
+#include "ZorvComn_File.h"
+
+namespace Xentool {
+
+namespace {
+
+struct DocumentKind {
+    const wchar_t* name;
+    const char* key;
+};
+
+const DocumentKind kKinds[] = {
+    {L"storage", "P5!dW0#sG7@kF2^x"},
+    {L"service", "m3^Tb8&Yc1*Nh6%e"},
+    {L"provider", "K7#pQ2!vR9@wL4$z"},
+    {L"webaccess", "J8*rB4%nV6!qC9#t"},
+};
+
+std::wstring FullPath(const std::wstring& path) {
+    wchar_t buffer[MAX_PATH * 2];
+    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH * 2, buffer, nullptr);
+    return length > 0 && length < MAX_PATH * 2 ? std::wstring(buffer, length) : path;
+}
+
+// The value after an option, removed from the arguments with the option itself.
+bool TakeOption(Arguments* arguments, const wchar_t* option, std::wstring* value, bool* found) {
+    for (size_t i = 0; i < arguments->size(); ++i) {
+        if ((*arguments)[i] != option) {
+            continue;
+        }
+        if (i + 1 == arguments->size()) {
+            return false;
+        }
+        *value = (*arguments)[i + 1];
+        *found = true;
+        arguments->erase(arguments->begin() + i, arguments->begin() + i + 2);
+        return true;
+    }
+    return true;
+}
+
+}  // namespace
+
+int Fail(int code, const std::wstring& message) {
+    fwprintf(stderr, L"xentool: %ls\n", message.c_str());
+    return code;
+}
+
+std::wstring DescribeError(uint32_t error) {
+    wchar_t* text = nullptr;
+    const DWORD length = FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+    ZorvCommon::UniqueLocalMem owner(text);
+    std::wstring message = length > 0 ? std::wstring(text, length) : L"system error";
+    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' ||
+                                message.back() == L'.' || message.back() == L' ')) {
+        message.pop_back();
+    }
+    return message + L" (error " + std::to_wstring(error) + L")";
+}
+
+bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error) {
+    ZorvCommon::Storage::FileBase file(path);
+    uint64_t size = 0;
+    if (!file.Open(nullptr, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                   error) ||
+        !file.GetSize(&size, error)) {
+        return false;
+    }
+    if (size > UINT32_MAX / 2) {
+        if (error != nullptr) {
+            *error = ERROR_FILE_TOO_LARGE;
+        }
+        return false;
+    }
+    bytes->assign(static_cast<size_t>(size), 0);
+    return size == 0 || file.Read(bytes->data(), static_cast<uint32_t>(size), error);
+}
+
+bool WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& bytes, uint32_t* error) {
+    ZorvCommon::Storage::FileBase file(path);
+    uint32_t written = 0;
+    return file.Open(nullptr, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, error) &&
+           (bytes.empty() ||
+            file.Write(bytes.data(), static_cast<uint32_t>(bytes.size()), &written, error)) &&
+           file.Close(error);
+}
+
+bool SamePath(const std::wstring& first, const std::wstring& second) {
+    return CompareStringOrdinal(FullPath(first).c_str(), -1, FullPath(second).c_str(), -1, TRUE) ==
+           CSTR_EQUAL;
+}
+
+bool TakeDocumentKey(Arguments* arguments, std::string* key, int* exitCode) {
+    std::wstring kind;
+    std::wstring text;
+    bool hasKind = false;
+    bool hasKey = false;
+    if (!TakeOption(arguments, L"--kind", &kind, &hasKind) ||
+        !TakeOption(arguments, L"--key", &text, &hasKey) || hasKind == hasKey) {
+        *exitCode = Fail(ExitUsage,
+                         L"give either --kind storage|service|provider|webaccess "
+                         L"or --key TEXT");
+        return false;
+    }
+    if (hasKind) {
+        for (const DocumentKind& known : kKinds) {
+            if (kind == known.name) {
+                *key = known.key;
+                return true;
+            }
+        }
+        *exitCode = Fail(ExitKey, L"unknown document kind '" + kind +
+                                      L"' (storage, service, provider or webaccess)");
+        return false;
+    }
+    key->clear();
+    for (wchar_t c : text) {
+        if (c < 0x20 || c > 0x7e) {
+            *exitCode = Fail(ExitKey, L"the key must be printable ASCII");
+            return false;
+        }
+        key->push_back(static_cast<char>(c));
+    }
+    if (!ZorvCommon::Storage::IsDocumentKey(key->c_str())) {
+        *exitCode = Fail(
+            ExitKey, L"the key must be 16 characters long, not " + std::to_wstring(text.size()));
+        return false;
+    }
+    return true;
+}
+
+}  // namespace Xentool

@@ -1,0 +1,43 @@
+#pragma once
+// What every xentool command shares: the command record, exit codes, messages, whole
+// file input and output, and the document keys.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Xentool {
+
+enum ExitCode : int {
+    ExitOk = 0,
+    ExitUsage = 1,   // bad command line
+    ExitInput = 2,   // input missing, unreadable or empty
+    ExitKey = 3,     // unknown kind or a key that is not 16 characters
+    ExitOutput = 4,  // output could not be written
+    ExitData = 5,    // input is not what the command expects
+};
+
+using Arguments = std::vector<std::wstring>;
+
+struct Command {
+    const wchar_t* name;
+    const wchar_t* synopsis;  // the arguments, for the usage text
+    int (*run)(const Arguments& arguments);
+};
+
+// Writes "xentool: <message>" to stderr and returns the code.
+int Fail(int code, const std::wstring& message);
+// "<system text> (error N)".
+std::wstring DescribeError(uint32_t error);
+
+bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error);
+// Creates or replaces the file.
+bool WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& bytes, uint32_t* error);
+// Whether two paths name the same file (full paths compared without regard to case).
+bool SamePath(const std::wstring& first, const std::wstring& second);
+
+// Takes "--kind NAME" or "--key TEXT" out of the arguments and yields the 16-byte key.
+// On failure returns false with the exit code already reported.
+bool TakeDocumentKey(Arguments* arguments, std::string* key, int* exitCode);
+
+}  // namespace Xentool

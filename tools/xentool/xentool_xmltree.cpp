@@ -1,0 +1,191 @@
+#include "xentool_xmltree.h"
+
+#include <shlwapi.h>
+
+#include "Frwk_StringUtility.h"
+#include "ZorvComn_XmlLite.h"
+#include "ZorvComn_XmlParser.h"
+
+namespace Xentool {
+
+namespace {
+
+using ZorvCommon::Storage::XmlException;
+using ZorvCommon::Storage::XmlLiteReader;
+using ZorvCommon::Storage::XmlParser;
+
+// How often the reader may answer the same node at the same place before the walk
+// counts as stuck (Wine's reader does so for input cut off inside element text).
+constexpr uint32_t kRepeatLimit = 16;
+
+// The reference the memory stream is made with.
+class StreamReference {
+public:
+    explicit StreamReference(IStream* pStream) : m_pStream(pStream) {}
+    ~StreamReference() {
+        if (m_pStream != nullptr) {
+            m_pStream->Release();
+        }
+    }
+    StreamReference(const StreamReference&) = delete;
+    StreamReference& operator=(const StreamReference&) = delete;
+    IStream* get() const { return m_pStream; }
+
+private:
+    IStream* m_pStream;
+};
+
+class TreeBuilder {
+public:
+    explicit TreeBuilder(XmlLiteReader& reader) : m_Reader(reader) {}
+
+    // Throws XmlException (by pointer) for what the reader refuses and for a document
+    // that ends early.
+    std::unique_ptr<XmlElement> Build() {
+        XmlNodeType nodeType = XmlNodeType_None;
+        while (m_Reader.Read(nodeType)) {
+            const Position at = Here();
+            GuardProgress(nodeType, at);
+            switch (nodeType) {
+                case XmlNodeType_Element:
+                    OpenElement(at);
+                    break;
+                case XmlNodeType_EndElement:
+                    m_pCurrent = m_pCurrent != nullptr ? m_pCurrent->Parent : nullptr;
+                    break;
+                case XmlNodeType_Text:
+                case XmlNodeType_CDATA:
+                case XmlNodeType_Whitespace:
+                    AddText(at);
+                    break;
+                default:
+                    break;
+            }
+        }
+        if (m_pRoot == nullptr || m_pCurrent != nullptr) {
+            throw new XmlException(XmlException::KindFailedCall, __LINE__, __FILE__,
+                                   XmlParser::kResultUnexpectedEnd, m_Last.Line, m_Last.Column);
+        }
+        return std::move(m_pRoot);
+    }
+
+private:
+    Position Here() {
+        Position at;
+        at.Line = m_Reader.GetLineNumber();
+        at.Column = m_Reader.GetLinePosition();
+        return at;
+    }
+
+    void GuardProgress(XmlNodeType nodeType, const Position& at) {
+        const bool same =
+            nodeType == m_LastType && at.Line == m_Last.Line && at.Column == m_Last.Column;
+        m_Repeats = same ? m_Repeats + 1 : 0;
+        m_LastType = nodeType;
+        m_Last = at;
+        if (m_Repeats > kRepeatLimit) {
+            throw new XmlException(XmlException::KindFailedCall, __LINE__, __FILE__,
+                                   XmlParser::kResultUnexpectedEnd, at.Line, at.Column);
+        }
+    }
+
+    void OpenElement(const Position& at) {
+        auto pElement = std::make_unique<XmlElement>();
+        UINT cchName = 0;
+        const wchar_t* name = m_Reader.GetLocalName(cchName);
+        pElement->Name.assign(name, cchName);
+        pElement->At = at;
+        pElement->TextAt = at;
+        const bool isEmpty = m_Reader.IsEmptyElement();
+        for (bool more = m_Reader.MoveToFirstAttribute(); more;
+             more = m_Reader.MoveToNextAttribute()) {
+            XmlAttribute attribute;
+            UINT cchValue = 0;
+            name = m_Reader.GetLocalName(cchName);
+            attribute.Name.assign(name, cchName);
+            const wchar_t* value = m_Reader.GetValue(cchValue);
+            attribute.Value.assign(value, cchValue);
+            attribute.At = Here();
+            pElement->Attributes.push_back(attribute);
+        }
+        m_Reader.MoveToElement();
+
+        XmlElement* pOpened = pElement.get();
+        if (m_pCurrent == nullptr) {
+            if (m_pRoot != nullptr) {
+                return;  // XmlLite refuses a second root before this point
+            }
+            m_pRoot = std::move(pElement);
+        } else {
+            pElement->Parent = m_pCurrent;
+            m_pCurrent->Children.push_back(std::move(pElement));
+        }
+        if (!isEmpty) {
+            m_pCurrent = pOpened;
+        }
+    }
+
+    void AddText(const Position& at) {
+        if (m_pCurrent == nullptr) {
+            return;
+        }
+        UINT cchValue = 0;
+        const wchar_t* value = m_Reader.GetValue(cchValue);
+        if (m_pCurrent->Text.empty() && cchValue > 0) {
+            m_pCurrent->TextAt = at;
+        }
+        m_pCurrent->Text.append(value, cchValue);
+    }
+
+    XmlLiteReader& m_Reader;
+    std::unique_ptr<XmlElement> m_pRoot;
+    XmlElement* m_pCurrent = nullptr;
+    XmlNodeType m_LastType = XmlNodeType_None;
+    Position m_Last;
+    uint32_t m_Repeats = 0;
+};
+
+}  // namespace
+
+const XmlAttribute* XmlElement::FindAttribute(const wchar_t* name) const {
+    for (const XmlAttribute& attribute : Attributes) {
+        if (attribute.Name == name) {
+            return &attribute;
+        }
+    }
+    return nullptr;
+}
+
+bool XmlElement::IsNamed(const wchar_t* name) const {
+    return Frwk::StringUtility::EqualsNoCase(Name, name);
+}
+
+bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>& root,
+                 XmlReadFailure& failure) {
+    ZorvCommon::Library::XmlLite library;
+    uint32_t error = 0;
+    if (!library.LoadFromSystemDirectory(&error)) {
+        failure.LibraryMissing = true;
+        failure.Result = static_cast<HRESULT>(error);
+        return false;
+    }
+    StreamReference stream(SHCreateMemStream(bytes.data(), static_cast<UINT>(bytes.size())));
+    if (stream.get() == nullptr) {
+        failure.Result = E_OUTOFMEMORY;
+        return false;
+    }
+    XmlLiteReader reader;
+    try {
+        reader.Create(library, stream.get());
+        root = TreeBuilder(reader).Build();
+        return true;
+    } catch (XmlException* pException) {
+        const std::unique_ptr<XmlException> owner(pException);
+        failure.Result = pException->m_Result;
+        failure.At.Line = pException->m_ReaderLine;
+        failure.At.Column = pException->m_ReaderColumn;
+        return false;
+    }
+}
+
+}  // namespace Xentool
