@@ -4,7 +4,13 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
 
-"$OSTREL_ROOT/scripts/build.sh" >/dev/null
+BUILD_LOG="$(mktemp -t ostrel-demo-build.XXXXXX)"
+say "setting up and building (output in $BUILD_LOG)"
+if ! "$OSTREL_ROOT/scripts/build.sh" >"$BUILD_LOG" 2>&1; then
+    tail -n 40 "$BUILD_LOG"
+    echo "The build failed; the whole output is in $BUILD_LOG." >&2
+    exit 1
+fi
 BIN="$BUILD_DIR/bin"
 DEMO="$BUILD_DIR/demo"
 rm -rf "$DEMO" && mkdir -p "$DEMO/log"
