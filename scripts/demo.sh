@@ -64,6 +64,7 @@ fi
 
 title "Registry after the request: HKCU\\Software\\OstrelDemo"
 wine reg query 'HKCU\Software\OstrelDemo' /s 2>/dev/null | tr -d '\r' | sed '/^$/d' || echo "(nothing)"
+echo "(Wine's reg.exe prints a REG_QWORD value as (null): Quota holds 4294967296.)"
 title "INI file after the request: $EXAMPLES_WIN\\demo.ini"
 if [ -e "$BUILD_DIR/examples/demo.ini" ]; then tr -d '\r' < "$BUILD_DIR/examples/demo.ini"; else echo "(not written)"; fi
 

@@ -116,7 +116,7 @@ void PrintRows(const std::vector<Row>& rows, bool json) {
         Print(text + L"]\n");
         return;
     }
-    std::wstring text = Pad(L"MODULE", 22) + Pad(L"VERSION", 10) + Pad(L"GUID", 39) +
+    std::wstring text = Pad(L"MODULE", 26) + Pad(L"VERSION", 10) + Pad(L"GUID", 39) +
                         Pad(L"TYPE", 7) + Pad(L"STARTUP", 10) + Pad(L"LOAD/UNLOAD", 22) +
                         Pad(L"ORDER", 8) + Pad(L"SHARED", 12) + Pad(L"PERM", 5) + L"DEPENDS\n";
     for (const Row& row : rows) {
