@@ -121,7 +121,7 @@ void PrintRows(const std::vector<Row>& rows, bool json) {
                         Pad(L"ORDER", 8) + Pad(L"SHARED", 12) + Pad(L"PERM", 5) + L"DEPENDS\n";
     for (const Row& row : rows) {
         text +=
-            Pad(row.ModuleName, 22) + Pad(row.Version, 10) + Pad(GuidText(RowGuid(row)), 39) +
+            Pad(row.ModuleName, 26) + Pad(row.Version, 10) + Pad(GuidText(RowGuid(row)), 39) +
             Pad(Name(kModuleTypes, row.ModuleType), 7) +
             Pad(Name(kStartupTypes, row.StartupType), 10) +
             Pad(std::wstring(Name(kLoadOptions, row.LoadOption)) + L"/" +
