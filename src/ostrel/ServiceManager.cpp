@@ -105,67 +105,49 @@ HRESULT CServiceManager::Uninitialize() {
     return Ostrel::kSuccess;
 }
 
-HRESULT CServiceManager::QueryValueForServicePolicy(ArrayOfRowService* pArrayOfRowService) {
-    ZORV_TRACE(L"[Enter] CServiceManager::QueryValueForServicePolicy()...");
-    if (pArrayOfRowService == nullptr) {
-        ZORV_ERROR(
-            L"*** CServiceManager::QueryValueForServicePolicy() - pArrayOfRowService was "
-            L"invalid.");
+template <typename Parser, typename Payload, typename Query>
+HRESULT CServiceManager::QueryPolicy(const HandlerTexts& texts, Payload* pPayload, Query query) {
+    ZORV_TRACE(L"[Enter] CServiceManager::%s()...", texts.method);
+    if (pPayload == nullptr) {
+        ZORV_ERROR(L"*** CServiceManager::%s() - %s was invalid.", texts.method, texts.payload);
         return Ostrel::kInvalidArgument;
     }
     TouchLock();
-    CXmlParserFrameworkPolicy cXmlParser(m_XmlParser);
-    const HRESULT hResult = cXmlParser.QueryValueForServicePolicy(pArrayOfRowService);
+    Parser cXmlParser(m_XmlParser);
+    const HRESULT hResult = query(cXmlParser, pPayload);
     if (hResult < 0) {
-        ZORV_ERROR(
-            L"*** CServiceManager::QueryValueForServicePolicy() - "
-            L"cXmlParser.QueryValueForServicePolicy() failed. [0x%08x]",
-            hResult);
+        ZORV_ERROR(L"*** CServiceManager::%s() - %s failed. [0x%08x]", texts.method,
+                   texts.parserCall, hResult);
     }
-    ZORV_TRACE(L"[Leave] CServiceManager::QueryValueForServicePolicy()...");
+    ZORV_TRACE(L"[Leave] CServiceManager::%s()...", texts.method);
     return hResult;
+}
+
+HRESULT CServiceManager::QueryValueForServicePolicy(ArrayOfRowService* pArrayOfRowService) {
+    return QueryPolicy<CXmlParserFrameworkPolicy>(
+        {L"QueryValueForServicePolicy", L"pArrayOfRowService",
+         L"cXmlParser.QueryValueForServicePolicy()"},
+        pArrayOfRowService, [](CXmlParserFrameworkPolicy& cXmlParser, ArrayOfRowService* pRows) {
+            return cXmlParser.QueryValueForServicePolicy(pRows);
+        });
 }
 
 HRESULT CServiceManager::QueryValueForProviderPolicy(ArrayOfRowProvider* pArrayOfRowProvider) {
-    ZORV_TRACE(L"[Enter] CServiceManager::QueryValueForProviderPolicy()...");
-    if (pArrayOfRowProvider == nullptr) {
-        ZORV_ERROR(
-            L"*** CServiceManager::QueryValueForProviderPolicy() - pArrayOfRowProvider was "
-            L"invalid.");
-        return Ostrel::kInvalidArgument;
-    }
-    TouchLock();
-    CXmlParserFrameworkPolicy cXmlParser(m_XmlParser);
-    const HRESULT hResult = cXmlParser.QueryValueForProviderPolicy(pArrayOfRowProvider);
-    if (hResult < 0) {
-        ZORV_ERROR(
-            L"*** CServiceManager::QueryValueForProviderPolicy() - "
-            L"cXmlParser.QueryValueForProviderPolicy() failed. [0x%08x]",
-            hResult);
-    }
-    ZORV_TRACE(L"[Leave] CServiceManager::QueryValueForProviderPolicy()...");
-    return hResult;
+    return QueryPolicy<CXmlParserFrameworkPolicy>(
+        {L"QueryValueForProviderPolicy", L"pArrayOfRowProvider",
+         L"cXmlParser.QueryValueForProviderPolicy()"},
+        pArrayOfRowProvider, [](CXmlParserFrameworkPolicy& cXmlParser, ArrayOfRowProvider* pRows) {
+            return cXmlParser.QueryValueForProviderPolicy(pRows);
+        });
 }
 
 HRESULT CServiceManager::QueryValueForWebAccessData(WebAccessControlList* pWebAccessControlList) {
-    ZORV_TRACE(L"[Enter] CServiceManager::QueryValueForWebAccessData()...");
-    if (pWebAccessControlList == nullptr) {
-        ZORV_ERROR(
-            L"*** CServiceManager::QueryValueForWebAccessData() - pWebAccessControlList was "
-            L"invalid.");
-        return Ostrel::kInvalidArgument;
-    }
-    TouchLock();
-    CXmlParserWebAccessControl cXmlParser(m_XmlParser);
-    const HRESULT hResult = cXmlParser.QueryValue(pWebAccessControlList);
-    if (hResult < 0) {
-        ZORV_ERROR(
-            L"*** CServiceManager::QueryValueForWebAccessData() - cXmlParser.QueryValue() "
-            L"failed. [0x%08x]",
-            hResult);
-    }
-    ZORV_TRACE(L"[Leave] CServiceManager::QueryValueForWebAccessData()...");
-    return hResult;
+    return QueryPolicy<CXmlParserWebAccessControl>(
+        {L"QueryValueForWebAccessData", L"pWebAccessControlList", L"cXmlParser.QueryValue()"},
+        pWebAccessControlList,
+        [](CXmlParserWebAccessControl& cXmlParser, WebAccessControlList* pList) {
+            return cXmlParser.QueryValue(pList);
+        });
 }
 
 HRESULT CServiceManager::SendMessageForStorageControl(StorageControlRequest* pStorageControl) {

@@ -45,6 +45,17 @@ private:
         const SrvFrwk::Interface::StorageControlRequest* pStorageControl);
     HRESULT HandleMessageForStorageControl(Ostrel::Storage::CommandChain* pCommandChain);
 
+    // The texts that tell one query handler's log lines from another's.
+    struct HandlerTexts {
+        const wchar_t* method;      // "QueryValueForServicePolicy"
+        const wchar_t* payload;     // "pArrayOfRowService"
+        const wchar_t* parserCall;  // "cXmlParser.QueryValueForServicePolicy()"
+    };
+    // The shape the three query handlers share: check the payload, touch the lock, run
+    // one parser made on the stack over the shared reader.
+    template <typename Parser, typename Payload, typename Query>
+    HRESULT QueryPolicy(const HandlerTexts& texts, Payload* pPayload, Query query);
+
     // Entered and left back to back before each parser is built: the parsing itself
     // runs outside the lock, so two threads that share one object share the reader.
     void TouchLock();
