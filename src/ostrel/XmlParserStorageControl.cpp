@@ -187,10 +187,16 @@ HRESULT CXmlParserStorageControl::QueryParameter(DocumentParameter& parameter) {
         }
     }
 
-    Ostrel::Storage::DescribeLiveSystem(parameter.System);
+    if (m_pTargetSystem != nullptr) {
+        parameter.System = *m_pTargetSystem;
+    } else {
+        Ostrel::Storage::DescribeLiveSystem(parameter.System);
+    }
     ZORV_INFO(L"*** CXmlParserStorageControl::QueryParameter() - Language [0x%08x]",
               parameter.System.LanguageCode);
-    const HRESULT hr = Ostrel::Storage::QueryVersion(parameter.System.ProductVersion);
+    const HRESULT hr = m_pTargetSystem != nullptr
+                           ? S_OK
+                           : Ostrel::Storage::QueryVersion(parameter.System.ProductVersion);
     if (FAILED(hr) && hr != Ostrel::kNotFound) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryParameter() - "

@@ -93,6 +93,26 @@ public:
     // when the directory cannot be read; path is then untouched.
     static bool ReplacePath(std::wstring& path);
 
+    // The system the targeting is matched against instead of the running one (for tools
+    // that plan a document for another machine). Not owned; null for the running system.
+    void SetTargetSystem(const Ostrel::Storage::TargetSystem* pSystem) {
+        m_pTargetSystem = pSystem;
+    }
+
+    // The text maps, also for tools that check documents; each logs an unknown text and
+    // leaves its outputs untouched.
+    static bool GetPlatformType(const std::wstring& text, uint32_t& bitness,
+                                uint32_t& versionClass);
+    static bool GetLanguageType(const std::wstring& text, uint32_t& language);
+    // A language word other than "all": "en_us" or a word of GetLanguageType's table.
+    static bool GetLanguageCode(const std::wstring& text, uint32_t& language);
+    static bool GetRegistryRoot(const std::wstring& text, HKEY& root);
+    static bool GetAccessMode(const std::wstring& text, uint32_t& accessMode);
+    static bool GetAccessRight(const std::wstring& text, uint32_t& accessRight);
+    static bool GetCommandType(const std::wstring& text, uint32_t& commandType);
+    static bool GetValueType(const std::wstring& text, uint32_t& valueType);
+    static bool GetBoolean(const std::wstring& text, bool& value);
+
 private:
     // The parts that tell a Registry from an IniFile element.
     struct SectionForm;
@@ -133,17 +153,6 @@ private:
                           Ostrel::Storage::DocumentParameter& parameter);
     void DeleteDocument(const std::wstring& documentPath) const;
 
-    // The text maps; each logs an unknown text and leaves its outputs untouched.
-    static bool GetPlatformType(const std::wstring& text, uint32_t& bitness,
-                                uint32_t& versionClass);
-    static bool GetLanguageType(const std::wstring& text, uint32_t& language);
-    static bool GetRegistryRoot(const std::wstring& text, HKEY& root);
-    static bool GetAccessMode(const std::wstring& text, uint32_t& accessMode);
-    static bool GetAccessRight(const std::wstring& text, uint32_t& accessRight);
-    static bool GetCommandType(const std::wstring& text, uint32_t& commandType);
-    static bool GetValueType(const std::wstring& text, uint32_t& valueType);
-    static bool GetBoolean(const std::wstring& text, bool& value);
-
     // The tests of a platform or language word other than "all".
     static HRESULT CheckPlatform(bool& matched, const Ostrel::Storage::TargetSystem& system,
                                  const std::wstring& platform);
@@ -153,4 +162,5 @@ private:
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_KeepDocument = false;
     Ostrel::Storage::IDocumentObserver* m_pObserver = nullptr;
+    const Ostrel::Storage::TargetSystem* m_pTargetSystem = nullptr;
 };

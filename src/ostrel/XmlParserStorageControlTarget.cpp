@@ -202,8 +202,8 @@ HRESULT CXmlParserStorageControl::CheckPlatform(bool& matched, const TargetSyste
 
 HRESULT CXmlParserStorageControl::CheckLanguage(bool& matched, const TargetSystem& system,
                                                 const std::wstring& language) {
-    uint32_t code = kLanguageEnglishUs;
-    if (language != L"en_us" && !GetLanguageType(language, code)) {
+    uint32_t code = 0;
+    if (!GetLanguageCode(language, code)) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::CheckParameter() - this->GetLanguageType() "
             L"failed. [%s]",
@@ -234,6 +234,14 @@ bool CXmlParserStorageControl::GetPlatformType(const std::wstring& text, uint32_
         L"supported. [%s]",
         text.c_str());
     return false;
+}
+
+bool CXmlParserStorageControl::GetLanguageCode(const std::wstring& text, uint32_t& language) {
+    if (text == L"en_us") {
+        language = kLanguageEnglishUs;
+        return true;
+    }
+    return GetLanguageType(text, language);
 }
 
 bool CXmlParserStorageControl::GetLanguageType(const std::wstring& text, uint32_t& language) {

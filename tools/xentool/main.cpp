@@ -5,6 +5,7 @@
 
 #include "xentool_common.h"
 #include "xentool_crypt.h"
+#include "xentool_lint.h"
 #include "xentool_plan.h"
 
 namespace {
@@ -13,7 +14,7 @@ using Xentool::Command;
 
 std::vector<Command> AllCommands() {
     std::vector<Command> all;
-    for (auto group : {Xentool::CryptCommands, Xentool::PlanCommands}) {
+    for (auto group : {Xentool::CryptCommands, Xentool::PlanCommands, Xentool::LintCommands}) {
         const std::vector<Command> commands = group();
         all.insert(all.end(), commands.begin(), commands.end());
     }

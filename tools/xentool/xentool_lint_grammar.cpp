@@ -18,13 +18,21 @@ bool IsSchemaHint(const std::wstring& name) {
 
 void CheckText(const TextRule& rule, const std::wstring& text, const Position& at,
                const std::wstring& what, Findings& findings) {
-    if (rule.Check == nullptr || rule.Check(text)) {
+    std::wstring expected = rule.Expected != nullptr ? rule.Expected : L"";
+    if (rule.Words != nullptr) {
+        if (IsOneOf(text, rule.Words)) {
+            return;
+        }
+        for (const wchar_t* const* word = rule.Words; *word != nullptr; ++word) {
+            expected += (word == rule.Words ? L"" : (word[1] == nullptr ? L" or " : L", "));
+            expected += *word;
+        }
+    } else if (rule.Check == nullptr || rule.Check(text)) {
         return;
     }
-    const std::wstring expected = rule.Expected != nullptr ? rule.Expected : L"";
-    findings.Error(at, text.empty() ? what + L" is empty (" + expected + L")"
-                                    : Quote(text) + L" is not " + what + L" text (" + expected +
-                                          L")");
+    findings.Error(at,
+                   (text.empty() ? what + L" is empty" : Quote(text) + L" is not a valid " + what) +
+                       L" (" + expected + L")");
 }
 
 void CheckAttributes(const ElementRule& rule, const XmlElement& element, Findings& findings) {
@@ -40,8 +48,7 @@ void CheckAttributes(const ElementRule& rule, const XmlElement& element, Finding
             }
             continue;
         }
-        CheckText(known->Text, attribute.Value, attribute.At,
-                  L"a " + Quote(attribute.Name) + L" attribute", findings);
+        CheckText(known->Text, attribute.Value, attribute.At, Quote(attribute.Name), findings);
     }
     for (const AttributeRule& required : rule.Attributes) {
         if (required.Required && element.FindAttribute(required.Name) == nullptr) {
@@ -56,9 +63,9 @@ void CheckChildren(const Grammar& grammar, const ElementRule& rule, const XmlEle
     std::vector<size_t> counts(rule.Children.size(), 0);
     for (const auto& pChild : element.Children) {
         const XmlElement& child = *pChild;
-        const auto known = std::find_if(
-            rule.Children.begin(), rule.Children.end(),
-            [&](const ChildRule& candidate) { return child.IsNamed(candidate.Name); });
+        const auto known =
+            std::find_if(rule.Children.begin(), rule.Children.end(),
+                         [&](const ChildRule& candidate) { return child.IsNamed(candidate.Name); });
         if (known == rule.Children.end()) {
             findings.Error(child.At, L"<" + child.Name + L">" +
                                          (grammar.Find(child.Name) != nullptr
@@ -68,8 +75,8 @@ void CheckChildren(const Grammar& grammar, const ElementRule& rule, const XmlEle
             continue;
         }
         if (++counts[known - rule.Children.begin()] == 2 && !known->Repeatable) {
-            findings.Warning(child.At,
-                             L"<" + child.Name + L"> appears again in " + tag + L"; the last one counts");
+            findings.Warning(child.At, L"<" + child.Name + L"> appears again in " + tag +
+                                           L"; the last one counts");
         }
         CheckStructure(grammar, child, findings);
     }
@@ -121,8 +128,7 @@ void CheckStructure(const Grammar& grammar, const XmlElement& element, Findings&
     CheckAttributes(*pRule, element, findings);
     CheckChildren(grammar, *pRule, element, findings);
     if (pRule->HasText) {
-        CheckText(pRule->Text, element.Text, element.TextAt, L"a <" + element.Name + L">",
-                  findings);
+        CheckText(pRule->Text, element.Text, element.TextAt, L"<" + element.Name + L">", findings);
     }
 }
 

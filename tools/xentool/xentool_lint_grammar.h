@@ -3,17 +3,31 @@
 // as the module compares them) its attributes, its children and what its text may be.
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "xentool_lint.h"
 
 namespace Xentool {
 
-// What a text may be; a null check takes any text.
+// What a text may be: one of a list of words (compared exactly), or what a check
+// accepts; neither takes any text.
 struct TextRule {
-    bool (*Check)(const std::wstring& text) = nullptr;
-    const wchar_t* Expected = nullptr;  // for the message, e.g. L"yes or no"
+    using CheckFunction = bool (*)(const std::wstring& text);
+
+    TextRule() = default;
+    TextRule(CheckFunction check, const wchar_t* expected, const wchar_t* const* words = nullptr)
+        : Check(check), Expected(expected), Words(words) {}
+
+    CheckFunction Check = nullptr;
+    const wchar_t* Expected = nullptr;      // for the message, e.g. L"yes or no"
+    const wchar_t* const* Words = nullptr;  // null-terminated
 };
+
+// A rule over a null-terminated list of words; the message lists them.
+inline TextRule OneOf(const wchar_t* const* words) {
+    return {nullptr, nullptr, words};
+}
 
 struct AttributeRule {
     const wchar_t* Name;
@@ -28,10 +42,18 @@ struct ChildRule {
 };
 
 struct ElementRule {
+    ElementRule(const wchar_t* name, std::vector<AttributeRule> attributes,
+                std::vector<ChildRule> children, bool hasText = false, TextRule text = TextRule())
+        : Name(name),
+          Attributes(std::move(attributes)),
+          Children(std::move(children)),
+          HasText(hasText),
+          Text(text) {}
+
     const wchar_t* Name;
     std::vector<AttributeRule> Attributes;
     std::vector<ChildRule> Children;
-    bool HasText = false;  // a leaf whose text the reader takes
+    bool HasText;  // a leaf whose text the reader takes
     TextRule Text;
 };
 

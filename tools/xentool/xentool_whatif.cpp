@@ -146,10 +146,11 @@ private:
                 return opened ? Ostrel::kSuccess : Ostrel::kWrongState;
             }
             case Ostrel::Storage::VisitorTypeStore:
+                PlayEntries(place, base, operations, &Player::StoreEntry);
+                // The store's open makes the key, even when no entry is written.
                 if (!place.IsIniFile) {
                     m_Picture.CreateKey(place);
                 }
-                PlayEntries(place, base, operations, &Player::StoreEntry);
                 return Ostrel::kSuccess;
             case Ostrel::Storage::VisitorTypeAppend:
                 return PlayEntries(place, base, operations, &Player::AppendEntry);

@@ -56,7 +56,7 @@ public:
                 case XmlNodeType_Text:
                 case XmlNodeType_CDATA:
                 case XmlNodeType_Whitespace:
-                    AddText(at);
+                    AddText();
                     break;
                 default:
                     break;
@@ -125,15 +125,12 @@ private:
         }
     }
 
-    void AddText(const Position& at) {
+    void AddText() {
         if (m_pCurrent == nullptr) {
             return;
         }
         UINT cchValue = 0;
         const wchar_t* value = m_Reader.GetValue(cchValue);
-        if (m_pCurrent->Text.empty() && cchValue > 0) {
-            m_pCurrent->TextAt = at;
-        }
         m_pCurrent->Text.append(value, cchValue);
     }
 
@@ -144,6 +141,65 @@ private:
     Position m_Last;
     uint32_t m_Repeats = 0;
 };
+
+// The document's text by lines (UTF-16 with its byte-order mark, else UTF-8).
+std::vector<std::wstring> SourceLines(const std::vector<uint8_t>& bytes) {
+    std::wstring text;
+    if (bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
+        text.assign(reinterpret_cast<const wchar_t*>(bytes.data() + 2), (bytes.size() - 2) / 2);
+    } else if (!bytes.empty()) {
+        const int cchText =
+            MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<const char*>(bytes.data()),
+                                static_cast<int>(bytes.size()), nullptr, 0);
+        text.assign(static_cast<size_t>(cchText > 0 ? cchText : 0), L'\0');
+        if (cchText > 0) {
+            MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<const char*>(bytes.data()),
+                                static_cast<int>(bytes.size()), &text[0], cchText);
+        }
+    }
+    std::vector<std::wstring> lines(1);
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == L'\n') {
+            lines.emplace_back();
+        } else if (text[at] != L'\r') {
+            lines.back() += text[at];
+        }
+    }
+    return lines;
+}
+
+// XmlLite reports a text node where the text ends; it begins after the '>' that closes
+// its element's start tag, found from the element's name on (quoted values skipped).
+Position TextStart(const std::vector<std::wstring>& lines, const Position& elementAt) {
+    wchar_t quote = 0;
+    for (size_t line = elementAt.Line; line >= 1 && line <= lines.size(); ++line) {
+        const std::wstring& text = lines[line - 1];
+        for (size_t column = line == elementAt.Line ? elementAt.Column : 1;
+             column >= 1 && column <= text.size(); ++column) {
+            const wchar_t c = text[column - 1];
+            if (quote != 0) {
+                quote = c == quote ? 0 : quote;
+            } else if (c == L'"' || c == L'\'') {
+                quote = c;
+            } else if (c == L'>') {
+                Position at;
+                at.Line = static_cast<uint32_t>(column < text.size() ? line : line + 1);
+                at.Column = static_cast<uint32_t>(column < text.size() ? column + 1 : 1);
+                return at;
+            }
+        }
+    }
+    return elementAt;
+}
+
+void PlaceTexts(const std::vector<std::wstring>& lines, XmlElement& element) {
+    if (!element.Text.empty()) {
+        element.TextAt = TextStart(lines, element.At);
+    }
+    for (const auto& pChild : element.Children) {
+        PlaceTexts(lines, *pChild);
+    }
+}
 
 }  // namespace
 
@@ -178,6 +234,7 @@ bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>&
     try {
         reader.Create(library, stream.get());
         root = TreeBuilder(reader).Build();
+        PlaceTexts(SourceLines(bytes), *root);
         return true;
     } catch (XmlException* pException) {
         const std::unique_ptr<XmlException> owner(pException);

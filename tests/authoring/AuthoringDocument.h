@@ -1,0 +1,31 @@
+#pragma once
+// What the authoring suites share: documents written into a scratch folder, xentool
+// runs, and where a text stands in a document.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ToolRun.h"
+
+namespace AuthoringTest {
+
+// The storage-control key the module reads its documents with.
+constexpr char kStorageKey[] = "P5!dW0#sG7@kF2^x";
+
+void WriteText(const std::wstring& path, const std::string& text);
+// The text encrypted with key, as the module reads it.
+void WriteEncrypted(const std::wstring& path, const std::string& text, const char* key);
+
+TestSupport::ToolRun RunXentool(const std::wstring& arguments);
+
+// "LINE:COLUMN" (both from 1) of the first occurrence of marker.
+std::string Where(const std::string& document, const std::string& marker);
+
+// The lines of text that contain fragment.
+std::vector<std::string> LinesWith(const std::string& text, const std::string& fragment);
+
+// examples\profiles\NAME next to the build's examples (copied there by the test's build).
+std::wstring ProfilePath(const std::wstring& name);
+
+}  // namespace AuthoringTest

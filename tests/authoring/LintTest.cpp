@@ -1,0 +1,200 @@
+// xentool lint: each seeded problem is reported at its line and column, the examples
+// pass, and the documents are never changed.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "AuthoringDocument.h"
+#include "Scratch.h"
+
+namespace {
+
+using AuthoringTest::LinesWith;
+using AuthoringTest::RunXentool;
+using AuthoringTest::Where;
+using TestSupport::Quoted;
+
+// A finding expected at the first occurrence of Marker.
+struct Expected {
+    const char* Marker;
+    const char* Severity;
+    const char* Text;
+};
+
+// Lints document (written as name) and checks the exit code and that every expected
+// finding is reported exactly once where its marker stands.
+void ExpectFindings(const TestSupport::ScratchFolder& folder, const wchar_t* name,
+                    const std::string& document, DWORD exitCode,
+                    const std::vector<Expected>& expected) {
+    const std::wstring path = folder.File(name);
+    AuthoringTest::WriteText(path, document);
+    const TestSupport::ToolRun run = RunXentool(L"lint " + Quoted(path));
+    EXPECT_EQ(exitCode, run.ExitCode) << run.Output;
+    for (const Expected& finding : expected) {
+        const std::string prefix =
+            ":" + Where(document, finding.Marker) + ": " + finding.Severity + ": ";
+        const std::vector<std::string> lines = LinesWith(run.Output, prefix + finding.Text);
+        EXPECT_EQ(1u, lines.size()) << prefix << finding.Text << "\n" << run.Output;
+    }
+    EXPECT_EQ(expected.size(), LinesWith(run.Output, ": error: ").size() +
+                                   LinesWith(run.Output, ": warning: ").size())
+        << "nothing else is reported:\n"
+        << run.Output;
+    EXPECT_EQ(std::vector<uint8_t>(document.begin(), document.end()),
+              TestSupport::ReadFileBytes(path));
+}
+
+const char kStorage[] = R"(<?xml version="1.0"?>
+<Storage version="1" check="yes">
+  <Registry platform="xp33" language="all" product="all" minversion="2.0.0" maxversion="1.0.0" assign="a">
+    <Root>HKXX</Root>
+    <Path>Software\Wow6432Node\Vendor</Path>
+    <AccessMode>default</AccessMode>
+    <AccessRight>default</AccessRight>
+    <Bogus/>
+    <Control platform="all" language="all" product="all" minversion="1" maxversion="1.x.0" assign="a">
+      <Action>store</Action><Name>N</Name><Type>uint32</Type><Value>4294967296</Value>
+    </Control>
+    <Control platform="all" language="all" product="all" maxversion="1.9.0" assign="a">
+      <Action>create</Action><Name>B</Name><Type>binary</Type><Value>ABC</Value>
+    </Control>
+    <Control platform="all" language="all" product="all" maxversion="1.9.0" assign="a">
+      <Action>append</Action><Name>C</Name><Type>binary</Type><Value>ZZ12</Value>
+    </Control>
+  </Registry>
+  <IniFile platform="all" language="all" product="all" maxversion="1.9.0">
+    <Path>$INSTAL$x.ini</Path>
+    <Section>S</Section>
+    <Control platform="all" language="all" product="all" maxversion="1.9.0" assign="a">
+      <Action>query</Action><Type>string</Type>
+    </Control>
+  </IniFile>
+  <IniFile platform="all" language="all" product="all" assign="a">
+    <Path></Path><Section>S</Section>
+    <Control platform="all" language="all" product="all" maxversion="1.9.0" assign="a">
+      <Action>create</Action><Name>K</Name><Type>string</Type><Value>v</Value>
+    </Control>
+  </IniFile>
+  <Control assign="a"><Action>delete</Action></Control>
+</Storage>
+)";
+
+TEST(Lint, FindsEachProblemOfAStorageDocumentWhereItStands) {
+    TestSupport::ScratchFolder folder(L"AuthoringLint");
+    ExpectFindings(
+        folder, L"storage.xml", kStorage, 1,
+        {{"platform=\"xp33\"", "error", "\"xp33\" is not a valid \"platform\""},
+         {"minversion=\"2.0.0\"", "error", "minversion is above maxversion"},
+         {"HKXX", "error", "\"HKXX\" is not a valid <Root> (HKCR, HKCU, HKLM or HKU)"},
+         {"Software\\Wow6432Node", "warning", "the path names Wow6432Node"},
+         {"Bogus", "error", "<Bogus> is not an element of <Registry>"},
+         {"minversion=\"1\"", "warning", "\"1\" reads as 0.0.0.0"},
+         {"maxversion=\"1.x.0\"", "error", "\"1.x.0\" is not a version the reader takes"},
+         {"store</Action>", "warning",
+          "a store without <Overwrite>yes</Overwrite> acts as a create"},
+         {"4294967296", "error", "\"4294967296\" is out of range for uint32"},
+         {"create</Action><Name>B", "warning", "this create is never written"},
+         {"ABC", "warning", "\"ABC\" has an odd number of digits"},
+         {"ZZ12", "error", "\"ZZ12\" holds characters that are not hex digits"},
+         {"IniFile platform=\"all\" language=\"all\" product=\"all\" maxversion", "error",
+          "<IniFile> has no \"assign\" attribute"},
+         {"$INSTAL$", "error", "\"$INSTAL$\" is not a path macro"},
+         {"Control platform=\"all\" language=\"all\" product=\"all\" maxversion=\"1.9.0\" "
+          "assign=\"a\">\n      <Action>query",
+          "error", "this action needs a <Name>"},
+         {"IniFile platform=\"all\" language=\"all\" product=\"all\" assign", "error",
+          "<IniFile> has no \"maxversion\": with check=\"yes\""},
+         {"Path></Path>", "error", "the INI file path is empty"},
+         {"create</Action><Name>K", "warning", "a create in an INI file never writes"},
+         {"Control assign=\"a\"><Action>delete", "error",
+          "<Control> does not belong in <Storage>"}});
+}
+
+TEST(Lint, FindsProblemsOfPolicyAndWebAccessDocuments) {
+    TestSupport::ScratchFolder folder(L"AuthoringLintPolicy");
+    const std::string services = R"(<BaseFramework>
+  <FrameworkService version="1.0.0">
+    <ServiceGuid>not-a-guid</ServiceGuid><Module>eDLL</Module>
+    <OrderOfLoading>0x10</OrderOfLoading>
+    <Permissions><Permission type="eAdmin">eAllow</Permission></Permissions>
+  </FrameworkService>
+  <FrameworkService><ModuleName></ModuleName></FrameworkService>
+  <FrameworkProvider version="1.0.0"><Interface>eIFrwkService</Interface></FrameworkProvider>
+</BaseFramework>
+)";
+    ExpectFindings(
+        folder, L"services.xml", services, 1,
+        {{"not-a-guid", "error", "\"not-a-guid\" is not a valid <ServiceGuid>"},
+         {"eDLL", "error",
+          "\"eDLL\" is not a valid <Module> (eExectable, "
+          "eDynamicLinkLibrary or eInlineCode)"},
+         {"0x10", "error", "\"0x10\" is not a valid <OrderOfLoading>"},
+         {"type=\"eAdmin\"", "error", "\"eAdmin\" is not a valid \"type\""},
+         {"FrameworkService><ModuleName>", "error",
+          "<FrameworkService> has no \"version\" attribute"},
+         {"ModuleName></ModuleName>", "error", "<ModuleName> is empty"},
+         {"FrameworkProvider version", "error", "<FrameworkProvider> in a service document"},
+         {"Interface>eIFrwkService", "error",
+          "<Interface> does not belong in <FrameworkProvider>"}});
+
+    const std::string webAccess = R"(<WebAccess>
+  <Sites><Address label="a" id="https://a.example/"/><Address label="a" id="https://b.example/"/></Sites>
+  <Applications><Process platform="all" label="p" native="64bit"><FileName>p.exe</FileName></Process></Applications>
+  <Controls>
+    <Filters><Filter label="f" type="Blocked" process="nobody" address="a"/></Filters>
+    <Logs><Log label="l" enable="YES" address="nowhere"/></Logs>
+  </Controls>
+</WebAccess>
+)";
+    ExpectFindings(folder, L"webaccess.xml", webAccess, 1,
+                   {{"label=\"a\" id=\"https://b", "warning", "label \"a\" is already used"},
+                    {"platform=\"all\"", "error", "\"all\" is not a valid \"platform\""},
+                    {"type=\"Blocked\"", "error", "\"Blocked\" is not a valid \"type\""},
+                    {"process=\"nobody\"", "warning", "\"nobody\" names no <Process>"},
+                    {"enable=\"YES\"", "error", "\"YES\" is not a valid \"enable\" (yes or no)"},
+                    {"address=\"nowhere\"", "warning", "\"nowhere\" names no <Address>"}});
+}
+
+TEST(Lint, ReadsEncryptedDocumentsWithTheirKeyAndFailsOnlyOnWhatItCannotRead) {
+    TestSupport::ScratchFolder folder(L"AuthoringLintFiles");
+    const std::string storage = "<Storage version=\"1\">\n<Registry>\n</Registry>\n</Storage>\n";
+    const std::wstring encrypted = folder.File(L"doc.xen");
+    AuthoringTest::WriteEncrypted(encrypted, storage, AuthoringTest::kStorageKey);
+    TestSupport::ToolRun run = RunXentool(L"lint " + Quoted(encrypted));
+    EXPECT_EQ(1u, run.ExitCode) << run.Output;
+    EXPECT_EQ(1u, LinesWith(run.Output, ":2:2: error: <Registry> has no \"assign\"").size())
+        << run.Output;
+
+    AuthoringTest::WriteEncrypted(encrypted, storage, "m3^Tb8&Yc1*Nh6%e");
+    run = RunXentool(L"lint " + Quoted(encrypted));
+    EXPECT_EQ(1u, LinesWith(run.Output, ":1:2: error: encrypted with the service key").size())
+        << run.Output;
+
+    const std::wstring broken = folder.File(L"broken.xml");
+    AuthoringTest::WriteText(broken, "<Storage version=\"1\">\n<Registry assign=\"t\"><Root>HKCU");
+    run = RunXentool(L"lint " + Quoted(broken));
+    EXPECT_EQ(1u, run.ExitCode) << "a document cut off is an error in it";
+    EXPECT_EQ(1u, LinesWith(run.Output, "error: not well-formed XML").size()) << run.Output;
+
+    const std::wstring noise = folder.File(L"noise.xen");
+    TestSupport::WriteFileBytes(noise, std::vector<uint8_t>(32, 0x5A));
+    EXPECT_EQ(2u, RunXentool(L"lint " + Quoted(noise)).ExitCode) << "no key decrypts it";
+    EXPECT_EQ(2u, RunXentool(L"lint " + Quoted(folder.File(L"missing.xml"))).ExitCode);
+}
+
+TEST(Lint, IsSilentOnTheEncryptedExamples) {
+    const std::wstring examples = TestSupport::ExecutableFolder() + L"..\\examples\\";
+    for (const wchar_t* name :
+         {L"storage-demo.xen", L"QjBsSvPl.xen", L"QjEnPvPl.xen", L"QjEnPvWc.xen"}) {
+        const std::vector<uint8_t> before = TestSupport::ReadFileBytes(examples + name);
+        ASSERT_FALSE(before.empty()) << "the build encrypts the examples";
+        const TestSupport::ToolRun run = RunXentool(L"lint " + Quoted(examples + name));
+        EXPECT_EQ(0u, run.ExitCode) << run.Output;
+        EXPECT_EQ(std::string::npos, run.Output.find(": warning: ")) << run.Output;
+        EXPECT_EQ(before, TestSupport::ReadFileBytes(examples + name));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,21 @@
+#pragma once
+// Runs one of the shipped command-line tools and collects what it prints.
+
+#include <windows.h>
+
+#include <string>
+
+namespace TestSupport {
+
+struct ToolRun {
+    DWORD ExitCode = 0xFFFFFFFF;
+    std::string Output;  // standard output and standard error
+};
+
+// bin\<tool> with the arguments (quoted by the caller); waits up to a minute.
+ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments);
+
+// L"\"path\"".
+std::wstring Quoted(const std::wstring& path);
+
+}  // namespace TestSupport

@@ -1,0 +1,175 @@
+#include "xentool_lint.h"
+
+#include <windows.h>
+
+#include <cstdio>
+
+#include "Frwk_StringUtility.h"
+#include "ZorvComn_CryptDocument.h"
+#include "ZorvComn_XmlParser.h"
+#include "xentool_whatif.h"
+
+namespace Xentool {
+
+namespace {
+
+// Exit codes of lint, fixed for build pipelines.
+constexpr int kLintClean = 0;
+constexpr int kLintErrors = 1;
+constexpr int kLintUnreadable = 2;
+
+struct KindKey {
+    const wchar_t* Kind;  // as --kind names it
+    DocumentKind Document;
+};
+
+const KindKey kKindKeys[] = {{L"storage", DocumentKind::Storage},
+                             {L"service", DocumentKind::Service},
+                             {L"provider", DocumentKind::Provider},
+                             {L"webaccess", DocumentKind::WebAccess}};
+
+struct RootKind {
+    const wchar_t* Root;
+    DocumentKind Kinds[2];  // the kinds whose reader looks for this root
+};
+
+const RootKind kRoots[] = {
+    {L"Storage", {DocumentKind::Storage, DocumentKind::Storage}},
+    {L"BaseFramework", {DocumentKind::Service, DocumentKind::Provider}},
+    {L"WebAccess", {DocumentKind::WebAccess, DocumentKind::WebAccess}},
+};
+
+// XML text starts with a byte-order mark or, after white space, with "<".
+bool LooksLikeXml(const std::vector<uint8_t>& bytes) {
+    if (bytes.size() >= 2 &&
+        ((bytes[0] == 0xFF && bytes[1] == 0xFE) || (bytes[0] == 0xFE && bytes[1] == 0xFF))) {
+        return true;
+    }
+    size_t at =
+        bytes.size() >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF ? 3 : 0;
+    while (at < bytes.size() &&
+           (bytes[at] == ' ' || bytes[at] == '\t' || bytes[at] == '\r' || bytes[at] == '\n')) {
+        ++at;
+    }
+    return at < bytes.size() && bytes[at] == '<';
+}
+
+// Tries the four document keys; the one whose plaintext is XML tells the kind.
+bool Decrypt(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>& plaintext,
+             DocumentKind& kind) {
+    for (const KindKey& candidate : kKindKeys) {
+        Arguments arguments = {L"--kind", candidate.Kind};
+        std::string key;
+        int exitCode = 0;
+        if (TakeDocumentKey(&arguments, &key, &exitCode) &&
+            ZorvCommon::Storage::DecryptDocumentBytes(key.c_str(), ciphertext, &plaintext) &&
+            LooksLikeXml(plaintext)) {
+            kind = candidate.Document;
+            return true;
+        }
+    }
+    return false;
+}
+
+const wchar_t* KindName(DocumentKind kind) {
+    for (const KindKey& known : kKindKeys) {
+        if (known.Document == kind) {
+            return known.Kind;
+        }
+    }
+    return L"unknown";
+}
+
+// The root decides which rules apply; an encrypted document's key must agree with it.
+void LintDocument(const XmlElement& root, DocumentKind keyKind, Findings& findings) {
+    for (const RootKind& known : kRoots) {
+        if (root.Name != known.Root) {
+            if (Frwk::StringUtility::EqualsNoCase(root.Name, known.Root)) {
+                findings.Error(root.At, L"the reader looks for <" + std::wstring(known.Root) +
+                                            L"> written exactly so, not <" + root.Name + L">");
+                return;
+            }
+            continue;
+        }
+        if (keyKind != DocumentKind::Unknown && keyKind != known.Kinds[0] &&
+            keyKind != known.Kinds[1]) {
+            findings.Error(root.At, std::wstring(L"encrypted with the ") + KindName(keyKind) +
+                                        L" key, but <" + root.Name +
+                                        L"> is the root of another "
+                                        L"kind of document");
+        }
+        switch (known.Kinds[0]) {
+            case DocumentKind::Storage:
+                LintStorage(root, findings);
+                break;
+            case DocumentKind::WebAccess:
+                LintWebAccess(root, findings);
+                break;
+            default:
+                LintPolicy(root, keyKind, findings);
+                break;
+        }
+        return;
+    }
+    findings.Error(root.At, L"<" + root.Name +
+                                L"> is not the root of a document (Storage, BaseFramework or "
+                                L"WebAccess)");
+}
+
+int Lint(const Arguments& arguments) {
+    if (arguments.size() != 1) {
+        return Fail(ExitUsage, L"expected one document");
+    }
+    const std::wstring& path = arguments[0];
+    std::vector<uint8_t> bytes;
+    uint32_t error = 0;
+    if (!ReadWholeFile(path, &bytes, &error)) {
+        Fail(kLintUnreadable, L"cannot read '" + path + L"': " + DescribeError(error));
+        return kLintUnreadable;
+    }
+    DocumentKind keyKind = DocumentKind::Unknown;
+    std::vector<uint8_t> plaintext;
+    if (!LooksLikeXml(bytes)) {
+        if (!Decrypt(bytes, plaintext, keyKind)) {
+            Fail(
+                kLintUnreadable,
+                L"'" + path + L"' is neither XML nor encrypted with one of the four document keys");
+            return kLintUnreadable;
+        }
+        bytes.swap(plaintext);
+    }
+
+    Findings findings;
+    std::unique_ptr<XmlElement> root;
+    XmlReadFailure failure;
+    if (ReadXmlTree(bytes, root, failure)) {
+        LintDocument(*root, keyKind, findings);
+    } else if (failure.LibraryMissing) {
+        Fail(kLintUnreadable,
+             L"cannot load xmllite.dll: " + DescribeError(static_cast<uint32_t>(failure.Result)));
+        return kLintUnreadable;
+    } else {
+        const bool endsEarly =
+            failure.Result == ZorvCommon::Storage::XmlParser::kResultUnexpectedEnd;
+        findings.Error(failure.At, L"not well-formed XML (XmlLite " +
+                                       Hex32(static_cast<uint32_t>(failure.Result)) +
+                                       (endsEarly ? L"): the document ends early" : L")"));
+    }
+    for (const Finding& finding : findings.Sorted()) {
+        fwprintf(stdout, L"%ls:%lu:%lu: %ls: %ls\n", path.c_str(),
+                 static_cast<unsigned long>(finding.At.Line),
+                 static_cast<unsigned long>(finding.At.Column),
+                 finding.Level == Severity::Error ? L"error" : L"warning", finding.Text.c_str());
+    }
+    return findings.HasErrors() ? kLintErrors : kLintClean;
+}
+
+}  // namespace
+
+std::vector<Command> LintCommands() {
+    return {
+        {L"lint", L"DOC.xml|DOC.xen", Lint},
+    };
+}
+
+}  // namespace Xentool

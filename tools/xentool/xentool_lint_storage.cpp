@@ -1,0 +1,406 @@
+// The storage-control document: its structure, with the module's own text maps, and
+// what its texts mean to the reader and the storage commands.
+
+#include <windows.h>
+
+#include <cwctype>
+
+#include "Frwk_StringUtility.h"
+#include "SrvFrwk_UnitVersion.h"
+#include "StorageCommand.h"
+#include "XmlParserStorageControl.h"
+#include "ZorvComn_String.h"
+#include "xentool_lint.h"
+#include "xentool_lint_grammar.h"
+
+namespace Xentool {
+
+namespace {
+
+using Reader = CXmlParserStorageControl;
+
+bool IsAll(const std::wstring& text) {
+    return Frwk::StringUtility::EqualsNoCase(text, L"all");
+}
+
+bool IsPlatformWord(const std::wstring& text) {
+    uint32_t bitness = 0;
+    uint32_t versionClass = 0;
+    return IsAll(text) || Reader::GetPlatformType(text, bitness, versionClass);
+}
+
+bool IsLanguageWord(const std::wstring& text) {
+    uint32_t code = 0;
+    return IsAll(text) || Reader::GetLanguageCode(text, code);
+}
+
+// A text map of the reader as a whole-text check.
+template <typename Value, bool (*Map)(const std::wstring& text, Value& value)>
+bool IsMapped(const std::wstring& text) {
+    Value value{};
+    return Map(text, value);
+}
+
+const TextRule kAnyText = {};
+const TextRule kYesNo = {&IsMapped<bool, &Reader::GetBoolean>, L"yes or no"};
+
+std::vector<AttributeRule> TargetingAttributes() {
+    return {{L"platform",
+             false,
+             {&IsPlatformWord,
+              L"all, all32, all64, xp32, xp64, xp32or64, vista32, vista64, "
+              L"vista32or64, seven32, seven64, seven32or64, xporlater, "
+              L"vistaorlater or sevenorlater"}},
+            {L"language",
+             false,
+             {&IsLanguageWord,
+              L"all, en_us, en_gb, tw, cn, ja, fr, fr_ca, de, es, it, nl, sv, "
+              L"da, no or ru"}},
+            {L"product", false, kAnyText},
+            {L"minversion", false, kAnyText},
+            {L"maxversion", false, kAnyText},
+            {L"assign", true, kAnyText}};
+}
+
+ElementRule Leaf(const wchar_t* name, TextRule text = kAnyText) {
+    return {name, {}, {}, true, text};
+}
+
+const Grammar& StorageGrammar() {
+    static const Grammar grammar({
+        {L"Storage",
+         {{L"version", true, kAnyText}, {L"check", false, kYesNo}, {L"save", false, kYesNo}},
+         {{L"Registry", false, true}, {L"IniFile", false, true}}},
+        {L"Registry",
+         TargetingAttributes(),
+         {{L"Root", true, false},
+          {L"Path", true, false},
+          {L"AccessMode", true, false},
+          {L"AccessRight", true, false},
+          {L"Control", false, true}}},
+        {L"IniFile",
+         TargetingAttributes(),
+         {{L"Path", true, false}, {L"Section", true, false}, {L"Control", false, true}}},
+        {L"Control",
+         TargetingAttributes(),
+         {{L"Name", false, false},
+          {L"Type", false, false},
+          {L"Action", true, false},
+          {L"Value", false, false},
+          {L"Overwrite", false, false}}},
+        Leaf(L"Root", {&IsMapped<HKEY, &Reader::GetRegistryRoot>, L"HKCR, HKCU, HKLM or HKU"}),
+        Leaf(L"Path"),
+        Leaf(L"AccessMode",
+             {&IsMapped<uint32_t, &Reader::GetAccessMode>, L"default, 32bit, 64bit or check"}),
+        Leaf(L"AccessRight", {&IsMapped<uint32_t, &Reader::GetAccessRight>, L"default or limited"}),
+        Leaf(L"Section"),
+        Leaf(L"Name"),
+        Leaf(L"Type",
+             {&IsMapped<uint32_t, &Reader::GetValueType>, L"string, binary, uint32 or uint64"}),
+        Leaf(L"Action", {&IsMapped<uint32_t, &Reader::GetCommandType>,
+                         L"create, query, store, append or delete"}),
+        Leaf(L"Value"),
+        Leaf(L"Overwrite", kYesNo),
+    });
+    return grammar;
+}
+
+// The text of the child the reader keeps, and where to point at it.
+struct ChildText {
+    std::wstring Text;
+    Position At;
+    bool Present = false;
+};
+
+ChildText TextOf(const XmlElement& element, const wchar_t* name) {
+    ChildText child;
+    child.At = element.At;
+    const XmlElement* pChild = LastChild(element, name);
+    if (pChild != nullptr) {
+        child.Text = pChild->Text;
+        child.At = pChild->TextAt;
+        child.Present = true;
+    }
+    return child;
+}
+
+void CheckVersionBound(const XmlElement& element, const wchar_t* name, Findings& findings,
+                       bool& readable) {
+    readable = false;
+    const XmlAttribute* pBound = element.FindAttribute(name);
+    if (pBound == nullptr) {
+        return;
+    }
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    uint32_t build = 0;
+    uint32_t fourth = 0;
+    const int32_t converted =
+        SrvFrwk::Unit::ConvertVersion(pBound->Value, major, minor, build, fourth);
+    if (converted < 0) {
+        findings.Error(pBound->At, Quote(pBound->Value) +
+                                       L" is not a version the reader takes "
+                                       L"(major.minor.build, minor and build "
+                                       L"of 1 to 4 digits); it counts as "
+                                       L"0.0.0.0");
+    } else if (converted == 0) {
+        findings.Warning(pBound->At, Quote(pBound->Value) +
+                                         L" reads as 0.0.0.0: a version needs "
+                                         L"major.minor.build");
+    }
+    readable = converted == 1;
+}
+
+// The targeting attributes of a Registry, IniFile or Control element.
+void CheckTargeting(const XmlElement& element, bool check, Findings& findings) {
+    if (check) {
+        for (const wchar_t* name : {L"platform", L"language", L"product"}) {
+            if (element.FindAttribute(name) == nullptr) {
+                findings.Error(element.At, L"<" + element.Name + L"> has no " + Quote(name) +
+                                               L" attribute, which check=\"yes\" requires");
+            }
+        }
+        if (element.FindAttribute(L"maxversion") == nullptr) {
+            findings.Error(element.At, L"<" + element.Name +
+                                           L"> has no \"maxversion\": with "
+                                           L"check=\"yes\" the absent bound "
+                                           L"counts as 0.0.0.0 and the element "
+                                           L"is always skipped");
+        }
+    }
+    bool minReadable = false;
+    bool maxReadable = false;
+    CheckVersionBound(element, L"minversion", findings, minReadable);
+    CheckVersionBound(element, L"maxversion", findings, maxReadable);
+    if (minReadable && maxReadable &&
+        SrvFrwk::CompareVersion(AttributeText(element, L"minversion"),
+                                AttributeText(element, L"maxversion")) == -1) {
+        findings.Error(element.FindAttribute(L"minversion")->At,
+                       L"minversion is above maxversion: the element never applies");
+    }
+}
+
+// Digits as wcstoul reads them (blanks, a sign, 0x), whatever their count.
+bool LooksLikeNumber(const std::wstring& text) {
+    size_t at = text.find_first_not_of(L" \t");
+    if (at != std::wstring::npos && (text[at] == L'+' || text[at] == L'-')) {
+        ++at;
+    }
+    const bool hex = at != std::wstring::npos &&
+                     (text.compare(at, 2, L"0x") == 0 || text.compare(at, 2, L"0X") == 0);
+    if (hex) {
+        at += 2;
+    } else if (at != std::wstring::npos && text[at] == L'0' &&
+               text.find_first_of(L"89", at) != std::wstring::npos) {
+        return false;  // a leading 0 means octal
+    }
+    return at < text.size() &&
+           text.find_first_not_of(hex ? L"0123456789abcdefABCDEF" : L"0123456789", at) ==
+               std::wstring::npos;
+}
+
+void CheckNumber(const ChildText& value, bool wide, Findings& findings) {
+    uint32_t number32 = 0;
+    uint64_t number64 = 0;
+    if (wide ? ZorvCommon::String::StrToUI64(value.Text, number64)
+             : ZorvCommon::String::StrToUl(value.Text, number32)) {
+        return;
+    }
+    findings.Error(value.At, Quote(value.Text) +
+                                 (!LooksLikeNumber(value.Text)
+                                      ? L" is not a number (decimal, 0x hexadecimal or 0 octal)"
+                                  : wide ? L" is out of range for uint64"
+                                         : L" is out of range for uint32"));
+}
+
+void CheckBinary(const ChildText& value, Findings& findings) {
+    if (value.Text.size() < 2) {
+        findings.Error(value.At, Quote(value.Text) +
+                                     L" is too short for binary: two hex digits "
+                                     L"make a byte");
+        return;
+    }
+    if (value.Text.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos) {
+        findings.Error(value.At, Quote(value.Text) +
+                                     L" holds characters that are not hex "
+                                     L"digits; each pair is read only up to "
+                                     L"its first non-hex character");
+    }
+    if (value.Text.size() % 2 != 0) {
+        findings.Warning(value.At, Quote(value.Text) +
+                                       L" has an odd number of digits: the "
+                                       L"last one is ignored");
+    }
+}
+
+// Value, Name and Type as the command chain needs them for this action.
+void CheckEntry(const XmlElement& control, uint32_t action, bool iniFile, Findings& findings) {
+    const ChildText name = TextOf(control, L"Name");
+    const ChildText type = TextOf(control, L"Type");
+    const ChildText value = TextOf(control, L"Value");
+    const bool takesSection = action == Ostrel::Storage::VisitorTypeCreate ||
+                              action == Ostrel::Storage::VisitorTypeDelete;
+    uint32_t valueType = Ostrel::Storage::ValueTypeName;
+    if (type.Present && !Reader::GetValueType(type.Text, valueType)) {
+        return;  // reported with the structure
+    }
+    if (name.Text.empty() && !takesSection) {
+        findings.Error(control.At,
+                       L"this action needs a <Name>: only create and delete act on "
+                       L"the section itself");
+    }
+    if (!name.Text.empty() && valueType == Ostrel::Storage::ValueTypeName &&
+        action != Ostrel::Storage::VisitorTypeDelete) {
+        findings.Error(control.At, L"this action needs a <Type> for its value");
+    }
+    if (iniFile && (valueType == Ostrel::Storage::ValueTypeBinary ||
+                    valueType == Ostrel::Storage::ValueTypeUint64)) {
+        findings.Error(type.At, L"INI files hold no " + type.Text + L" values");
+    }
+    if (action == Ostrel::Storage::VisitorTypeDelete ||
+        valueType == Ostrel::Storage::ValueTypeName ||
+        valueType == Ostrel::Storage::ValueTypeString) {
+        return;
+    }
+    if (value.Text.empty()) {
+        findings.Error(value.At, L"a " + type.Text + L" value needs a <Value>");
+    } else if (valueType == Ostrel::Storage::ValueTypeBinary) {
+        CheckBinary(value, findings);
+    } else {
+        CheckNumber(value, valueType == Ostrel::Storage::ValueTypeUint64, findings);
+    }
+}
+
+// Each Control in order: the action it becomes and what a create finds.
+void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings& findings) {
+    bool written = false;  // an earlier entry of this key writes (and so creates it)
+    bool any = false;
+    for (const auto& pChild : section.Children) {
+        const XmlElement& control = *pChild;
+        if (!control.IsNamed(L"Control")) {
+            continue;
+        }
+        any = true;
+        CheckTargeting(control, check, findings);
+        const ChildText actionText = TextOf(control, L"Action");
+        uint32_t action = 0;
+        if (!Reader::GetCommandType(actionText.Text, action)) {
+            continue;  // reported with the structure
+        }
+        const ChildText overwrite = TextOf(control, L"Overwrite");
+        if (action == Ostrel::Storage::VisitorTypeStore && overwrite.Text != L"yes") {
+            findings.Warning(actionText.At,
+                             L"a store without <Overwrite>yes</Overwrite> acts as "
+                             L"a create: it writes only into a key that does not "
+                             L"exist yet");
+            action = Ostrel::Storage::VisitorTypeCreate;
+        }
+        CheckEntry(control, action, iniFile, findings);
+        const bool named = !TextOf(control, L"Name").Text.empty();
+        if (action == Ostrel::Storage::VisitorTypeCreate && named) {
+            if (iniFile) {
+                findings.Warning(actionText.At,
+                                 L"a create in an INI file never writes: an INI "
+                                 L"section always counts as existing");
+            } else if (written) {
+                findings.Warning(actionText.At,
+                                 L"this create is never written: an earlier entry "
+                                 L"creates the key, and a create leaves every "
+                                 L"value of an existing key alone (only the "
+                                 L"first entry is written into a new key)");
+            }
+        }
+        written = written || action == Ostrel::Storage::VisitorTypeCreate ||
+                  action == Ostrel::Storage::VisitorTypeStore ||
+                  action == Ostrel::Storage::VisitorTypeAppend;
+    }
+    if (!any) {
+        findings.Warning(section.At, L"<" + section.Name +
+                                         L"> has no <Control>: the reader "
+                                         L"skips it");
+    }
+}
+
+// "$NAME$" texts in an INI path: the four macros the reader expands, and typos of them.
+void CheckIniPath(const ChildText& path, Findings& findings) {
+    static const wchar_t* const kMacros[] = {L"$INSTALL$", L"$WINDOWS$", L"$SYSTEM$", L"$CURRENT$",
+                                             nullptr};
+    std::wstring expanded;
+    for (size_t start = path.Text.find(L'$'); start != std::wstring::npos;) {
+        const size_t end = path.Text.find(L'$', start + 1);
+        if (end == std::wstring::npos) {
+            break;
+        }
+        const std::wstring macro = path.Text.substr(start, end - start + 1);
+        const bool isName = end > start + 1 && macro.find_first_not_of(
+                                                   L"$ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklm"
+                                                   L"nopqrstuvwxyz_") == std::wstring::npos;
+        if (!isName) {
+            start = end;
+            continue;
+        }
+        if (!IsOneOf(macro, kMacros)) {
+            findings.Error(path.At, Quote(macro) +
+                                        L" is not a path macro ($INSTALL$, $WINDOWS$, "
+                                        L"$SYSTEM$ or $CURRENT$); it stays in the "
+                                        L"path as written");
+        } else if (expanded.empty()) {
+            expanded = macro;
+        } else if (macro != expanded) {
+            findings.Warning(path.At, L"only the first macro that occurs is expanded; " + macro +
+                                          L" stays in the path as written");
+        }
+        start = path.Text.find(L'$', end + 1);
+    }
+}
+
+void CheckRegistry(const XmlElement& section, Findings& findings) {
+    const ChildText path = TextOf(section, L"Path");
+    if (path.Present && path.Text.empty()) {
+        findings.Error(path.At, L"the key path is empty");
+    }
+    std::wstring lower = path.Text;
+    for (wchar_t& c : lower) {
+        c = static_cast<wchar_t>(towlower(c));
+    }
+    if (lower.find(L"wow6432node") != std::wstring::npos) {
+        findings.Warning(path.At,
+                         L"the path names Wow6432Node: write the key's own path and "
+                         L"<AccessMode>32bit</AccessMode>");
+    }
+}
+
+void CheckIniFile(const XmlElement& section, Findings& findings) {
+    const ChildText path = TextOf(section, L"Path");
+    if (path.Present && path.Text.empty()) {
+        findings.Error(path.At, L"the INI file path is empty");
+    }
+    CheckIniPath(path, findings);
+    const ChildText name = TextOf(section, L"Section");
+    if (name.Present && name.Text.empty()) {
+        findings.Error(name.At, L"the INI section name is empty");
+    }
+}
+
+}  // namespace
+
+void LintStorage(const XmlElement& root, Findings& findings) {
+    CheckStructure(StorageGrammar(), root, findings);
+    const bool check = AttributeText(root, L"check") == L"yes";
+    for (const auto& pChild : root.Children) {
+        const XmlElement& section = *pChild;
+        const bool iniFile = section.IsNamed(L"IniFile");
+        if (!iniFile && !section.IsNamed(L"Registry")) {
+            continue;
+        }
+        CheckTargeting(section, check, findings);
+        if (iniFile) {
+            CheckIniFile(section, findings);
+        } else {
+            CheckRegistry(section, findings);
+        }
+        CheckControls(section, iniFile, check, findings);
+    }
+}
+
+}  // namespace Xentool
