@@ -1,7 +1,9 @@
 #include "ZorvComn_XmlParser.h"
 
 #include <new>
+#include <string>
 
+#include "ZorvComn_File.h"
 #include "ZorvComn_Stream.h"
 
 namespace ZorvCommon {
@@ -37,6 +39,43 @@ bool EqualsNoCase(std::wstring_view left, std::wstring_view right) {
 bool IsTextNode(XmlNodeType nodeType) {
     return nodeType == XmlNodeType_Text || nodeType == XmlNodeType_CDATA ||
            nodeType == XmlNodeType_Whitespace;
+}
+
+// Wine's reader ends the process on a failed assertion when its input ends, or holds a
+// NUL, while it still reads the start of a document: behind a UTF-8 byte-order mark or
+// inside an XML declaration, up to the first byte after the first '>'. Such a start is
+// looked at before the reader sees it and refused as an early end of the input; the file
+// is put back where it was. S_OK for any other start.
+HRESULT CheckDocumentStart(FileBase& file) {
+    constexpr size_t kLookLimit = 64 * 1024;
+    uint32_t position = 0;
+    if (!file.SetPointer(0, FILE_CURRENT, &position)) {
+        return S_OK;  // a file that cannot seek is read as it comes
+    }
+    std::string head;
+    char chunk[512];
+    bool atEnd = false;
+    while (!atEnd && head.size() < kLookLimit) {
+        uint32_t read = 0;
+        atEnd = !file.Read(chunk, sizeof(chunk), &read, nullptr) || read < sizeof(chunk);
+        head.append(chunk, read);
+        const size_t close = head.find('>');
+        if (close != std::string::npos && close + 1 < head.size()) {
+            break;
+        }
+    }
+    uint32_t error = 0;
+    if (!file.SetPointer(static_cast<int32_t>(position), FILE_BEGIN, nullptr, &error)) {
+        return ZorvCommon::Exception::ResultFromWin32(error);
+    }
+    const size_t start = head.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
+    if (start == 0 && head.compare(0, 2, "<?") != 0) {
+        return S_OK;
+    }
+    const size_t close = head.find('>', start);
+    const size_t headEnd = close == std::string::npos ? head.size() : close + 1;
+    const bool nul = head.find('\0', start) <= headEnd;
+    return nul || (atEnd && headEnd >= head.size()) ? XmlParser::kResultUnexpectedEnd : S_OK;
 }
 
 }  // namespace
@@ -183,6 +222,10 @@ bool XmlParser::Start(FileBase& file) {
             ZORV_THROW_XML(XmlException::KindFailedCall,
                            ZorvCommon::Exception::ResultFromWin32(error));
         }
+        const HRESULT start = CheckDocumentStart(file);
+        if (start != S_OK) {
+            ZORV_THROW_XML(XmlException::KindFailedCall, start);
+        }
         m_Reader.Create(m_XmlLite, m_pStream->GetStream());
         return true;
     });
@@ -208,7 +251,7 @@ void XmlParser::ReleaseDocument() {
 }
 
 void XmlParser::ResetWalk() {
-    m_OpenElements = 0;
+    m_OpenStarts.clear();
     m_ElementName.clear();
     m_ElementDepth = 0;
     m_ElementIsEmpty = false;
@@ -240,14 +283,14 @@ void XmlParser::RecordFailure(HRESULT result, uint32_t line, uint32_t column) {
     m_LastNodeName = m_ElementName;
     m_LastLine = line;
     m_LastColumn = column;
-    m_LastDepth = m_OpenElements;
+    m_LastDepth = OpenElements();
 }
 
 // ---- XmlParser: the walk -----------------------------------------------------------
 
 bool XmlParser::ReadNode(XmlNodeType& nodeType) {
     if (!m_Reader.Read(nodeType)) {
-        if (m_OpenElements != 0) {
+        if (OpenElements() != 0) {
             FailUnexpectedEnd();
         }
         return false;
@@ -258,15 +301,19 @@ bool XmlParser::ReadNode(XmlNodeType& nodeType) {
         UINT cchName = 0;
         const wchar_t* name = m_Reader.GetLocalName(cchName);
         m_NodeName = std::wstring_view(name, cchName);
-        m_NodeDepth = m_OpenElements;
+        m_NodeDepth = OpenElements();
         m_NodeIsEmpty = m_Reader.IsEmptyElement();
         if (!m_NodeIsEmpty) {
-            ++m_OpenElements;
+            m_OpenStarts.emplace_back(m_Reader.GetLineNumber(), m_Reader.GetLinePosition());
         }
-    } else if (nodeType == XmlNodeType_EndElement && m_OpenElements != 0) {
+    } else if (nodeType == XmlNodeType_EndElement && !m_OpenStarts.empty()) {
         // Counted here rather than taken from the reader: readers disagree on the
         // depth they report for end elements.
-        --m_OpenElements;
+        const std::pair<UINT, UINT> start = m_OpenStarts.back();
+        m_OpenStarts.pop_back();
+        if (start == std::make_pair(m_Reader.GetLineNumber(), m_Reader.GetLinePosition())) {
+            FailUnexpectedEnd();
+        }
     }
     return true;
 }
@@ -336,7 +383,7 @@ bool XmlParser::MoveToElement(std::wstring_view localName) {
 
 bool XmlParser::SeekElement(uint32_t depth, std::wstring_view name) {
     // Below the level asked for already: that level's parent has ended.
-    if (!m_Started || m_OpenElements < depth) {
+    if (!m_Started || OpenElements() < depth) {
         return false;
     }
     return Catching([&] {
@@ -347,7 +394,7 @@ bool XmlParser::SeekElement(uint32_t depth, std::wstring_view name) {
                     TakeElement();
                     return true;
                 }
-            } else if (nodeType == XmlNodeType_EndElement && m_OpenElements < depth) {
+            } else if (nodeType == XmlNodeType_EndElement && OpenElements() < depth) {
                 return false;
             }
         }
@@ -392,16 +439,16 @@ bool XmlParser::GetText(std::wstring& text) {
     }
     // Inside the current element, before its end: anything else means it was passed.
     const uint32_t contentLevel = m_ElementDepth + 1;
-    if (m_OpenElements != contentLevel) {
+    if (OpenElements() != contentLevel) {
         return false;
     }
     return Catching([&] {
         XmlNodeType nodeType;
         while (ReadNode(nodeType)) {
-            if (m_OpenElements < contentLevel) {
+            if (OpenElements() < contentLevel) {
                 return true;  // the element's end
             }
-            if (m_OpenElements == contentLevel && IsTextNode(nodeType)) {
+            if (OpenElements() == contentLevel && IsTextNode(nodeType)) {
                 UINT cchValue = 0;
                 const wchar_t* value = m_Reader.GetValue(cchValue);
                 text.append(value, cchValue);

@@ -144,14 +144,18 @@ private:
     void RecordFailure(HRESULT result, uint32_t line, uint32_t column);
     void ReleaseDocument();
     void ResetWalk();
+    uint32_t OpenElements() const { return static_cast<uint32_t>(m_OpenStarts.size()); }
 
     Library::XmlLite m_XmlLite;  // outlives the reader made from it
     std::unique_ptr<StreamFileEx> m_pStream;
     XmlLiteReader m_Reader;
     bool m_Started = false;
 
-    uint32_t m_OpenElements = 0;  // elements opened and not yet closed
-    std::wstring m_ElementName;   // the current element
+    // Where each element opened and not yet closed began (line, column). An end element
+    // reported at its own start's place was made up by the reader at the end of the input:
+    // Wine's reader closes what a cut-off document left open.
+    std::vector<std::pair<UINT, UINT>> m_OpenStarts;
+    std::wstring m_ElementName;  // the current element
     uint32_t m_ElementDepth = 0;
     bool m_ElementIsEmpty = false;
     // The current element's attributes as name and value. Entries are reused from
