@@ -1,7 +1,7 @@
 #pragma once
-// Makes the fuzz inputs of a run from its seed: picks a road and a seed document,
+// Makes the fuzz inputs of a run from its seed: picks a road and a starting document,
 // mutates the plaintext, encrypts it (or not, or under another key) and sometimes mutates
-// the encrypted file. The same seed and seed documents give the same inputs.
+// the encrypted file. The same seed and starting documents give the same inputs.
 
 #include <cstdint>
 #include <string>

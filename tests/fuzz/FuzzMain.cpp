@@ -118,7 +118,7 @@ void Sweep(const Workspace& workspace, const std::wstring& logFile) {
 int Run(const Options& options) {
     std::vector<SeedDocument> seeds = LoadSeeds(options.Examples, options.Corpus);
     if (seeds.empty()) {
-        fprintf(stderr, "fuzz_ostrel: no seed documents found\n");
+        fprintf(stderr, "fuzz_ostrel: no starting documents found\n");
         return kExitUsage;
     }
     TestSupport::LogCapture log(options.LogLevel, /*initializeProcessLog=*/false);
