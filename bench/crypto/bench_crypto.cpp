@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "ZorvComn_AesBlock.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_Rijndael.h"
@@ -31,23 +32,12 @@ constexpr uint32_t kPiecesPerRun = 1024;
 constexpr int kGroups = 5;
 constexpr double kGroupSeconds = 0.5;
 
-// CPU time of this thread: on a machine shared with other work, wall-clock time would
-// measure the neighbours (openssl speed counts CPU time too).
-double CpuSeconds() {
-    FILETIME creation, exit, kernel, user;
-    GetThreadTimes(GetCurrentThread(), &creation, &exit, &kernel, &user);
-    const auto ticks = [](const FILETIME& t) {
-        return (static_cast<uint64_t>(t.dwHighDateTime) << 32) | t.dwLowDateTime;
-    };
-    return static_cast<double>(ticks(kernel) + ticks(user)) * 1e-7;
-}
-
 // Median over several groups of runs, each group long enough for the coarse CPU clock;
 // a run processes `bytes` and returns false on failure.
 double MedianMegabytesPerSecond(uint64_t bytes, const std::function<bool()>& run) {
     std::vector<double> rates;
     for (int group = 0; group < kGroups; ++group) {
-        const double start = CpuSeconds();
+        const double start = Bench::ThreadCpuSeconds();
         double elapsed = 0;
         uint64_t runs = 0;
         do {
@@ -55,7 +45,7 @@ double MedianMegabytesPerSecond(uint64_t bytes, const std::function<bool()>& run
                 return 0;
             }
             ++runs;
-            elapsed = CpuSeconds() - start;
+            elapsed = Bench::ThreadCpuSeconds() - start;
         } while (elapsed < kGroupSeconds);
         rates.push_back(static_cast<double>(bytes * runs) / elapsed / 1e6);
     }

@@ -1,20 +1,26 @@
 // Nanoseconds per log call that does not pass the filter (log disabled, level filtered
-// out) against an empty non-inlined call; medians of several runs, as a markdown table.
+// out) against an empty non-inlined call: medians of several runs of thread CPU time,
+// printed as "name value" lines for scripts/bench.sh.
 // Usage: bench_log [bin folder holding ZorvDbg64.dll] (default: ..\bin beside this exe).
 
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Storage.h"
 
 namespace {
 
-constexpr int kCalls = 5000000;
+// Calls are made in batches until a run has used kRunSeconds of CPU time: the thread
+// clock ticks in 10 ms steps under Wine.
+constexpr int kBatch = 1000000;
+constexpr double kRunSeconds = 0.2;
 constexpr int kRuns = 7;
 constexpr const wchar_t* kBenchKey = L"Software\\OstrelBench\\DebugLog";
 
@@ -24,18 +30,19 @@ __attribute__((noinline)) void EmptyCall(int value) {
 
 template <typename Body>
 double MedianNanoseconds(Body body) {
-    LARGE_INTEGER frequency;
-    QueryPerformanceFrequency(&frequency);
     std::vector<double> runs;
     for (int run = 0; run < kRuns; ++run) {
-        LARGE_INTEGER start, end;
-        QueryPerformanceCounter(&start);
-        for (int i = 0; i < kCalls; ++i) {
-            body(i);
-        }
-        QueryPerformanceCounter(&end);
-        runs.push_back(static_cast<double>(end.QuadPart - start.QuadPart) * 1e9 /
-                       static_cast<double>(frequency.QuadPart) / kCalls);
+        const double start = Bench::ThreadCpuSeconds();
+        double elapsed = 0;
+        uint64_t calls = 0;
+        do {
+            for (int i = 0; i < kBatch; ++i) {
+                body(i);
+            }
+            calls += kBatch;
+            elapsed = Bench::ThreadCpuSeconds() - start;
+        } while (elapsed < kRunSeconds);
+        runs.push_back(elapsed * 1e9 / static_cast<double>(calls));
     }
     std::sort(runs.begin(), runs.end());
     return runs[runs.size() / 2];
@@ -106,10 +113,8 @@ int wmain(int argc, wchar_t** argv) {
         MedianNanoseconds([](int i) { ZORV_TRACE(L"[Enter] Bench::Run()... [%d]", i); });
     RemoveBenchSettings();
 
-    std::printf("| Call (median of %d runs of %d calls) | ns per call |\n", kRuns, kCalls);
-    std::printf("|---|---|\n");
-    std::printf("| empty non-inlined function (baseline) | %.2f |\n", baseline);
-    std::printf("| ZORV_TRACE, log disabled | %.2f |\n", disabled);
-    std::printf("| ZORV_TRACE, level filtered out | %.2f |\n", filtered);
+    std::printf("log_empty_call_ns %.2f\n", baseline);
+    std::printf("log_disabled_ns %.2f\n", disabled);
+    std::printf("log_filtered_ns %.2f\n", filtered);
     return 0;
 }

@@ -6,7 +6,6 @@
 
 #include <windows.h>
 #include <shlwapi.h>
-#include <xmllite.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -14,10 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
+#include "BenchXmlWalk.h"
 #include "PolicyText.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_Handle.h"
-#include "ZorvComn_XmlLite.h"
 #include "ZorvComn_XmlParser.h"
 
 namespace {
@@ -65,58 +65,18 @@ long WalkWithParser(const std::wstring& path) {
     return failed ? -1 : texts;
 }
 
-// XmlLite alone: every node read, element names and attribute and text values taken.
-long WalkWithXmlLite(ZorvCommon::Library::XmlLite& library, const std::string& plaintext) {
-    IStream* pStream = SHCreateMemStream(reinterpret_cast<const BYTE*>(plaintext.data()),
-                                         static_cast<UINT>(plaintext.size()));
-    IXmlReader* pReader = nullptr;
-    if (pStream == nullptr ||
-        FAILED(library.m_pfnCreateXmlReader(IID_IXmlReader, reinterpret_cast<void**>(&pReader),
-                                            nullptr)) ||
-        FAILED(pReader->SetInput(pStream))) {
-        return -1;
-    }
-    long texts = 0;
-    std::wstring value;
-    XmlNodeType nodeType;
-    const wchar_t* pText = nullptr;
-    UINT cchText = 0;
-    while (pReader->Read(&nodeType) == S_OK) {
-        if (nodeType == XmlNodeType_Element) {
-            pReader->GetLocalName(&pText, &cchText);
-            for (HRESULT hr = pReader->MoveToFirstAttribute(); hr == S_OK;
-                 hr = pReader->MoveToNextAttribute()) {
-                pReader->GetValue(&pText, &cchText);
-                value.assign(pText, cchText);
-                ++texts;
-            }
-        } else if (nodeType == XmlNodeType_Text) {
-            pReader->GetValue(&pText, &cchText);
-            value.assign(pText, cchText);
-            ++texts;
-        }
-    }
-    pReader->Release();
-    pStream->Release();
-    return texts;
-}
-
-uint64_t ThreadTime() {
-    FILETIME creation, exit, kernel, user;
-    GetThreadTimes(GetCurrentThread(), &creation, &exit, &kernel, &user);
-    const auto ticks = [](const FILETIME& time) {
-        return (static_cast<uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
-    };
-    return ticks(kernel) + ticks(user);
-}
-
-// CPU time of this thread, not wall time: the build machines are shared, and waiting
-// for a core says nothing about the walk.
 template <typename Walk>
 double Milliseconds(Walk walk, long& texts) {
-    const uint64_t start = ThreadTime();
+    const double start = Bench::ThreadCpuSeconds();
     texts = walk();
-    return static_cast<double>(ThreadTime() - start) / 1e4;  // 100 ns ticks
+    return (Bench::ThreadCpuSeconds() - start) * 1e3;
+}
+
+// XmlLite alone over the plaintext in memory.
+long WalkWithXmlLite(Bench::XmlLiteWalk& walk, const std::string& plaintext) {
+    const Bench::ComPtr<IStream> stream(SHCreateMemStream(
+        reinterpret_cast<const BYTE*>(plaintext.data()), static_cast<UINT>(plaintext.size())));
+    return stream ? walk.Walk(stream.get()) : -1;
 }
 
 double Median(std::vector<double> values) {
@@ -147,8 +107,8 @@ int wmain(int argc, wchar_t** argv) {
                                   static_cast<DWORD>(ciphertext.size()), &written, nullptr) &&
                         written == ciphertext.size();
     file.reset();
-    ZorvCommon::Library::XmlLite library;
-    if (!stored || !library.LoadFromSystemDirectory()) {
+    Bench::XmlLiteWalk walk;
+    if (!stored || !walk.Load()) {
         fwprintf(stderr, L"setup failed\n");
         DeleteFileW(path.c_str());
         return 1;
@@ -159,7 +119,7 @@ int wmain(int argc, wchar_t** argv) {
     for (int run = 0; run < kRuns; ++run) {
         parser.push_back(Milliseconds([&] { return WalkWithParser(path); }, parserTexts));
         xmlLite.push_back(
-            Milliseconds([&] { return WalkWithXmlLite(library, plaintext); }, xmlLiteTexts));
+            Milliseconds([&] { return WalkWithXmlLite(walk, plaintext); }, xmlLiteTexts));
     }
     DeleteFileW(path.c_str());
 

@@ -146,13 +146,14 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& fo
         return Ostrel::kWrongState;
     }
     HRESULT hr = S_OK;
+    std::wstring text;
     do {
         Row row;
         if (!m_rXmlParser.GetAttribute(L"version", row.Version)) {
             ZORV_ERROR(L"*** %s() - this->m_rXmlParser.GetAttribute() failed.", form.Method);
             return Ostrel::kNotFound;  // the rest of the document is not read
         }
-        hr = ParsePolicyChildren(form, row);
+        hr = ParsePolicyChildren(form, row, text);
         DumpRow(form, row);
         if (FAILED(hr)) {
             ZORV_ERROR(L"*** %s() - this->m_rXmlParser failed to parse element. [%s]", form.Method,
@@ -165,7 +166,8 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& fo
 }
 
 template <class Row>
-HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& form, Row& row) {
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& form, Row& row,
+                                                       std::wstring& text) {
     uint32_t depth = 0;
     for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
@@ -173,15 +175,15 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
         HRESULT hr = S_OK;
         if (m_rXmlParser.IsElementName(L"Shared")) {
             reader = L"ParsePolicyShared";
-            hr = ParsePolicyShared(row.SharedType, row.SharedGuid);
+            hr = ParsePolicyShared(row.SharedType, row.SharedGuid, text);
         } else if (m_rXmlParser.IsElementName(L"Permissions")) {
             reader = L"ParsePolicyPermissions";
-            hr = ParsePolicyPermissions(row.Permission);
+            hr = ParsePolicyPermissions(row.Permission, text);
         } else if (m_rXmlParser.IsElementName(form.DependedElement)) {
             reader = L"ParsePolicyDepended";
-            hr = ParsePolicyDepended(form.DependedChild, row.*form.Depended);
+            hr = ParsePolicyDepended(form.DependedChild, row.*form.Depended, text);
         } else {
-            hr = ParsePolicyText(form, row);
+            hr = ParsePolicyText(form, row, text);
         }
         if (FAILED(hr)) {
             // These lines name the provider query whichever document is read.
@@ -198,9 +200,9 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
 }
 
 template <class Row>
-HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, Row& row) {
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, Row& row,
+                                                   std::wstring& text) {
     const auto is = [this](const wchar_t* name) { return m_rXmlParser.IsElementName(name); };
-    std::wstring text;
     const auto read = [&] { return m_rXmlParser.GetText(text); };
     bool parsed = false;
     if (is(form.GuidElement)) {
@@ -276,41 +278,43 @@ void CXmlParserFrameworkPolicy::DumpRow(const PolicyForm<Row>& form, const Row& 
     }
 }
 
-HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid) {
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid,
+                                                     std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyShared()...");
     HRESULT hr = S_OK;
-    std::wstring typeText;
-    std::wstring guidText;  // a missing "SharedGuid" stays empty, which T2Guid refuses
-    if (!m_rXmlParser.GetAttribute(L"SharedType", typeText)) {
+    if (!m_rXmlParser.GetAttribute(L"SharedType", text)) {
         ZORV_ERROR(
             L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->m_rXmlParser."
             L"GetAttribute() failed.");
         hr = Ostrel::kNotFound;
-    } else if (!GetSharedType(typeText, sharedType)) {
+    } else if (!GetSharedType(text, sharedType)) {
         ZORV_ERROR(
             L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->GetSharedType() "
             L"failed.");
         hr = Ostrel::kInvalidData;
-    } else if (!m_rXmlParser.GetAttribute(L"SharedGuid", guidText) ||
-               !Frwk::Utility::T2Guid(guidText, sharedGuid)) {
-        ZORV_ERROR(
-            L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - Frwk::Utility::T2Guid() "
-            L"failed. [%s]",
-            guidText.c_str());
-        hr = Ostrel::kInvalidData;
+    } else {
+        text.clear();  // a missing "SharedGuid" stays empty, which T2Guid refuses
+        if (!m_rXmlParser.GetAttribute(L"SharedGuid", text) ||
+            !Frwk::Utility::T2Guid(text, sharedGuid)) {
+            ZORV_ERROR(
+                L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - Frwk::Utility::T2Guid() "
+                L"failed. [%s]",
+                text.c_str());
+            hr = Ostrel::kInvalidData;
+        }
     }
     ZORV_TRACE(L"[Leave] CXmlParserFrameworkPolicy::ParsePolicyShared()...");
     return hr;
 }
 
-HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions)[4]) {
+HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions)[4],
+                                                          std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyPermissions()...");
     HRESULT hr = S_OK;
     uint32_t depth = 0;
     for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, L"Permission");
          found && SUCCEEDED(hr);
          found = m_rXmlParser.MoveToNextSiblingElement(depth, L"Permission")) {
-        std::wstring text;
         uint32_t index = 0;
         uint32_t value = 0;
         if (!m_rXmlParser.GetAttribute(L"type", text)) {
@@ -341,13 +345,13 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
 }
 
 HRESULT CXmlParserFrameworkPolicy::ParsePolicyDepended(const wchar_t* childName,
-                                                       std::vector<GUID>& guids) {
+                                                       std::vector<GUID>& guids,
+                                                       std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyDepended()...");
     HRESULT hr = S_OK;
     uint32_t depth = 0;
     for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, childName);
          found && SUCCEEDED(hr); found = m_rXmlParser.MoveToNextSiblingElement(depth, childName)) {
-        std::wstring text;
         GUID guid{};
         if (m_rXmlParser.GetText(text) && Frwk::Utility::T2Guid(text, guid)) {
             guids.push_back(guid);

@@ -42,19 +42,22 @@ private:
     // The "FrameworkService"/"FrameworkProvider" elements below the root.
     template <class Row>
     HRESULT ParsePolicyElements(const PolicyForm<Row>& form, std::vector<Row>& rows);
-    // The children of one element; the first failing child ends the walk.
+    // The children of one element; the first failing child ends the walk. The readers
+    // below take each text into `text`, one buffer for the whole document: once it has
+    // grown, reading a text allocates nothing (allocations dominate a big document).
     template <class Row>
-    HRESULT ParsePolicyChildren(const PolicyForm<Row>& form, Row& row);
+    HRESULT ParsePolicyChildren(const PolicyForm<Row>& form, Row& row, std::wstring& text);
     // A child that carries its value as text: 0, 0x80040206 for a text it cannot take,
     // or 0x00040202 for a child of another name.
     template <class Row>
-    HRESULT ParsePolicyText(const PolicyForm<Row>& form, Row& row);
+    HRESULT ParsePolicyText(const PolicyForm<Row>& form, Row& row, std::wstring& text);
     template <class Row>
     void DumpRow(const PolicyForm<Row>& form, const Row& row) const;
 
-    HRESULT ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid);
-    HRESULT ParsePolicyPermissions(uint32_t (&permissions)[4]);
-    HRESULT ParsePolicyDepended(const wchar_t* childName, std::vector<GUID>& guids);
+    HRESULT ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid, std::wstring& text);
+    HRESULT ParsePolicyPermissions(uint32_t (&permissions)[4], std::wstring& text);
+    HRESULT ParsePolicyDepended(const wchar_t* childName, std::vector<GUID>& guids,
+                                std::wstring& text);
 
     // The enumerated texts; each logs an unknown text and leaves value untouched.
     bool GetModuleType(const std::wstring& text, uint32_t& value) const;

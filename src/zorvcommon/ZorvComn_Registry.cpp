@@ -14,6 +14,8 @@ constexpr REGSAM kDeleteAccess = DELETE | KEY_SET_VALUE;
 constexpr REGSAM kEnumAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 // The longest value name the registry allows, plus the terminator (key names are shorter).
 constexpr DWORD kMaxNameChars = 16384;
+// What a value read offers room for at first: a path of MAX_PATH characters fits.
+constexpr DWORD kFirstQueryBytes = (MAX_PATH + 1) * sizeof(wchar_t);
 
 void Check(LSTATUS status, uint32_t line) {
     if (status != ERROR_SUCCESS) {
@@ -41,12 +43,12 @@ Result QueryOrDefault(Query query, const Result& defaultValue, uint32_t* error) 
     }
 }
 
-// The value's type and bytes: the size first, then the data, asking again while the
-// value grows between the calls.
+// The value's type and bytes. Most values fit the first guess and cost one call (each
+// call is a round trip to the registry); a longer one is asked for again with the size
+// the last call reported, as long as the value grows between the calls.
 DWORD QueryBytes(HKEY key, const std::wstring& name, std::vector<uint8_t>& bytes) {
     DWORD type = REG_NONE;
-    DWORD cbData = 0;
-    Check(RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &cbData), __LINE__);
+    DWORD cbData = kFirstQueryBytes;
     for (;;) {
         bytes.assign(cbData, 0);
         const LSTATUS status =

@@ -208,6 +208,9 @@ TEST_F(FrameworkPolicy, ElementReadersFailWithTheirOwnCodes) {
          L"ParsePolicyShared() - this->m_rXmlParser.GetAttribute() failed."},
         {"<Shared SharedType=\"eShared\" SharedGuid=\"" + kGuidA + "\"/>", kInvalidData,
          L"ParsePolicyShared", L"GetSharedType() - Specified text was not supported. [eShared]"},
+        // The type's text must not stand in for the missing GUID's.
+        {"<Shared SharedType=\"eIndependent\"/>", kInvalidData, L"ParsePolicyShared",
+         L"ParsePolicyShared() - Frwk::Utility::T2Guid() failed. []"},
         {"<Permissions><Permission type=\"eAdmin\">eAllow</Permission></Permissions>", kWrongState,
          L"ParsePolicyPermissions",
          L"GetPermissionIndex() - Specified text was not supported. [eAdmin]"},

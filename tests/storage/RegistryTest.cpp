@@ -52,6 +52,9 @@ TEST(Registry, ValuesRoundTripAndStringsAreReadAsStored) {
     EXPECT_EQ(expand, registry.QueryString(L"Expand", L"")) << "returned unexpanded";
     EXPECT_EQ(L"abc", registry.QueryString(L"Unterminated", L""));
     EXPECT_EQ(L"abcd", registry.QueryString(L"OddBytes", L""));
+    const std::wstring longText(5000, L'z');  // beyond the room a first read offers
+    EXPECT_TRUE(registry.SetString(L"Long", longText));
+    EXPECT_EQ(longText, registry.QueryString(L"Long", L""));
 }
 
 TEST(Registry, WrongTypesThrowInvalidDataAndNonThrowingFormsGiveTheDefault) {

@@ -1,0 +1,101 @@
+#include "BenchScratch.h"
+
+#include "ZorvComn_Handle.h"
+
+namespace Bench {
+
+namespace {
+
+constexpr const wchar_t* kProductKey = L"Software\\Ulvenhart\\Hearthward";
+constexpr const wchar_t* kValueName = L"InstalledFolder";
+
+void DeleteFolder(const std::wstring& folder) {
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW((folder + L"*").c_str(), &found);
+    if (search != INVALID_HANDLE_VALUE) {
+        do {
+            if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+                DeleteFileW((folder + found.cFileName).c_str());
+            }
+        } while (FindNextFileW(search, &found));
+        FindClose(search);
+    }
+    RemoveDirectoryW(folder.c_str());
+}
+
+bool SessionEnabled(const wchar_t* session) {
+    DWORD enabled = 0;
+    DWORD cbEnabled = sizeof(enabled);
+    const std::wstring path = std::wstring(kProductKey) + L"\\1\\DebugLog\\" + session;
+    return RegGetValueW(HKEY_LOCAL_MACHINE, path.c_str(), L"Enable", RRF_RT_REG_DWORD, nullptr,
+                        &enabled, &cbEnabled) == ERROR_SUCCESS &&
+           enabled != 0;
+}
+
+}  // namespace
+
+ScratchFolder::ScratchFolder(const std::wstring& name) {
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    m_Path = std::wstring(temp) + L"OstrelBench-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+             name + L"\\";
+    CreateDirectoryW(m_Path.c_str(), nullptr);
+}
+
+ScratchFolder::~ScratchFolder() {
+    DeleteFolder(m_Path);
+}
+
+InstalledFolder::InstalledFolder() {
+    ZorvCommon::UniqueRegKey key;
+    m_KeyExisted = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, KEY_QUERY_VALUE, key.put()) ==
+                   ERROR_SUCCESS;
+    if (m_KeyExisted) {
+        wchar_t old[MAX_PATH] = {};
+        DWORD cbOld = sizeof(old) - sizeof(wchar_t);
+        m_ValueExisted = RegQueryValueExW(key.get(), kValueName, nullptr, nullptr,
+                                          reinterpret_cast<BYTE*>(old), &cbOld) == ERROR_SUCCESS;
+        m_OldValue = old;
+    }
+}
+
+bool InstalledFolder::Set(const std::wstring& folder) {
+    ZorvCommon::UniqueRegKey key;
+    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                           key.put(), nullptr) == ERROR_SUCCESS &&
+           RegSetValueExW(
+               key.get(), kValueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(folder.c_str()),
+               static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+}
+
+InstalledFolder::~InstalledFolder() {
+    if (!m_KeyExisted) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kProductKey);
+        RegDeleteKeyW(HKEY_LOCAL_MACHINE, kProductKey);
+        return;
+    }
+    ZorvCommon::UniqueRegKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, KEY_SET_VALUE, key.put()) !=
+        ERROR_SUCCESS) {
+        return;
+    }
+    if (m_ValueExisted) {
+        RegSetValueExW(key.get(), kValueName, 0, REG_SZ,
+                       reinterpret_cast<const BYTE*>(m_OldValue.c_str()),
+                       static_cast<DWORD>((m_OldValue.size() + 1) * sizeof(wchar_t)));
+    } else {
+        RegDeleteValueW(key.get(), kValueName);
+    }
+}
+
+ScratchKey::~ScratchKey() {
+    RegDeleteTreeW(HKEY_CURRENT_USER, m_Path.c_str());
+    RegDeleteKeyW(HKEY_CURRENT_USER, m_Path.c_str());
+    RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\OstrelBench");  // only once it is empty
+}
+
+bool IsDebugLogEnabled() {
+    return SessionEnabled(L"InteractiveSession") || SessionEnabled(L"ServiceSession");
+}
+
+}  // namespace Bench
