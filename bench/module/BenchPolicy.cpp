@@ -71,20 +71,18 @@ bool WalkFromStart(XmlLiteWalk& walk, IStream* pStream) {
     return SUCCEEDED(pStream->Seek(start, STREAM_SEEK_SET, nullptr)) && walk.Walk(pStream) > 0;
 }
 
-// The document in a folder and, for the baseline, its plaintext in memory.
-bool WriteServicePolicy(const ScratchFolder& folder, size_t minimumServices, size_t minimumBytes,
+// The document at path and, for the baseline, its plaintext in memory.
+bool WriteServicePolicy(const std::wstring& path, size_t minimumServices, size_t minimumBytes,
                         std::string* plaintext, size_t* services) {
     *plaintext = ServicePolicy(minimumServices, minimumBytes, services);
-    return WriteDocument(folder.Path() + kServicePolicyFile, kServicePolicyKey, *plaintext);
+    return WriteDocument(path, kServicePolicyKey, *plaintext);
 }
 
-// One document size: its folder, which the installed folder points at before each of the
-// module's samples, and its plaintext in a memory stream for XmlLite alone.
+// One document size: its file in the installed folder and its plaintext in a memory
+// stream for XmlLite alone.
 struct SizedDocument {
-    explicit SizedDocument(size_t size) : megabytes(size), folder(std::to_wstring(size) + L"mb") {}
-
-    size_t megabytes;
-    ScratchFolder folder;
+    size_t megabytes = 0;
+    std::wstring path;  // the name it has while another size is read
     std::string plaintext;
     size_t services = 0;
     ComPtr<IStream> stream;
@@ -95,15 +93,33 @@ struct SizedDocument {
 bool BenchPolicySizes(const CostClock& clock, ModuleHost& host, InstalledFolder& installed,
                       const std::vector<size_t>& megabytes) {
     XmlLiteWalk walk;
-    if (!walk.Load()) {
+    const ScratchFolder folder(L"sizes");
+    if (!walk.Load() || !installed.Set(folder.Path())) {
         return false;
     }
+    // Before each of the module's samples its size's document takes the policy file's
+    // name. A rename, not a registry write: the wineserver's CPU time counts, and a
+    // changed registry has it save the registry to disk now and then.
+    const std::wstring policyPath = folder.Path() + kServicePolicyFile;
+    const SizedDocument* active = nullptr;
+    const auto activate = [&](const SizedDocument& document) {
+        if (active != &document) {
+            if (active != nullptr && !MoveFileW(policyPath.c_str(), active->path.c_str())) {
+                return false;
+            }
+            active = &document;
+            return MoveFileW(document.path.c_str(), policyPath.c_str()) != FALSE;
+        }
+        return true;
+    };
     std::vector<std::unique_ptr<SizedDocument>> documents;
     std::vector<Contender> contenders;
     for (const size_t size : megabytes) {
-        documents.push_back(std::make_unique<SizedDocument>(size));
+        documents.push_back(std::make_unique<SizedDocument>());
         SizedDocument& document = *documents.back();
-        if (!WriteServicePolicy(document.folder, 0, size * 1000000, &document.plaintext,
+        document.megabytes = size;
+        document.path = folder.Path() + L"policy-" + std::to_wstring(size) + L"mb.xen";
+        if (!WriteServicePolicy(document.path, 0, size * 1000000, &document.plaintext,
                                 &document.services)) {
             return false;
         }
@@ -116,10 +132,10 @@ bool BenchPolicySizes(const CostClock& clock, ModuleHost& host, InstalledFolder&
         // All sizes take turns in every sample: their cost per MB is compared, and the
         // machine's speed changes over a run.
         contenders.emplace_back([&] { return QueryAll(host, document.services); },
-                                [&] { return installed.Set(document.folder.Path()); });
+                                [&] { return activate(document); });
         contenders.emplace_back([&] { return WalkFromStart(walk, document.stream.get()); });
     }
-    const std::vector<double> costs = MedianCostPerRun(clock, contenders, 5, 0.3);
+    const std::vector<double> costs = MedianCostPerRun(clock, contenders, 7, 0.5);
     if (costs.empty()) {
         return false;
     }
@@ -137,11 +153,11 @@ bool BenchPolicyRequests(const CostClock& clock, ModuleHost& host, InstalledFold
     const ScratchFolder folder(L"requests");
     std::string plaintext;
     size_t services = 0;
-    if (!walk.Load() || !WriteServicePolicy(folder, kSmallServices, 0, &plaintext, &services) ||
+    const std::wstring path = folder.Path() + kServicePolicyFile;
+    if (!walk.Load() || !WriteServicePolicy(path, kSmallServices, 0, &plaintext, &services) ||
         !installed.Set(folder.Path())) {
         return false;
     }
-    const std::wstring path = folder.Path() + kServicePolicyFile;
     const auto repeat = [](auto request) {
         return [request] {
             for (int i = 0; i < kRequestsPerRun; ++i) {

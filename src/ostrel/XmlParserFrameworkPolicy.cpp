@@ -1,6 +1,7 @@
 #include "XmlParserFrameworkPolicy.h"
 
 #include <iterator>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -20,9 +21,9 @@ struct CXmlParserFrameworkPolicy::PolicyForm {
     const wchar_t* Method;  // "Class::Method" of the public query, for the log lines
     const wchar_t* FileName;
     const wchar_t* Element;
-    const wchar_t* GuidElement;
+    std::wstring_view GuidElement;  // views: element names are compared child by child
     const wchar_t* GuidLabel;
-    const wchar_t* DependedElement;
+    std::wstring_view DependedElement;
     const wchar_t* DependedChild;
     const wchar_t* DependedLabel;
     int DumpWidth;  // the dump pads every label to the longest one
@@ -34,6 +35,7 @@ struct CXmlParserFrameworkPolicy::PolicyForm {
 namespace {
 
 using Ostrel::TextValue;
+using namespace std::string_view_literals;  // L"..."sv: names whose length is not counted
 
 constexpr TextValue kModuleTypes[] = {
     {L"eExectable", 0}, {L"eDynamicLinkLibrary", 1}, {L"eInlineCode", 2}};
@@ -173,10 +175,10 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
         const wchar_t* reader = nullptr;
         HRESULT hr = S_OK;
-        if (m_rXmlParser.IsElementName(L"Shared")) {
+        if (m_rXmlParser.IsElementName(L"Shared"sv)) {
             reader = L"ParsePolicyShared";
             hr = ParsePolicyShared(row.SharedType, row.SharedGuid, text);
-        } else if (m_rXmlParser.IsElementName(L"Permissions")) {
+        } else if (m_rXmlParser.IsElementName(L"Permissions"sv)) {
             reader = L"ParsePolicyPermissions";
             hr = ParsePolicyPermissions(row.Permission, text);
         } else if (m_rXmlParser.IsElementName(form.DependedElement)) {
@@ -202,30 +204,30 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
 template <class Row>
 HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, Row& row,
                                                    std::wstring& text) {
-    const auto is = [this](const wchar_t* name) { return m_rXmlParser.IsElementName(name); };
+    const auto is = [this](std::wstring_view name) { return m_rXmlParser.IsElementName(name); };
     const auto read = [&] { return m_rXmlParser.GetText(text); };
     bool parsed = false;
     if (is(form.GuidElement)) {
         parsed = read() && Frwk::Utility::T2Guid(text, row.*form.Guid);
-    } else if (is(L"Module")) {
+    } else if (is(L"Module"sv)) {
         parsed = read() && GetModuleType(text, row.ModuleType);
-    } else if (is(L"ModuleName")) {
+    } else if (is(L"ModuleName"sv)) {
         parsed = read() && TakeName(text, row.ModuleName);
-    } else if (is(L"StartUp")) {
+    } else if (is(L"StartUp"sv)) {
         parsed = read() && GetStartupType(text, row.StartupType);
-    } else if (is(L"Load")) {
+    } else if (is(L"Load"sv)) {
         parsed = read() && GetLoadOption(text, row.LoadOption);
-    } else if (is(L"Unload")) {
+    } else if (is(L"Unload"sv)) {
         parsed = read() && GetUnloadOption(text, row.UnloadOption);
-    } else if (is(L"OrderOfLoading")) {
+    } else if (is(L"OrderOfLoading"sv)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfLoading);
-    } else if (is(L"OrderOfUnloading")) {
+    } else if (is(L"OrderOfUnloading"sv)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfUnloading);
-    } else if (form.InterfaceType != nullptr && is(L"Interface")) {
+    } else if (form.InterfaceType != nullptr && is(L"Interface"sv)) {
         parsed = read() && GetInterfaceType(text, row.*form.InterfaceType);
-    } else if (is(L"DataConversion")) {
+    } else if (is(L"DataConversion"sv)) {
         parsed = read() && GetDataConversion(text, row.DataConversion);
-    } else if (is(L"ConvModuleName")) {
+    } else if (is(L"ConvModuleName"sv)) {
         parsed = read() && TakeName(text, row.ConvModuleName);
     } else {
         return Ostrel::kElementSkipped;

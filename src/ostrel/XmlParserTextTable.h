@@ -5,11 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace Ostrel {
 
 struct TextValue {
-    const wchar_t* Text;
+    std::wstring_view Text;  // a view: its length is known without counting at every lookup
     uint32_t Value;
 };
 

@@ -362,7 +362,9 @@ void XmlParser::TakeElement() {
         const wchar_t* value = m_Reader.GetValue(cchValue);
         attribute.second.assign(value, cchValue);
     } while (m_Reader.MoveToNextAttribute());
-    m_Reader.MoveToElement();
+    // The reader is left on the last attribute: the next Read goes on from there as from
+    // the element, and nothing of the element is asked for before it (moving back would
+    // have the reader copy the element's name once more, an allocation per element).
 }
 
 bool XmlParser::MoveToElement(std::wstring_view localName) {
