@@ -1,0 +1,185 @@
+#!/usr/bin/env bash
+# check_package.sh BUILD_DIR VERSION CXX: makes the release archive from the build with
+# cpack into a scratch folder, unpacks it into an empty folder and checks it from there
+# alone, in a Wine prefix made for the run: the layout, SHA256SUMS, the imports, stripped
+# binaries whose split debug files still symbolise, VERSIONINFO, the packaged tools on the
+# packaged examples, and two hosts built with CXX against the packaged headers, one
+# loading the module by full path, one linked with the packaged import library.
+# Everything it makes is removed at the end.
+set -uo pipefail
+BUILD="${1:?usage: check_package.sh BUILD_DIR VERSION CXX}"
+VERSION="${2:?usage: check_package.sh BUILD_DIR VERSION CXX}"
+CXX="${3:?usage: check_package.sh BUILD_DIR VERSION CXX}"
+HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+SOURCE="$(cd "$HERE/../.." && pwd)"
+source "$SOURCE/scripts/env.sh"
+OBJDUMP=x86_64-w64-mingw32-objdump
+WINDRES=x86_64-w64-mingw32-windres
+NAME="Ostrel-$VERSION-win64"
+BINARIES="Ostrel.dll ZorvDbg64.dll ostrel-host.exe xentool.exe"
+
+WORK="$(mktemp -d -t ostrel-package.XXXXXX)"
+export WINEPREFIX="$WORK/prefix"
+cleanup() {
+    if [ -d "$WINEPREFIX" ]; then
+        wineserver -k 2>/dev/null
+        timeout 30 wineserver -w 2>/dev/null
+    fi
+    rm -rf "$WORK"
+}
+trap cleanup EXIT
+
+failures=0
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+# The sorted file list of a folder, relative to it.
+files_in() { (cd "$1" && find . -type f | sed 's|^\./||' | LC_ALL=C sort); }
+winpath() { winepath -w "$1" 2>/dev/null; }
+
+# The archive, made from the build as it stands.
+if ! cpack --config "$BUILD/CPackConfig.cmake" -B "$WORK/out" >"$WORK/cpack.log" 2>&1; then
+    cat "$WORK/cpack.log"
+    echo "FAIL: cpack"
+    exit 1
+fi
+ARCHIVE="$WORK/out/$NAME.zip"
+if [ ! -f "$ARCHIVE" ]; then
+    echo "FAIL: no $NAME.zip; cpack wrote: $(ls "$WORK/out")"
+    exit 1
+fi
+mkdir "$WORK/unpacked"
+(cd "$WORK/unpacked" && cmake -E tar xf "$ARCHIVE") || { echo "FAIL: cannot unpack $ARCHIVE"; exit 1; }
+PKG="$WORK/unpacked/$NAME"
+DEBUG="$WORK/out/$NAME-debug"
+
+# Layout: exact where the contents are fixed, the source's files where they grow.
+expect_files() {  # folder, expected list (one a line), what
+    local actual
+    actual=$(files_in "$1" 2>/dev/null)
+    [ "$actual" = "$2" ] || fail "$3: expected [$(echo $2)], found [$(echo $actual)]"
+}
+expect_files "$PKG/bin" "$(printf '%s\n' $BINARIES | LC_ALL=C sort)" "bin/"
+expect_files "$PKG/include" "$(printf '%s\n' Ostrel.h OstrelResult.h SrvFrwk_Interface.h ZorvDbg.h)" "include/"
+expect_files "$PKG/lib" "$(printf '%s\n' Ostrel.def libOstrel.dll.a)" "lib/"
+expect_files "$PKG/schemas" "$(files_in "$SOURCE/schemas" | grep '\.xsd$')" "schemas/"
+expect_files "$PKG/examples" "$(files_in "$SOURCE/examples" | grep -E '\.(xml|ini)$')" "examples/"
+docs="README.md trace-library.md"
+for doc in behaviour.md security.md; do
+    [ -f "$SOURCE/docs/$doc" ] && docs+=" $doc"
+done
+expect_files "$PKG/docs" "$(printf '%s\n' $docs | LC_ALL=C sort)" "docs/"
+expect_files "$DEBUG" "$(printf '%s.debug\n' $BINARIES | LC_ALL=C sort)" "debug files beside the archive"
+top=$(cd "$PKG" && ls -A | tr '\n' ' ')
+[ "$top" = "SHA256SUMS bin docs examples include lib schemas " ] || fail "top level holds [$top]"
+
+# SHA256SUMS: every listed file matches, and every other file is listed.
+(cd "$PKG" && sha256sum --quiet --strict -c SHA256SUMS) || fail "SHA256SUMS does not match"
+listed=$(sed 's/^[0-9a-f]\{64\}  //' "$PKG/SHA256SUMS" | LC_ALL=C sort)
+[ "$listed" = "$(files_in "$PKG" | grep -v '^SHA256SUMS$')" ] || fail "SHA256SUMS does not list exactly the other files"
+
+# Only Windows system DLLs imported; Ostrel.dll exports its four functions.
+bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" || {
+    cat "$WORK/imports.log"
+    fail "imports of the packaged binaries"
+}
+
+# Stripped, each naming its debug file; Ostrel.dll's exports symbolise only with it.
+for binary in $BINARIES; do
+    sections=$($OBJDUMP -h "$PKG/bin/$binary" | awk '{print $2}')
+    grep -q '^\.debug_' <<<"$sections" && fail "$binary keeps debug sections"
+    grep -qx '\.gnu_debuglink' <<<"$sections" || fail "$binary names no debug file"
+done
+mkdir "$WORK/symbols"
+cp "$PKG/bin/Ostrel.dll" "$WORK/symbols/"
+image_base=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '$1 == "ImageBase" {print $2}')
+# "RVA name" of each export: the address table and the name table share the index.
+exports=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '
+    /^Export Address Table --/ {t = 1; next}
+    /^\[Ordinal\/Name Pointer\] Table/ {n = 1; next}
+    NF == 0 {t = 0; n = 0}
+    t && /Export RVA/ {sub(/\]/, "", $2); rva[$2] = $(NF - 2)}
+    n {sub(/\]/, "", $2); print rva[$2], $3}')
+symbolise() {  # rva -> objdump's disassembly of that address with function and line
+    local address
+    address=$(printf '0x%x' $((0x$image_base + 0x$1)))
+    $OBJDUMP -d -l --start-address="$address" --stop-address="$((address + 1))" \
+        "$WORK/symbols/Ostrel.dll" 2>&1
+}
+[ "$(wc -l <<<"$exports")" -eq 4 ] || fail "Ostrel.dll exports: [$exports]"
+first_rva=$(head -n 1 <<<"$exports" | cut -d' ' -f1)
+symbolise "$first_rva" | grep -q 'Ostrel\.cpp:' && fail "the stripped Ostrel.dll symbolises without its debug file"
+cp "$DEBUG/Ostrel.dll.debug" "$WORK/symbols/"
+while read -r rva function; do
+    where=$(symbolise "$rva")
+    grep -q "^$function():\$" <<<"$where" && grep -q 'Ostrel\.cpp:[0-9]' <<<"$where" ||
+        fail "Ostrel.dll+0x$rva does not resolve to $function in Ostrel.cpp: $where"
+done <<<"$exports"
+
+# VERSIONINFO carries the version of the archive's name.
+resource=$($WINDRES -i "$PKG/bin/Ostrel.dll" -O rc 2>&1)
+grep -q "FILEVERSION ${VERSION//./, }, 0\$" <<<"$resource" &&
+    grep -q "VALUE \"ProductVersion\", \"$VERSION.0\"" <<<"$resource" ||
+    fail "VERSIONINFO of Ostrel.dll does not say $VERSION: $resource"
+
+# From here on the package runs, in a fresh Wine prefix.
+wineboot --init >/dev/null 2>&1 || { fail "wineboot"; exit 1; }
+mkdir "$WORK/installed" "$WORK/log" "$WORK/host"
+installed_win=$(winpath "$WORK/installed")
+log_win=$(winpath "$WORK/log")
+# The product key as an installer writes it, with the debug log on.
+cat >"$WORK/product.reg" <<EOF
+Windows Registry Editor Version 5.00
+
+[HKEY_LOCAL_MACHINE\\Software\\Ulvenhart\\Hearthward]
+"InstalledFolder"="${installed_win//\\/\\\\}"
+"Version"="$VERSION"
+
+[HKEY_LOCAL_MACHINE\\Software\\Ulvenhart\\Hearthward\\1\\DebugLog\\InteractiveSession]
+"Enable"=dword:00000001
+"Level"=dword:00000111
+"LogProcess"=dword:00000000
+"LogUnitType"=dword:00000000
+"LogFolder"="${log_win//\\/\\\\}"
+"LogPrefix"="package-"
+"LogFile"=""
+"LogExtension"="log"
+"Robust"=dword:00000001
+"Debugger"=dword:00000000
+EOF
+wine regedit /S "$(winpath "$WORK/product.reg")" || fail "regedit"
+
+cd "$WORK"
+# The policy documents, encrypted with the packaged xentool from the packaged examples.
+for pair in service:services.xml:QjBsSvPl.xen provider:providers.xml:QjEnPvPl.xen \
+            webaccess:webaccess.xml:QjEnPvWc.xen; do
+    IFS=: read -r kind plain encrypted <<<"$pair"
+    wine "$PKG/bin/xentool.exe" encrypt --kind "$kind" "$(winpath "$PKG/examples/$plain")" \
+        "$installed_win\\$encrypted" >"$WORK/xentool.log" 2>&1 ||
+        fail "xentool encrypt $plain: $(cat "$WORK/xentool.log")"
+done
+services=$(grep -c '<FrameworkService[ >]' "$PKG/examples/services.xml")
+host_rows=$(wine "$PKG/bin/ostrel-host.exe" services --json 2>&1 | tr -d '\r')
+[ "$(grep -c '"guid":' <<<"$host_rows")" -eq "$services" ] ||
+    fail "ostrel-host services did not list the $services services: $host_rows"
+
+# Hosts of the team's own, against the packaged include/ and lib/ only.
+build_host() {  # name, source, extra link arguments
+    "$CXX" -std=c++17 -Wall -Wextra -Werror -static -I"$PKG/include" "$HERE/$2" "${@:3}" \
+        -o "$WORK/host/$1.exe" >"$WORK/$1.log" 2>&1 || fail "building $1: $(cat "$WORK/$1.log")"
+}
+build_host load HostLoad.cpp -municode
+build_host link HostLink.cpp "$PKG/lib/libOstrel.dll.a"
+module_win=$(winpath "$PKG/bin/Ostrel.dll")
+expected="services $services, result 0x00000000"
+said=$(wine "$WORK/host/load.exe" "$module_win" 2>&1 | tr -d '\r')
+[ "$said" = "$expected" ] || fail "the host loading $module_win said [$said]"
+said=$(WINEPATH="$(winpath "$PKG/bin")" wine "$WORK/host/link.exe" 2>&1 | tr -d '\r')
+[ "$said" = "$expected" ] || fail "the host linked with lib/libOstrel.dll.a said [$said]"
+# The trace library was found beside the module, not in the current folder.
+grep -q 'Ostrel.dll was loaded as process attach' "$WORK/log/package-Ostrel.log" 2>/dev/null ||
+    fail "no debug log from the packaged ZorvDbg64.dll in $WORK/log: $(ls "$WORK/log")"
+
+if [ "$failures" -ne 0 ]; then
+    echo "$failures failure(s)"
+    exit 1
+fi
+echo "$NAME.zip: layout, checksums, imports, split debug files, version and hosts checked in ${SECONDS}s"
