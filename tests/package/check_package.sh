@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
-# check_package.sh BUILD_DIR VERSION CXX: makes the release archive from the build with
-# cpack into a scratch folder, unpacks it into an empty folder and checks it from there
-# alone, in a Wine prefix made for the run: the layout, SHA256SUMS, the imports, stripped
-# binaries whose split debug files still symbolise, VERSIONINFO, the packaged tools on the
-# packaged examples, and two hosts built with CXX against the packaged headers, one
-# loading the module by full path, one linked with the packaged import library.
-# Everything it makes is removed at the end.
+# check_package.sh BUILD_DIR VERSION CXX: checks the release archive
+# Ostrel-VERSION-win64.zip and the debug files beside it: those in $OSTREL_PACKAGE_DIR
+# when it is set (scripts/package.sh sets it), otherwise made from the build with cpack
+# into a scratch folder. The archive is unpacked into an empty folder and checked from
+# there alone, in a Wine prefix made for the run: the layout, SHA256SUMS, the imports,
+# stripped binaries whose split debug files still symbolise, VERSIONINFO, the packaged
+# tools on the packaged examples, and two hosts built with CXX against the packaged
+# headers, one loading the module by full path, one linked with the packaged import
+# library. Everything it makes is removed at the end.
 set -uo pipefail
-BUILD="${1:?usage: check_package.sh BUILD_DIR VERSION CXX}"
-VERSION="${2:?usage: check_package.sh BUILD_DIR VERSION CXX}"
-CXX="${3:?usage: check_package.sh BUILD_DIR VERSION CXX}"
+USAGE="usage: check_package.sh BUILD_DIR VERSION CXX"
+BUILD="${1:?$USAGE}"
+VERSION="${2:?$USAGE}"
+CXX="${3:?$USAGE}"
 HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 SOURCE="$(cd "$HERE/../.." && pwd)"
 source "$SOURCE/scripts/env.sh"
@@ -35,21 +38,23 @@ fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 files_in() { (cd "$1" && find . -type f | sed 's|^\./||' | LC_ALL=C sort); }
 winpath() { winepath -w "$1" 2>/dev/null; }
 
-# The archive, made from the build as it stands.
-if ! cpack --config "$BUILD/CPackConfig.cmake" -B "$WORK/out" >"$WORK/cpack.log" 2>&1; then
+# The archive: the one given, or made from the build as it stands.
+OUT="${OSTREL_PACKAGE_DIR:-$WORK/out}"
+if [ -z "${OSTREL_PACKAGE_DIR:-}" ] && ! cpack --config "$BUILD/CPackConfig.cmake" -B "$OUT" >"$WORK/cpack.log" 2>&1; then
     cat "$WORK/cpack.log"
     echo "FAIL: cpack"
     exit 1
 fi
-ARCHIVE="$WORK/out/$NAME.zip"
+ARCHIVE="$OUT/$NAME.zip"
 if [ ! -f "$ARCHIVE" ]; then
-    echo "FAIL: no $NAME.zip; cpack wrote: $(ls "$WORK/out")"
+    echo "FAIL: no $NAME.zip; $OUT holds: $(ls "$OUT")"
     exit 1
 fi
+(cd "$OUT" && sha256sum --quiet --strict -c "$NAME.zip.sha256") || fail "$NAME.zip.sha256 does not match"
 mkdir "$WORK/unpacked"
 (cd "$WORK/unpacked" && cmake -E tar xf "$ARCHIVE") || { echo "FAIL: cannot unpack $ARCHIVE"; exit 1; }
 PKG="$WORK/unpacked/$NAME"
-DEBUG="$WORK/out/$NAME-debug"
+DEBUG="$OUT/$NAME-debug"
 
 # Layout: exact where the contents are fixed, the source's files where they grow.
 expect_files() {  # folder, expected list (one a line), what
