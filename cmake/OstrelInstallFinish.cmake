@@ -21,10 +21,11 @@ function(ostrel_split_debug_information root)
 endfunction()
 
 # Sorted relative paths, forward slashes, two blanks: `sha256sum -c SHA256SUMS` checks it.
+# The manifest names the files under the prefix, without DESTDIR.
 function(ostrel_write_checksums root)
   set(relative)
   foreach(installed ${CMAKE_INSTALL_MANIFEST_FILES})
-    file(RELATIVE_PATH path ${root} ${installed})
+    file(RELATIVE_PATH path ${CMAKE_INSTALL_PREFIX} ${installed})
     list(APPEND relative ${path})
   endforeach()
   list(REMOVE_ITEM relative SHA256SUMS)
@@ -42,4 +43,4 @@ endfunction()
 set(_ostrel_root "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 ostrel_split_debug_information(${_ostrel_root})
 ostrel_write_checksums(${_ostrel_root})
-list(APPEND CMAKE_INSTALL_MANIFEST_FILES ${_ostrel_root}/SHA256SUMS)
+list(APPEND CMAKE_INSTALL_MANIFEST_FILES ${CMAKE_INSTALL_PREFIX}/SHA256SUMS)
