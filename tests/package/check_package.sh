@@ -87,14 +87,14 @@ bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" ||
     fail "imports of the packaged binaries"
 }
 
-# Stripped, each naming its debug file; Ostrel.dll's exports symbolise only with it.
-for binary in $BINARIES; do
-    sections=$($OBJDUMP -h "$PKG/bin/$binary" | awk '{print $2}')
-    grep -q '^\.debug_' <<<"$sections" && fail "$binary keeps debug sections"
-    grep -qx '\.gnu_debuglink' <<<"$sections" || fail "$binary names no debug file"
-done
+# Stripped binaries; each names its own debug file, whose CRC matches; Ostrel.dll's
+# exports symbolise only with it.
 mkdir "$WORK/symbols"
-cp "$PKG/bin/Ostrel.dll" "$WORK/symbols/"
+for binary in $BINARIES; do
+    $OBJDUMP -h "$PKG/bin/$binary" | awk '{print $2}' | grep -q '^\.debug_' &&
+        fail "$binary keeps debug sections"
+    cp "$PKG/bin/$binary" "$WORK/symbols/"
+done
 image_base=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '$1 == "ImageBase" {print $2}')
 # "RVA name" of each export: the address table and the name table share the index.
 exports=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '
@@ -112,7 +112,12 @@ symbolise() {  # rva -> objdump's disassembly of that address with function and 
 [ "$(wc -l <<<"$exports")" -eq 4 ] || fail "Ostrel.dll exports: [$exports]"
 first_rva=$(head -n 1 <<<"$exports" | cut -d' ' -f1)
 symbolise "$first_rva" | grep -q 'Ostrel\.cpp:' && fail "the stripped Ostrel.dll symbolises without its debug file"
-cp "$DEBUG/Ostrel.dll.debug" "$WORK/symbols/"
+cp "$DEBUG"/*.debug "$WORK/symbols/"
+for binary in $BINARIES; do
+    $OBJDUMP --dwarf=links "$WORK/symbols/$binary" 2>&1 |
+        grep -qx "$WORK/symbols/$binary: Found separate debug info file: $WORK/symbols/$binary.debug" ||
+        fail "$binary does not name $binary.debug, or names it with another CRC"
+done
 while read -r rva function; do
     where=$(symbolise "$rva")
     grep -q "^$function():\$" <<<"$where" && grep -q 'Ostrel\.cpp:[0-9]' <<<"$where" ||
@@ -153,18 +158,22 @@ EOF
 wine regedit /S "$(winpath "$WORK/product.reg")" || fail "regedit"
 
 cd "$WORK"
-# The policy documents, encrypted with the packaged xentool from the packaged examples.
-for pair in service:services.xml:QjBsSvPl.xen provider:providers.xml:QjEnPvPl.xen \
-            webaccess:webaccess.xml:QjEnPvWc.xen; do
-    IFS=: read -r kind plain encrypted <<<"$pair"
+# The policy documents, encrypted with the packaged xentool from the packaged examples,
+# then read through the packaged ostrel-host: kind, example, document, host command.
+while read -r kind plain encrypted command; do
     wine "$PKG/bin/xentool.exe" encrypt --kind "$kind" "$(winpath "$PKG/examples/$plain")" \
-        "$installed_win\\$encrypted" >"$WORK/xentool.log" 2>&1 ||
+        "$installed_win\\$encrypted" </dev/null >"$WORK/xentool.log" 2>&1 ||
         fail "xentool encrypt $plain: $(cat "$WORK/xentool.log")"
-done
+    wine "$PKG/bin/ostrel-host.exe" "$command" --json </dev/null >"$WORK/$command.json" 2>&1 ||
+        fail "ostrel-host $command: $(cat "$WORK/$command.json")"
+done <<'TABLE'
+service services.xml QjBsSvPl.xen services
+provider providers.xml QjEnPvPl.xen providers
+webaccess webaccess.xml QjEnPvWc.xen webaccess
+TABLE
 services=$(grep -c '<FrameworkService[ >]' "$PKG/examples/services.xml")
-host_rows=$(wine "$PKG/bin/ostrel-host.exe" services --json 2>&1 | tr -d '\r')
-[ "$(grep -c '"guid":' <<<"$host_rows")" -eq "$services" ] ||
-    fail "ostrel-host services did not list the $services services: $host_rows"
+[ "$(grep -c '"guid":' "$WORK/services.json")" -eq "$services" ] ||
+    fail "ostrel-host services did not list the $services services: $(cat "$WORK/services.json")"
 
 # Hosts of the team's own, against the packaged include/ and lib/ only.
 build_host() {  # name, source, extra link arguments
@@ -175,13 +184,14 @@ build_host load HostLoad.cpp -municode
 build_host link HostLink.cpp "$PKG/lib/libOstrel.dll.a"
 module_win=$(winpath "$PKG/bin/Ostrel.dll")
 expected="services $services, result 0x00000000"
+rm -f "$WORK"/log/*
 said=$(wine "$WORK/host/load.exe" "$module_win" 2>&1 | tr -d '\r')
 [ "$said" = "$expected" ] || fail "the host loading $module_win said [$said]"
+# The module found the trace library in its own folder, neither the host's nor the current.
+grep -q 'Ostrel.dll was loaded as process attach' "$WORK/log/package-Ostrel.log" 2>/dev/null ||
+    fail "no debug log through the packaged ZorvDbg64.dll in $WORK/log: $(ls "$WORK/log")"
 said=$(WINEPATH="$(winpath "$PKG/bin")" wine "$WORK/host/link.exe" 2>&1 | tr -d '\r')
 [ "$said" = "$expected" ] || fail "the host linked with lib/libOstrel.dll.a said [$said]"
-# The trace library was found beside the module, not in the current folder.
-grep -q 'Ostrel.dll was loaded as process attach' "$WORK/log/package-Ostrel.log" 2>/dev/null ||
-    fail "no debug log from the packaged ZorvDbg64.dll in $WORK/log: $(ls "$WORK/log")"
 
 if [ "$failures" -ne 0 ]; then
     echo "$failures failure(s)"
