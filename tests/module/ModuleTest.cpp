@@ -6,6 +6,7 @@
 #include <string>
 
 #include "LogCapture.h"
+#include "NativeRegistry.h"
 #include "Ostrel.h"
 #include "Scratch.h"
 #include "ZorvComn_CryptDocument.h"
@@ -157,46 +158,43 @@ TEST_F(ModuleTest, PolicyQueriesReadTheExampleDocuments) {
     EXPECT_TRUE(services.empty()) << "the list is emptied first";
 }
 
-// A document whose first section stores a value and whose second fails to parse: the
-// commands built before the failure still run, and their result is the call's result.
+// Storage-control requests with the assignment "MODULE" (compared without regard to
+// case) on documents encrypted as the module reads them.
 class StorageRequestTest : public ModuleTest {
 protected:
-    void WriteDocument(const std::wstring& path) {
-        const std::string subKey = "Software\\OstrelTests\\ModuleStorage\\Values";
-        const std::string xml =
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-            "<Storage version=\"1.0\">\n"
-            "  <Registry assign=\"module\">\n"
-            "    <Root>HKCU</Root><Path>" +
-            subKey +
-            "</Path>\n"
-            "    <AccessMode>default</AccessMode><AccessRight>default</AccessRight>\n"
-            "    <Control assign=\"module\"><Name>Greeting</Name><Type>string</Type>\n"
-            "      <Action>store</Action><Value>hello</Value><Overwrite>yes</Overwrite></Control>\n"
-            "  </Registry>\n"
-            "  <Registry assign=\"module\">\n"
-            "    <Root>HKXX</Root><Path>" +
-            subKey +
-            "</Path>\n"
-            "    <AccessMode>default</AccessMode><AccessRight>default</AccessRight>\n"
-            "    <Control assign=\"module\"><Name>Other</Name><Type>string</Type>\n"
-            "      <Action>store</Action><Value>x</Value><Overwrite>yes</Overwrite></Control>\n"
-            "  </Registry>\n"
-            "</Storage>\n";
-        std::vector<uint8_t> ciphertext;
-        ASSERT_TRUE(ZorvCommon::Storage::EncryptDocumentBytes(
-            kStorageKey, std::vector<uint8_t>(xml.begin(), xml.end()), &ciphertext));
-        TestSupport::WriteFileBytes(path, ciphertext);
+    // One Registry element over m_Key's sub-key child with the Control elements given.
+    static std::string Section(const char* root, const std::string& child,
+                               const std::string& controls) {
+        return "  <Registry assign=\"module\">\n"
+               "    <Root>" +
+               std::string(root) + "</Root><Path>Software\\OstrelTests\\ModuleStorage\\" + child +
+               "</Path>\n"
+               "    <AccessMode>default</AccessMode><AccessRight>default</AccessRight>\n" +
+               controls + "  </Registry>\n";
     }
 
-    HRESULT Run(const std::wstring& folderField) {
-        const std::wstring path = m_Folder.File(L"request.xen");
-        WriteDocument(path);
+    HRESULT Run(const std::string& sections, const std::wstring& folderField = L"") {
+        const std::string xml =
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Storage version=\"1.0\">\n" + sections +
+            "</Storage>\n";
+        std::vector<uint8_t> ciphertext;
+        EXPECT_TRUE(ZorvCommon::Storage::EncryptDocumentBytes(
+            kStorageKey, std::vector<uint8_t>(xml.begin(), xml.end()), &ciphertext));
+        TestSupport::WriteFileBytes(m_Folder.File(L"request.xen"), ciphertext);
         StorageControlRequest request;
-        request.DocumentPath = path;
-        request.CommandArgument = L"MODULE";  // compared without regard to case
+        request.DocumentPath = m_Folder.File(L"request.xen");
+        request.CommandArgument = L"MODULE";
         request.Folder = folderField;
         return Send(4, &request);
+    }
+
+    // A first section that stores a value and a second that fails to parse.
+    static std::string StoreThenFail() {
+        const std::string store =
+            "    <Control assign=\"module\"><Name>Greeting</Name><Type>string</Type>\n"
+            "      "
+            "<Action>store</Action><Value>hello</Value><Overwrite>yes</Overwrite></Control>\n";
+        return Section("HKCU", "Values", store) + Section("HKXX", "Values", store);
     }
 
     TestSupport::ScratchRegistryKey m_Key{L"ModuleStorage"};
@@ -204,7 +202,7 @@ protected:
 };
 
 TEST_F(StorageRequestTest, CommandsBuiltBeforeAFailureStillRun) {
-    EXPECT_EQ(S_OK, Run(L""));
+    EXPECT_EQ(S_OK, Run(StoreThenFail()));
     EXPECT_EQ(L"hello",
               TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting"));
     EXPECT_TRUE(
@@ -215,9 +213,29 @@ TEST_F(StorageRequestTest, CommandsBuiltBeforeAFailureStillRun) {
 }
 
 TEST_F(StorageRequestTest, TheFolderFieldChangesNothing) {
-    EXPECT_EQ(S_OK, Run(L"C:\\somewhere\\else"));
+    EXPECT_EQ(S_OK, Run(StoreThenFail(), L"C:\\somewhere\\else"));
     EXPECT_EQ(L"hello",
               TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting"));
+}
+
+// A document that deletes a whole section holding a registry link to a key outside it:
+// the link goes with the section, the key it points at keeps its values and sub-keys.
+TEST_F(StorageRequestTest, DeletingASectionLeavesWhatItsLinksPointAt) {
+    const uint32_t value = 7;
+    for (const wchar_t* child : {L"Elsewhere\\Sub", L"Elsewhere", L"Section\\Plain"}) {
+        TestSupport::WriteRegValue(HKEY_CURRENT_USER, m_Key.Child(child), L"V", REG_DWORD, &value,
+                                   sizeof(value));
+    }
+    const TestSupport::ScratchRegistryLink link(HKEY_CURRENT_USER, m_Key.Child(L"Section\\Link"),
+                                                HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"));
+    EXPECT_EQ(S_OK,
+              Run(Section("HKCU", "Section",
+                          "    <Control assign=\"module\"><Action>delete</Action></Control>\n")));
+    EXPECT_FALSE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, m_Key.Child(L"Section")));
+    EXPECT_FALSE(link.Exists());
+    EXPECT_TRUE(TestSupport::RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"), L"V"));
+    EXPECT_TRUE(
+        TestSupport::RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere\\Sub"), L"V"));
 }
 
 }  // namespace

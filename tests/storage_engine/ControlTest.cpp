@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
+#include "NativeRegistry.h"
 #include "Scratch.h"
 #include "StorageControl.h"
 #include "StorageProduct.h"
@@ -172,40 +173,78 @@ TEST(Control, DeletesNestedKeysDeepestFirst) {
     EXPECT_EQ(kNotFound, control.Open(OpenTypeEnum, L"Top"));
 }
 
-// A sub-key that cannot be opened for deletion (a link to a key that does not exist)
-// stops the walk: the section and the keys not reached stay.
+// A sub-key that cannot be opened (its name holds a NUL) stops the walk: the section
+// and the keys not reached stay.
 TEST(Control, AFailureBelowKeepsTheSection) {
     LogCapture log;
     ScratchRegistryKey scratch(L"engine-control-keep");
     CreateKey(scratch, L"Top\\Below");
-    HKEY link = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegCreateKeyExW(scratch.Root(), scratch.Child(L"Top\\Below\\Link").c_str(), 0,
-                              nullptr, REG_OPTION_CREATE_LINK, KEY_ALL_ACCESS | KEY_CREATE_LINK,
-                              nullptr, &link, nullptr));
-    const std::wstring target = L"\\Registry\\Machine\\Software\\OstrelTestsNoSuchKey";
-    RegSetValueExW(link, L"SymbolicLinkValue", 0, REG_LINK,
-                   reinterpret_cast<const BYTE*>(target.data()),
-                   static_cast<DWORD>(target.size() * sizeof(wchar_t)));
-    RegCloseKey(link);
+    const TestSupport::ScratchUnopenableKey hidden(scratch.Root(), scratch.Child(L"Top\\Below"));
 
     Control control;
     ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
     ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
     EXPECT_EQ(kNotFound, control.DeteleSection());
+    EXPECT_TRUE(log.Contains(L"*** Control::DeteleSection() - cControlForEntry.Open() failed."));
     EXPECT_TRUE(
         log.Contains(L"*** Control::DeteleSection() - Failed to delete all entiries under the "
                      L"section() failed."));
     ASSERT_EQ(kSuccess, control.Close(false));
     EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Top\\Below")));
+}
 
-    // The link goes with its own handle, not through the link.
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(scratch.Root(), scratch.Child(L"Top\\Below\\Link").c_str(),
-                      REG_OPTION_OPEN_LINK, DELETE, &opened) == ERROR_SUCCESS) {
-        RegDeleteKeyW(opened, L"");
-        RegCloseKey(opened);
+// Deleting a section never reaches through a registry link: a link below the section,
+// or the section's own key when it is one, goes itself, and its target keeps its values
+// and sub-keys. The other keys of the section go as usual.
+TEST(Control, DeletesALinkItselfAndNeverItsTarget) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-link");
+    CreateKey(scratch, L"Target\\Sub");
+    CreateKey(scratch, L"Target");
+    CreateKey(scratch, L"Top\\Plain\\Deep");
+    const TestSupport::ScratchRegistryLink below(scratch.Root(), scratch.Child(L"Top\\Plain\\Link"),
+                                                 scratch.Root(), scratch.Child(L"Target"));
+    const TestSupport::ScratchRegistryLink alias(scratch.Root(), scratch.Child(L"Alias"),
+                                                 scratch.Root(), scratch.Child(L"Target"));
+    struct Case {
+        const wchar_t* section;
+        const TestSupport::ScratchRegistryLink& link;
+    };
+    for (const Case& test : {Case{L"Top", below}, Case{L"Alias", alias}}) {
+        Control control;
+        ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
+        ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, test.section));
+        EXPECT_EQ(kSuccess, control.DeteleSection()) << test.section;
+        EXPECT_EQ(kSuccess, control.Close(false));
+        EXPECT_FALSE(test.link.Exists()) << test.section;
+        EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Target"), L"V"))
+            << test.section;
+        EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Target\\Sub"))) << test.section;
     }
+    EXPECT_FALSE(RegKeyExists(scratch.Root(), scratch.Child(L"Top")));
+}
+
+// A section of the 32-bit view is emptied in that view: the 64-bit key of the same path
+// and what is below it stay.
+TEST(Control, TheNestedDeleteKeepsTheSectionsView) {
+    LogCapture log;
+    const ScratchRegistryKey scratch64(L"engine-control-view", HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY);
+    const ScratchRegistryKey scratch32(L"engine-control-view", HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY);
+    const uint32_t value = 1;
+    TestSupport::WriteRegValue(HKEY_LOCAL_MACHINE, scratch32.Child(L"Top\\A32\\Deep"), L"V",
+                               REG_DWORD, &value, sizeof(value), KEY_WOW64_32KEY);
+    TestSupport::WriteRegValue(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), L"V",
+                               REG_DWORD, &value, sizeof(value), KEY_WOW64_64KEY);
+
+    Control control;
+    const uint32_t mode = AccessMode32;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch32), &mode));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
+    EXPECT_EQ(kSuccess, control.DeteleSection());
+    ASSERT_EQ(kSuccess, control.Close(false));
+    EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, scratch32.Child(L"Top"), KEY_WOW64_32KEY));
+    EXPECT_TRUE(
+        RegKeyExists(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), KEY_WOW64_64KEY));
 }
 
 TEST(Control, DocumentRootNumbersBecomePredefinedHandles) {
