@@ -214,7 +214,9 @@ int32_t Control::Open(const uint32_t& openType, const std::wstring& sectionName)
     return OpenEx(openType, sectionName, true);
 }
 
-// A committed close of a store flushes what was written.
+// A committed close of a store flushes what was written. The section is closed whatever
+// the flush gives (a section left open would refuse every later open); a failed flush
+// is still the result.
 int32_t Control::Close(const bool& commit) {
     if (m_pBase == nullptr) {
         ZORV_ERROR(L"*** Control::Close() - this->m_pBase was invalid.");
@@ -225,13 +227,16 @@ int32_t Control::Close(const bool& commit) {
         return kWrongState;
     }
     const bool flush = commit && m_eOpenType == OpenTypeStore;
-    const int32_t hr = Guard(L"Close", nullptr, Absence::Plain, kWrongState,
-                             [&] { return (!flush || m_pBase->Flush()) && m_pBase->Close(); });
+    const int32_t hrFlush = flush ? Guard(L"Close", nullptr, Absence::Plain, kWrongState,
+                                          [&] { return m_pBase->Flush(); })
+                                  : kSuccess;
+    const int32_t hr =
+        Guard(L"Close", nullptr, Absence::Plain, kWrongState, [&] { return m_pBase->Close(); });
     if (hr == kSuccess) {
         m_eOpenType = OpenTypeNone;
         m_SectionName.clear();
     }
-    return hr;
+    return hrFlush != kSuccess ? hrFlush : hr;
 }
 
 int32_t Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const {

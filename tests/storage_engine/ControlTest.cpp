@@ -247,6 +247,27 @@ TEST(Control, TheNestedDeleteKeepsTheSectionsView) {
         RegKeyExists(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), KEY_WOW64_64KEY));
 }
 
+// A flush that fails (the key was deleted behind the section's back) is the close's
+// result, but the section is closed all the same: the next open succeeds.
+TEST(Control, AFailedFlushStillClosesTheSection) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-flush");
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeStore, L"Doomed"));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"V", uint32_t{1}));
+    ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyW(scratch.Root(), scratch.Child(L"Doomed").c_str()));
+    constexpr int32_t kKeyDeleted = static_cast<int32_t>(0x800703FA);
+    EXPECT_EQ(kKeyDeleted, control.Close(true));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::Close() - Got ZorvCommon::Storage::Exception(). [0x000003fa]"));
+
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeStore, L"Again"));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"V", uint32_t{2}));
+    EXPECT_EQ(kSuccess, control.Close(true));
+    EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Again"), L"V"));
+}
+
 TEST(Control, DocumentRootNumbersBecomePredefinedHandles) {
     EXPECT_EQ(HKEY_CLASSES_ROOT, ToRegistryRoot(0x80000000u));
     EXPECT_EQ(HKEY_CURRENT_USER, ToRegistryRoot(0x80000001u));
