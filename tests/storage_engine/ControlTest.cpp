@@ -28,6 +28,18 @@ void CreateKey(const ScratchRegistryKey& scratch, const std::wstring& relative) 
                                sizeof(value));
 }
 
+// Deletes the whole section name through a control over key (accessMode may be null):
+// open for deletion, delete, close. Returns what the delete gave.
+int32_t DeleteSection(const Key& key, const std::wstring& name,
+                      const uint32_t* accessMode = nullptr) {
+    Control control;
+    EXPECT_EQ(kSuccess, control.Initialize(key, accessMode));
+    EXPECT_EQ(kSuccess, control.Open(OpenTypeDelete, name));
+    const int32_t hr = control.DeteleSection();
+    EXPECT_EQ(kSuccess, control.Close(false));
+    return hr;
+}
+
 TEST(Control, GuardsItsStates) {
     LogCapture log;
     ScratchRegistryKey scratch(L"engine-control-state");
@@ -160,14 +172,12 @@ TEST(Control, DeletesNestedKeysDeepestFirst) {
     CreateKey(scratch, L"Top\\A\\A1\\A11");
     CreateKey(scratch, L"Top\\A\\A2");
     CreateKey(scratch, L"Top\\B");
-    Control control;
-    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
-    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
-    EXPECT_EQ(kSuccess, control.DeteleSection());
-    ASSERT_EQ(kSuccess, control.Close(false));
+    EXPECT_EQ(kSuccess, DeleteSection(RegistryKey(scratch), L"Top"));
     EXPECT_FALSE(RegKeyExists(scratch.Root(), scratch.Child(L"Top")));
     EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Path()));
 
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
     std::vector<std::wstring> names;
     EXPECT_EQ(kWrongOpenState, control.EnumSection(names));
     EXPECT_EQ(kNotFound, control.Open(OpenTypeEnum, L"Top"));
@@ -180,16 +190,11 @@ TEST(Control, AFailureBelowKeepsTheSection) {
     ScratchRegistryKey scratch(L"engine-control-keep");
     CreateKey(scratch, L"Top\\Below");
     const TestSupport::ScratchUnopenableKey hidden(scratch.Root(), scratch.Child(L"Top\\Below"));
-
-    Control control;
-    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
-    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
-    EXPECT_EQ(kNotFound, control.DeteleSection());
+    EXPECT_EQ(kNotFound, DeleteSection(RegistryKey(scratch), L"Top"));
     EXPECT_TRUE(log.Contains(L"*** Control::DeteleSection() - cControlForEntry.Open() failed."));
     EXPECT_TRUE(
         log.Contains(L"*** Control::DeteleSection() - Failed to delete all entiries under the "
                      L"section() failed."));
-    ASSERT_EQ(kSuccess, control.Close(false));
     EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Top\\Below")));
 }
 
@@ -211,11 +216,7 @@ TEST(Control, DeletesALinkItselfAndNeverItsTarget) {
         const TestSupport::ScratchRegistryLink& link;
     };
     for (const Case& test : {Case{L"Top", below}, Case{L"Alias", alias}}) {
-        Control control;
-        ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
-        ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, test.section));
-        EXPECT_EQ(kSuccess, control.DeteleSection()) << test.section;
-        EXPECT_EQ(kSuccess, control.Close(false));
+        EXPECT_EQ(kSuccess, DeleteSection(RegistryKey(scratch), test.section)) << test.section;
         EXPECT_FALSE(test.link.Exists()) << test.section;
         EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Target"), L"V"))
             << test.section;
@@ -236,12 +237,8 @@ TEST(Control, TheNestedDeleteKeepsTheSectionsView) {
     TestSupport::WriteRegValue(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), L"V",
                                REG_DWORD, &value, sizeof(value), KEY_WOW64_64KEY);
 
-    Control control;
     const uint32_t mode = AccessMode32;
-    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch32), &mode));
-    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
-    EXPECT_EQ(kSuccess, control.DeteleSection());
-    ASSERT_EQ(kSuccess, control.Close(false));
+    EXPECT_EQ(kSuccess, DeleteSection(RegistryKey(scratch32), L"Top", &mode));
     EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, scratch32.Child(L"Top"), KEY_WOW64_32KEY));
     EXPECT_TRUE(
         RegKeyExists(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), KEY_WOW64_64KEY));
