@@ -307,8 +307,9 @@ TEST(DebugLog, ASquatterOnTheOldMutexNameDoesNotStallTheLog) {
     wchar_t name[64];
     _snwprintf_s(name, _countof(name), _TRUNCATE, L"Local\\ZorvDbg64-%016llx",
                  static_cast<unsigned long long>(hash));
-    const ZorvCommon::UniqueFile squatter(CreateMutexW(nullptr, TRUE, name));
+    const ZorvCommon::UniqueFile squatter(CreateMutexW(nullptr, FALSE, name));
     ASSERT_TRUE(squatter.is_valid());
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(squatter.get(), 0)) << "held by this thread";
 
     std::future<void> lines = std::async(std::launch::async, [] {
         for (int i = 0; i < 3; ++i) {
