@@ -80,6 +80,20 @@ bench_module() {
     wineserver -k
 }
 
+# Rows of a time per unit at several sizes, each against the lowest of them (target: at
+# most 1.2 times it): per_unit_rows LABEL UNIT SIZES SIZE:TIME...; LABEL's %s is the size.
+per_unit_rows() {
+    local label=$1 unit=$2 sizes=$3 pair r lowest
+    shift 3
+    lowest=$(printf '%s\n' "${@#*:}" | sort -g | head -1)
+    for pair in "$@"; do
+        r=$(ratio "${pair#*:}" "$lowest")
+        # shellcheck disable=SC2059  # the label is this script's own format
+        row " $(printf "$label" "${pair%%:*}") " " ${pair#*:} $unit " \
+            " lowest of $sizes: $lowest $unit " " $r " " <= 1.2 " " $(at_most "$r" 1.2) "
+    done
+}
+
 table() {
     row " benchmark " " measured " " baseline, same run " " ratio " " target " " result "
     echo "|---|---:|---:|---:|---|---|"
@@ -104,19 +118,11 @@ table() {
         row " service policy request, 10 MB document " " $(calc "$(v policy_10mb_module_ms)" 0) ms " \
             " XmlLite alone over memory: $(calc "$(v policy_10mb_xmllite_ms)" 0) ms " " $r " " <= 1.25 " \
             " $(at_most "$r" 1.25) "
-        local mb per lowest=""
+        local mb pairs=()
         for mb in 1 10 100; do
-            per=$(calc "$(v policy_${mb}mb_module_ms) / ($(v policy_${mb}mb_bytes) / 1000000)" 1)
-            lowest=$(awk -v a="$per" -v b="$lowest" 'BEGIN { print (b == "" || a < b ? a : b) }')
-            eval "per_$mb=$per"
+            pairs+=("$mb:$(calc "$(v policy_${mb}mb_module_ms) / ($(v policy_${mb}mb_bytes) / 1000000)" 1)")
         done
-        for mb in 1 10 100; do
-            eval "per=\$per_$mb"
-            r=$(ratio "$per" "$lowest")
-            row " service policy request, $mb MB: time per MB " " $per ms/MB " \
-                " lowest of 1/10/100 MB: $lowest ms/MB " " $r " " <= 1.2 " \
-                " $(at_most "$r" 1.2) "
-        done
+        per_unit_rows "service policy request, %s MB: time per MB" "ms/MB" "1/10/100 MB" "${pairs[@]}"
     fi
     if [ -n "$(v requests_module_us)" ]; then
         local r
@@ -145,19 +151,12 @@ table() {
         done
     fi
     if [ -n "$(v badvalue_1m_ms)" ]; then
-        local m per r lowest=""
+        local m pairs=()
         for m in 1 2 4; do
-            per=$(calc "$(v badvalue_${m}m_ms) / $m" 1)
-            lowest=$(awk -v a="$per" -v b="$lowest" 'BEGIN { print (b == "" || a < b ? a : b) }')
-            eval "bad_$m=$per"
+            pairs+=("$m:$(calc "$(v badvalue_${m}m_ms) / $m" 1)")
         done
-        for m in 1 2 4; do
-            eval "per=\$bad_$m"
-            r=$(ratio "$per" "$lowest")
-            row " storage-control request, uint32 value of $m million digits, log at level 256: time per million characters " \
-                " $per ms " " lowest of 1/2/4 million: $lowest ms " " $r " " <= 1.2 " \
-                " $(at_most "$r" 1.2) "
-        done
+        per_unit_rows "storage-control request, uint32 value of %s million digits, log at level 256: time per million characters" \
+            "ms" "1/2/4 million" "${pairs[@]}"
     fi
     if [ -n "$(v memory_100mb_rise_kib)" ]; then
         local big small growth

@@ -5,11 +5,11 @@
 #include <cstdio>
 #include <vector>
 
+#include "BenchChild.h"
 #include "BenchDocuments.h"
 #include "BenchMeasure.h"
 #include "BenchModuleHost.h"
 #include "BenchScratch.h"
-#include "ZorvComn_Handle.h"
 
 namespace Bench {
 
@@ -29,33 +29,11 @@ uint64_t FileSize(const std::wstring& path) {
 
 // Runs this executable as a bad-value child; its milliseconds per request, or -1.
 double ChildMilliseconds(const std::wstring& arguments, const std::wstring& resultPath) {
-    wchar_t self[MAX_PATH];
-    GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::wstring command = L"\"" + std::wstring(self) + L"\" badvalue-child " + arguments;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
-        return -1;
-    }
-    const ZorvCommon::UniqueFile processHandle(process.hProcess);
-    const ZorvCommon::UniqueFile threadHandle(process.hThread);
-    WaitForSingleObject(process.hProcess, INFINITE);
-    DWORD exitCode = 1;
-    GetExitCodeProcess(process.hProcess, &exitCode);
-    char line[256] = {};
-    FILE* result = _wfopen(resultPath.c_str(), L"r");
-    if (result != nullptr) {
-        if (fgets(line, sizeof(line), result) == nullptr) {
-            line[0] = '\0';
-        }
-        fclose(result);
-    }
-    DeleteFileW(resultPath.c_str());
+    std::string line;
+    const DWORD exitCode = RunChild(L"badvalue-child " + arguments, resultPath, line);
     double milliseconds = -1;
-    if (exitCode != 0 || sscanf(line, "ms %lf", &milliseconds) != 1) {
-        fprintf(stderr, "bad-value child (exit code %lu): %s\n", exitCode, line);
+    if (exitCode != 0 || sscanf(line.c_str(), "ms %lf", &milliseconds) != 1) {
+        fprintf(stderr, "bad-value child (exit code %lu): %s\n", exitCode, line.c_str());
         return -1;
     }
     return milliseconds;
