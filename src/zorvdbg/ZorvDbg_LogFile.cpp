@@ -94,23 +94,18 @@ std::wstring DefaultLogFolder() {
     return common.empty() ? common : common + L"\\" + kDefaultFolderName;
 }
 
-std::wstring LogFilePath(const std::wstring& folder, const DebugLogConfig& config,
-                         DWORD processId) {
-    std::wstring path = folder;
-    if (!path.empty() && path.back() != L'\\' && path.back() != L'/') {
-        path.push_back(L'\\');
-    }
-    path += Field(config.LogPrefix, ARRAYSIZE(config.LogPrefix));
+std::wstring LogFileName(const DebugLogConfig& config, DWORD processId) {
+    std::wstring name = Field(config.LogPrefix, ARRAYSIZE(config.LogPrefix));
     const std::wstring file = Field(config.LogFile, ARRAYSIZE(config.LogFile));
-    path += file.empty() ? Field(config.UnitName, ARRAYSIZE(config.UnitName)) : file;
+    name += file.empty() ? Field(config.UnitName, ARRAYSIZE(config.UnitName)) : file;
     if (config.LogProcess != 0) {
-        path += L"_" + std::to_wstring(processId);
+        name += L"_" + std::to_wstring(processId);
     }
     const std::wstring extension = Field(config.LogExtension, ARRAYSIZE(config.LogExtension));
     if (!extension.empty()) {
-        path += L"." + extension;
+        name += L"." + extension;
     }
-    return path;
+    return name;
 }
 
 std::wstring OneLine(const wchar_t* line) {
@@ -133,7 +128,7 @@ std::wstring OneLine(const wchar_t* line) {
 
 LogFile::LogFile(const DebugLogConfig& config)
     : m_Folder(FolderOf(config)),
-      m_Path(LogFilePath(m_Folder, config, GetCurrentProcessId())),
+      m_Name(LogFileName(config, GetCurrentProcessId())),
       m_CreateFolder(Field(config.LogFolder, ARRAYSIZE(config.LogFolder)).empty()),
       m_Robust(config.Robust != 0),
       m_Debugger(config.Debugger != 0) {}
@@ -172,6 +167,10 @@ DWORD LogFile::OpenFolder(ZorvCommon::UniqueFile& folder, PSID processUser) cons
 }
 
 DWORD LogFile::Open() {
+    // The file stays in its folder: no separator, drive or stream colon in its name.
+    if (m_Name.empty() || m_Name.find_first_of(L"\\/:") != std::wstring::npos) {
+        return ERROR_BAD_PATHNAME;
+    }
     std::vector<uint8_t> user = ProcessUserSid();
     if (user.empty()) {
         return ERROR_NO_SUCH_USER;
@@ -185,8 +184,12 @@ DWORD LogFile::Open() {
     // Append access, never write access: every write lands at the current end of the
     // file. Read access is for the append lock. The file itself is opened, never a link's
     // target.
+    std::wstring path = m_Folder;
+    if (path.back() != L'\\' && path.back() != L'/') {
+        path.push_back(L'\\');
+    }
     ZorvCommon::UniqueFile file(CreateFileW(
-        m_Path.c_str(),
+        (path + m_Name).c_str(),
         FILE_APPEND_DATA | FILE_READ_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL | SYNCHRONIZE,
         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
         FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));

@@ -18,9 +18,9 @@ namespace ZorvDbg {
 // application data folder is unknown.
 std::wstring DefaultLogFolder();
 
-// "<folder>\<prefix><file, or the unit name when empty>[_<pid>][.<extension>]"; the
-// folder is LogFolder, or DefaultLogFolder() when that is empty.
-std::wstring LogFilePath(const std::wstring& folder, const DebugLogConfig& config, DWORD processId);
+// "<prefix><file, or the unit name when empty>[_<pid>][.<extension>]", the file's name in
+// its folder: LogFolder, or DefaultLogFolder() when that is empty.
+std::wstring LogFileName(const DebugLogConfig& config, DWORD processId);
 
 // The line as one line of the file: control characters (below U+0020, U+007F, U+0085,
 // U+2028, U+2029) written as "\r", "\n", "\t", "\xHH" or "\uHHHH", so that no text in it
@@ -35,9 +35,10 @@ public:
     LogFile& operator=(const LogFile&) = delete;
 
     // Opens or creates the file for appending; the Win32 error on failure. Refused: a
-    // folder that is not a full path (161), a folder or file that is a reparse point, a
-    // file with several links (5), a folder or file owned by anyone but this process's
-    // user, Local System or the Administrators (1307).
+    // folder that is not a full path, a file name with a separator or colon (161), a
+    // folder that is a file (267), a folder or file that is a reparse point, a file with
+    // several links (5), a folder or file owned by anyone but this process's user, Local
+    // System or the Administrators (1307).
     DWORD Open();
     // Appends one line (see OneLine); the Win32 error on failure.
     DWORD Append(const wchar_t* line);
@@ -46,7 +47,7 @@ private:
     DWORD OpenFolder(ZorvCommon::UniqueFile& folder, PSID processUser) const;
 
     std::wstring m_Folder;
-    std::wstring m_Path;
+    std::wstring m_Name;
     bool m_CreateFolder;  // the default folder, made with the library's access list
     bool m_Robust;        // flush every line to disk
     bool m_Debugger;      // also send every line to the debugger

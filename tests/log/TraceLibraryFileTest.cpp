@@ -175,6 +175,9 @@ TEST(TraceLibraryFiles, OpenRefusesRelativeFoldersNonFoldersAndLinkedFiles) {
         {folder.File(L"not-a-folder"), L"fresh", ERROR_DIRECTORY},
         {folder.File(L"missing"), L"fresh", ERROR_FILE_NOT_FOUND},
         {folder.Path(), L"linked", ERROR_ACCESS_DENIED},
+        {folder.Path(), L"..\\escaped", ERROR_BAD_PATHNAME},
+        {folder.Path(), L"sub/escaped", ERROR_BAD_PATHNAME},
+        {folder.Path(), L"fresh:stream", ERROR_BAD_PATHNAME},
     };
     for (const auto& testCase : cases) {
         ZorvDbg::LogFile file(Config(testCase.folder, testCase.file));

@@ -19,17 +19,20 @@ std::wstring StandIn(const wchar_t* build) {
     return TestSupport::ExecutableFolder() + build + L"\\ZorvDbg64.dll";
 }
 
-// Runs trace_exit_child over the module in folder (no final backslash); its exit code, or
-// WAIT_TIMEOUT when it had not ended within a minute (it is then ended here).
-DWORD RunExitChild(const std::wstring& folder, const wchar_t* mode) {
+// Runs trace_exit_child over the module in folder (no final backslash), in the current
+// folder given (this process's when empty); its exit code, or WAIT_TIMEOUT when it had not
+// ended within a minute (it is then ended here).
+DWORD RunExitChild(const std::wstring& folder, const wchar_t* mode,
+                   const std::wstring& currentFolder = std::wstring()) {
     std::wstring command =
         TestSupport::Quoted(TestSupport::ExecutableFolder() + L"trace_exit_child.exe") + L" " +
         TestSupport::Quoted(folder) + L" " + mode;
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
+    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr,
+                        currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup,
+                        &process)) {
         return GetLastError();
     }
     const ZorvCommon::UniqueFile processHandle(process.hProcess);
@@ -147,18 +150,16 @@ TEST_F(TraceLibraryTest, LoadedLibrariesTakeTheirImportsFromTheirOwnFolderOrTheS
         TestSupport::RunProgram(host.File(L"ostrel-host.exe"), L"services", current.Path());
     EXPECT_NE(std::string::npos, refused.Output.find("cannot load")) << refused.Output;
 
-    // The module: its log starts only when the trace library loads.
+    // The module, in a process of its own (Wine keeps a library whose import was missing
+    // mapped until its process ends): its log starts only when the trace library loads.
     CopyModule();
     ASSERT_TRUE(CopyFileW(StandIn(L"trace-library-importing").c_str(),
                           m_Copy.File(L"ZorvDbg64.dll").c_str(), FALSE));
-    wchar_t previous[MAX_PATH];
-    GetCurrentDirectoryW(MAX_PATH, previous);
-    ASSERT_TRUE(SetCurrentDirectoryW(current.Path().c_str()));
     {
-        ModuleUnderTest copy(0x111, m_Copy.Path() + L"\\");
-        EXPECT_FALSE(copy.Log().Contains(L"was loaded as process attach."));
+        TestSupport::LogCapture log(0x111, false);
+        ASSERT_EQ(0u, RunExitChild(m_Copy.Path(), L"quiet", current.Path()));
+        EXPECT_FALSE(log.Contains(L"was loaded as process attach."));
     }
-    SetCurrentDirectoryW(previous);
 
     // Beside the library, the import is found.
     ASSERT_TRUE(CopyFileW(import.c_str(), host.File(L"ZorvDbgImport.dll").c_str(), FALSE));
@@ -167,8 +168,9 @@ TEST_F(TraceLibraryTest, LoadedLibrariesTakeTheirImportsFromTheirOwnFolderOrTheS
     EXPECT_NE(std::string::npos, loaded.Output.find("lacks one of its four exports"))
         << loaded.Output;
     ASSERT_TRUE(CopyFileW(import.c_str(), m_Copy.File(L"ZorvDbgImport.dll").c_str(), FALSE));
-    ModuleUnderTest copy(0x111, m_Copy.Path() + L"\\");
-    EXPECT_TRUE(copy.Log().Contains(L"was loaded as process attach."));
+    TestSupport::LogCapture log(0x111, false);
+    ASSERT_EQ(0u, RunExitChild(m_Copy.Path(), L"quiet", current.Path()));
+    EXPECT_TRUE(log.Contains(L"was loaded as process attach."));
 }
 
 }  // namespace
