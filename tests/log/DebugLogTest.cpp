@@ -341,7 +341,7 @@ TEST(DebugLog, ProcessIdInTheFileNameAndUtf8Text) {
 }
 
 // Two processes and two threads of this one append long lines to one file at the same
-// time, with no lock between them: every line arrives whole, none is lost.
+// time, with no named mutex: every line arrives whole, none is lost.
 TEST(DebugLog, ConcurrentWritersLoseNoLines) {
     constexpr int kLinesPerWriter = 300;
     constexpr int kPadding = 3000;
