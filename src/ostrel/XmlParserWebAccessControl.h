@@ -66,6 +66,7 @@ private:
     HRESULT ParseTarget(Target& target);
     // 0 when the platform matches, 0x00040202 when it does not.
     HRESULT CheckParameter(const Target& target);
+    HRESULT MatchPlatform(const std::wstring& platform) const;
     HRESULT ParseWebApplicationProcess(SrvFrwk::Interface::WebApplication& application);
     HRESULT ParseWebApplicationFileName(SrvFrwk::Interface::WebApplication& application);
     HRESULT ParseWebAccessControls();

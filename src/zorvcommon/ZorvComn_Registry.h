@@ -54,8 +54,7 @@ private:
     bool OpenWith(const Key& key, const std::wstring& name, REGSAM access);
     bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
-               const wchar_t* method);
+    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
     void RequireOpen() const;
 
