@@ -285,12 +285,37 @@ void CommandWithSectionFlag::Copy(const CommandWithSectionFlag& source) {
     m_SectionFlag = source.m_SectionFlag;
 }
 
-int32_t CommandBase::Invoke() {
-    return WalkAll(
+int32_t CommandBase::Invoke(const StoreFactory& stores, IRunObserver* pObserver) {
+    m_pStores = &stores;
+    m_pObserver = pObserver;
+    const int32_t hr = WalkAll(
         m_Sections.size(), [this](size_t index) { return m_Sections[index].get(); },
         L"*** CommandBase::Invoke() - (*pISectionPointer) was invalid.",
         L"*** CommandBase::Invoke() - (*pISectionPointer)->Accept() failed. [0x%08x]",
-        [this](ISection* pSection) { return pSection->Accept(this); });
+        [this](ISection* pSection) {
+            if (m_pObserver != nullptr) {
+                m_pObserver->OnVisit(*this, *pSection);
+            }
+            const int32_t hrVisit = pSection->Accept(this);
+            if (m_pObserver != nullptr) {
+                m_pObserver->OnVisitEnd(hrVisit);
+            }
+            return hrVisit;
+        });
+    m_pStores = &RealStores();
+    m_pObserver = nullptr;
+    return hr;
+}
+
+template <typename Operation>
+int32_t CommandBase::Observed(const IEntry* pEntry, Operation operation) {
+    if (m_pObserver == nullptr) {
+        return operation();
+    }
+    m_pObserver->OnOperation(pEntry);
+    const int32_t hr = operation();
+    m_pObserver->OnOperationEnd(hr);
+    return hr;
 }
 
 int32_t CommandBase::Visit(SectionIniFile* pSection) {
@@ -338,7 +363,7 @@ int32_t CommandBase::InitializeControl(SectionRegistry* pSection) {
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry,
                                        pSection->GetRoot(), pSection->GetBaseSubKey());
     const uint32_t accessMode = pSection->GetAccessMode();
-    const int32_t hr = m_Control.Initialize(key, &accessMode);
+    const int32_t hr = m_Control.Initialize(key, &accessMode, *m_pStores);
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandBase::InitializeControl() - this->m_Control.Initialize() failed. "
@@ -355,7 +380,7 @@ int32_t CommandBase::InitializeControl(SectionIniFile* pSection) {
     }
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeIniFile,
                                        pSection->GetFilePath(), pSection->GetSectionName());
-    const int32_t hr = m_Control.Initialize(key, nullptr);
+    const int32_t hr = m_Control.Initialize(key, nullptr, *m_pStores);
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandBase::InitializeControl() - this->m_Control.Initialize() failed. "
@@ -387,7 +412,7 @@ int32_t CommandBase::OnVisit(ISection* pSection) {
         pSection->GetEntryCount(), [pSection](size_t index) { return pSection->GetEntry(index); },
         L"*** CommandBase::OnVisit() - (*pIEntryPointer) was invalid.",
         L"*** CommandBase::OnVisit() - (*pIEntryPointer)->Accept() failed. [0x%08x]",
-        [this](IEntry* pEntry) { return pEntry->Accept(this); });
+        [this](IEntry* pEntry) { return Observed(pEntry, [&] { return pEntry->Accept(this); }); });
 }
 
 // Opens the entry's section for the transfer, moves the value, and closes the section
@@ -482,17 +507,20 @@ int32_t CommandCreate::OnSection(SectionIniFile* pSection) {
 int32_t CommandCreate::CreateSection(ISection* pSection, bool defaultAccess,
                                      const wchar_t* openFailed, const wchar_t* walkFailed) {
     if (m_SectionFlag) {
-        const std::wstring name = NameOf(*pSection);
-        int32_t hr = m_Control.OpenEx(OpenTypeStore, name, defaultAccess);
-        if (hr < 0) {
-            ZORV_ERROR(openFailed, hr, name.c_str(), pSection->GetAccessRight());
-        } else {
+        Observed(nullptr, [&] {
+            const std::wstring name = NameOf(*pSection);
+            int32_t hr = m_Control.OpenEx(OpenTypeStore, name, defaultAccess);
+            if (hr < 0) {
+                ZORV_ERROR(openFailed, hr, name.c_str(), pSection->GetAccessRight());
+                return hr;
+            }
             hr = m_Control.Close(true);
             if (hr < 0) {
                 ZORV_ERROR(
                     L"*** CommandCreate::OnVisit() - this->m_Control.Close() failed. [0x%08x]", hr);
             }
-        }
+            return hr;
+        });
     }
     const int32_t hr = CommandBase::OnVisit(pSection);
     if (hr < 0) {
@@ -634,7 +662,7 @@ int32_t CommandDelete::OnSection(ISection* pSection) {
         return hr;
     }
     if (m_SectionFlag) {
-        hr = m_Control.DeteleSection();
+        hr = Observed(nullptr, [this] { return m_Control.DeteleSection(); });
         if (hr < 0) {
             ZORV_ERROR(
                 L"*** CommandDelete::OnVisit() - this->m_Control.DeteleSection() failed. "
@@ -698,13 +726,13 @@ CommandBase* CreateVisitor(uint32_t visitorType) {
 
 // ---- CommandChain ----
 
-int32_t CommandChain::Invoke() {
+int32_t CommandChain::Invoke(const StoreFactory& stores, IRunObserver* pObserver) {
     ZORV_TRACE(L"[Enter] CommandChain::Invoke()...");
     const int32_t hr = WalkAll(
         m_Commands.size(), [this](size_t index) { return m_Commands[index].get(); },
         L"*** CommandChain::Invoke() - (*pICommandPointer) was invalid.",
         L"*** CommandChain::Invoke() - (*pICommandPointer)->Invoke() failed. [0x%08x]",
-        [](ICommand* pCommand) { return pCommand->Invoke(); });
+        [&](ICommand* pCommand) { return pCommand->Invoke(stores, pObserver); });
     ZORV_TRACE(L"[Leave] CommandChain::Invoke()...");
     return hr;
 }

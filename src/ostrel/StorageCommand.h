@@ -265,9 +265,26 @@ private:
 
 // ---- Commands ----
 
+class ICommand;
+
+// What a dry run hears of a command run, in order: each visit of a command to a section
+// and, within it, each operation: an entry, or (pEntry null) the command's act on the
+// whole section. hr is what the operation, resp. the visit, gave.
+class IRunObserver {
+public:
+    virtual ~IRunObserver() = default;
+    virtual void OnVisit(const ICommand& command, const ISection& section) = 0;
+    virtual void OnOperation(const IEntry* pEntry) = 0;
+    virtual void OnOperationEnd(int32_t hr) = 0;
+    virtual void OnVisitEnd(int32_t hr) = 0;
+};
+
 class ICommand {
 public:
-    virtual int32_t Invoke() = 0;
+    // Runs against the real registry and INI files.
+    int32_t Invoke() { return Invoke(RealStores(), nullptr); }
+    // Runs against the stores the factory gives; pObserver may be null.
+    virtual int32_t Invoke(const StoreFactory& stores, IRunObserver* pObserver) = 0;
     // A deep copy; null when that fails.
     virtual ICommand* Clone() const = 0;
     virtual void Release() { delete this; }
@@ -277,7 +294,8 @@ public:
 // Visits every section it owns with a control initialised for that section alone.
 class CommandBase : public IVisitor, public ICommand {
 public:
-    int32_t Invoke() override;
+    using ICommand::Invoke;
+    int32_t Invoke(const StoreFactory& stores, IRunObserver* pObserver) override;
     int32_t Visit(SectionIniFile* pSection) override;
     int32_t Visit(SectionRegistry* pSection) override;
     // Only a delete acts on a bare name.
@@ -307,6 +325,9 @@ protected:
     int32_t StoreEntry(TEntry* pEntry);
     // Opens the section, walks its entries and closes it (with commit).
     int32_t OpenWalkClose(ISection* pSection, const SectionPass& pass);
+    // Runs one operation (see IRunObserver) and tells the observer.
+    template <typename Operation>
+    int32_t Observed(const IEntry* pEntry, Operation operation);
 
     Control m_Control;
 
@@ -321,6 +342,9 @@ private:
     int32_t VisitSection(TSection* pSection);
 
     std::vector<std::unique_ptr<ISection>> m_Sections;
+    // While Invoke runs: where the control's stores come from, and who hears of it.
+    const StoreFactory* m_pStores = &RealStores();
+    IRunObserver* m_pObserver = nullptr;
 };
 
 // A create or delete that can act on the whole section as well as on its entries.
@@ -445,7 +469,8 @@ public:
     CommandChain(const CommandChain&) = delete;
     CommandChain& operator=(const CommandChain&) = delete;
 
-    int32_t Invoke() override;
+    using ICommand::Invoke;
+    int32_t Invoke(const StoreFactory& stores, IRunObserver* pObserver) override;
     ICommand* Clone() const override;
 
     // Takes ownership; null is kept as a hole that Invoke reports.

@@ -92,11 +92,26 @@ HKEY ToRegistryRoot(uint64_t value) {
     return reinterpret_cast<HKEY>(static_cast<uintptr_t>(value));
 }
 
+std::unique_ptr<ZorvCommon::Storage::RegistryBase> StoreFactory::NewRegistry(uint32_t view) const {
+    return std::unique_ptr<ZorvCommon::Storage::RegistryBase>(
+        new (std::nothrow) ZorvCommon::Storage::Registry(view));
+}
+
+std::unique_ptr<Base> StoreFactory::NewIniFile() const {
+    return std::unique_ptr<Base>(new (std::nothrow) ZorvCommon::Storage::IniFile());
+}
+
+const StoreFactory& RealStores() {
+    static const StoreFactory stores;
+    return stores;
+}
+
 Control::~Control() {
     Uninitialize();
 }
 
-int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
+int32_t Control::Initialize(const Key& key, const uint32_t* accessMode,
+                            const StoreFactory& stores) {
     if (m_pBase != nullptr || m_pKey != nullptr) {
         ZORV_ERROR(
             L"*** Control::Initialize() - this->m_pStorage or this->m_pKey has been already "
@@ -127,12 +142,17 @@ int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
                         Key(ZorvCommon::Storage::StorageTypeRegistry,
                             ToRegistryRoot(reinterpret_cast<uintptr_t>(key.m_Root)), key.m_SubKey));
     std::unique_ptr<Base> pBase;
+    ZorvCommon::Storage::RegistryBase* pRegistry = nullptr;
     if (pKey == nullptr) {
         ZORV_ERROR(L"*** Control::Initialize() - pKey was invalid.");
     } else {
-        pBase.reset(isIniFile
-                        ? static_cast<Base*>(new (std::nothrow) ZorvCommon::Storage::IniFile())
-                        : new (std::nothrow) ZorvCommon::Storage::Registry(mode));
+        if (isIniFile) {
+            pBase = stores.NewIniFile();
+        } else {
+            std::unique_ptr<ZorvCommon::Storage::RegistryBase> pNew = stores.NewRegistry(mode);
+            pRegistry = pNew.get();
+            pBase = std::move(pNew);
+        }
         if (pBase == nullptr) {
             ZORV_ERROR(L"*** Control::Initialize() - pBase was invalid.");
         }
@@ -144,6 +164,7 @@ int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
     }
     m_pKey = std::move(pKey);
     m_pBase = std::move(pBase);
+    m_pRegistry = pRegistry;
     m_AccessMode = mode;
     m_eOpenType = OpenTypeNone;
     return kSuccess;
@@ -154,6 +175,7 @@ int32_t Control::Uninitialize() {
     m_eOpenType = OpenTypeNone;
     m_SectionName.clear();
     m_pKey.reset();
+    m_pRegistry = nullptr;
     m_pBase.reset();
     m_AccessMode = AccessModeDefault;
     return hr < 0 ? hr : kSuccess;
@@ -306,7 +328,7 @@ int32_t Control::QueryValue(const std::wstring& name, uint64_t& value) {
         return hr;
     }
     return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
-        value = static_cast<ZorvCommon::Storage::Registry&>(*m_pBase).QueryUint64(name);
+        value = m_pRegistry->QueryUint64(name);
         return true;
     });
 }
@@ -389,24 +411,26 @@ int32_t Control::DeteleSection() {
 // key, when it is a link) is deleted itself and its target is left alone. The
 // section's registry view applies to every key of the walk.
 int32_t Control::DeleteRegistrySection() {
-    ZorvCommon::Storage::Registry section(m_AccessMode);
-    const int32_t hr = Guard(L"OpenEx", &m_SectionName, Absence::Failure, kNotSupported,
-                             [&] { return section.OpenNodeForDelete(*m_pKey, m_SectionName); });
+    std::unique_ptr<ZorvCommon::Storage::RegistryBase> section;
+    const int32_t hr = Guard(L"OpenEx", &m_SectionName, Absence::Failure, kNotSupported, [&] {
+        section = m_pRegistry->OpenNode(*m_pKey, m_SectionName);
+        return true;
+    });
     if (hr < 0) {
         ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
         return hr;
     }
-    const int32_t hrSubSections = DeleteSubSections(section, m_SectionName);
+    const int32_t hrSubSections = DeleteSubSections(*section, m_SectionName);
     if (hrSubSections < 0) {
         return hrSubSections;
     }
     return Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
-                 [&] { return section.DeleteOpenKey(); });
+                 [&] { return section->DeleteOpenKey(); });
 }
 
 // Deletes every sub-key of the key open in parent (named sectionName in the log). The
 // first failure stops the walk and keeps parent's key.
-int32_t Control::DeleteSubSections(ZorvCommon::Storage::Registry& parent,
+int32_t Control::DeleteSubSections(ZorvCommon::Storage::RegistryBase& parent,
                                    const std::wstring& sectionName) {
     std::vector<std::wstring> names;
     int32_t hr = Guard(L"EnumSection", nullptr, Absence::Accepted, kWrongState,
@@ -420,17 +444,19 @@ int32_t Control::DeleteSubSections(ZorvCommon::Storage::Registry& parent,
     ZorvCommon::String::AppendBackslash(prefix);
     for (const std::wstring& name : names) {
         const std::wstring childName = prefix + name;
-        ZorvCommon::Storage::Registry child(m_AccessMode);
-        hr = Guard(L"OpenEx", &childName, Absence::Failure, kNotSupported,
-                   [&] { return child.OpenNodeForDelete(parent, name); });
+        std::unique_ptr<ZorvCommon::Storage::RegistryBase> child;
+        hr = Guard(L"OpenEx", &childName, Absence::Failure, kNotSupported, [&] {
+            child = parent.OpenSubNode(name);
+            return true;
+        });
         if (hr < 0) {
             ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
             break;
         }
-        hr = DeleteSubSections(child, childName);
+        hr = DeleteSubSections(*child, childName);
         if (hr >= 0) {
             hr = Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
-                       [&] { return child.DeleteOpenKey(); });
+                       [&] { return child->DeleteOpenKey(); });
         }
         if (hr < 0) {
             ZORV_ERROR(

@@ -39,6 +39,19 @@ enum AccessMode : uint32_t {
 // value is taken as a handle as it stands.
 HKEY ToRegistryRoot(uint64_t value);
 
+// Where a control gets its backend: the real registry and INI files, unless a dry run
+// hands the commands a picture of them. A factory may serve several controls at once.
+class StoreFactory {
+public:
+    virtual ~StoreFactory() = default;
+    // A new store, or null when there is no memory.
+    virtual std::unique_ptr<ZorvCommon::Storage::RegistryBase> NewRegistry(uint32_t view) const;
+    virtual std::unique_ptr<ZorvCommon::Storage::Base> NewIniFile() const;
+};
+
+// The real registry and INI files.
+const StoreFactory& RealStores();
+
 class Control {
 public:
     Control() = default;
@@ -46,10 +59,11 @@ public:
     Control(const Control&) = delete;
     Control& operator=(const Control&) = delete;
 
-    // Access types 0 and 4 build a registry backend, 1 an INI-file backend. accessMode
-    // (registry only) may be null, meaning the default view.
+    // Access types 0 and 4 build a registry backend, 1 an INI-file backend, each from
+    // stores. accessMode (registry only) may be null, meaning the default view.
     [[nodiscard]] int32_t Initialize(const ZorvCommon::Storage::Key& key,
-                                     const uint32_t* accessMode);
+                                     const uint32_t* accessMode,
+                                     const StoreFactory& stores = RealStores());
     // Closes an open section (without commit) and releases the backend.
     int32_t Uninitialize();
     bool IsInitialized() const { return m_pBase != nullptr && m_pKey != nullptr; }
@@ -84,10 +98,11 @@ private:
     int32_t CheckRegistry(const wchar_t* method) const;
     bool IsRegistry() const;
     int32_t DeleteRegistrySection();
-    int32_t DeleteSubSections(ZorvCommon::Storage::Registry& parent,
+    int32_t DeleteSubSections(ZorvCommon::Storage::RegistryBase& parent,
                               const std::wstring& sectionName);
 
     std::unique_ptr<ZorvCommon::Storage::Base> m_pBase;
+    ZorvCommon::Storage::RegistryBase* m_pRegistry = nullptr;  // m_pBase, when a registry
     std::unique_ptr<ZorvCommon::Storage::Key> m_pKey;
     uint32_t m_AccessMode = AccessModeDefault;
     uint32_t m_eOpenType = OpenTypeNone;

@@ -19,7 +19,8 @@ public:
     bool OpenForEnum(const Key& key, const std::wstring& name) override;  // not supported
     bool Close() override;
     bool Flush() override;
-    bool QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) override;  // not supported
+    bool QueryBinary(const std::wstring& name, ByteArray& value,
+                     uint32_t* error) override;                             // not supported
     bool QueryBinary(const std::wstring& name, ByteArray& value) override;  // not supported
     // Returns the default as it stands, without reading the file (kept so on purpose).
     std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue,
@@ -28,7 +29,8 @@ public:
     // Returns the default as it stands, without reading the file (kept so on purpose).
     uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue, uint32_t* error) override;
     uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue) override;
-    bool SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) override;  // not supported
+    bool SetBinary(const std::wstring& name, const uint8_t* bytes,
+                   uint32_t length) override;  // not supported
     bool SetString(const std::wstring& name, const std::wstring& text) override;
     bool SetUint64(const std::wstring& name, uint64_t value) override;  // not supported
     bool SetUint32(const std::wstring& name, uint32_t value) override;
@@ -37,6 +39,9 @@ public:
     bool DeleteValue(const std::wstring& name) override;
     bool EnumKeys(std::vector<std::wstring>& names) override;  // not supported
     bool EnumValues(std::vector<std::wstring>& names) override;
+
+    // The section open now.
+    const std::wstring& GetSection() const { return m_Section; }
 
 private:
     bool Select(const Key& key, const std::wstring& name);

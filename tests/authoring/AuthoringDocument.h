@@ -2,7 +2,10 @@
 // What the authoring suites share: documents written into a scratch folder, xentool
 // runs, and where a text stands in a document.
 
+#include <windows.h>
+
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -24,6 +27,10 @@ std::string Where(const std::string& document, const std::string& marker);
 
 // The lines of text that contain fragment.
 std::vector<std::string> LinesWith(const std::string& text, const std::string& fragment);
+
+// Every key and value below path as "subkey|name" -> bytes and type.
+using RegistrySnapshot = std::map<std::wstring, std::vector<uint8_t>>;
+void SnapshotRegistry(HKEY root, const std::wstring& path, RegistrySnapshot& snapshot);
 
 // examples\profiles\NAME next to the build's examples (copied there by the test's build).
 std::wstring ProfilePath(const std::wstring& name);

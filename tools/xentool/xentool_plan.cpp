@@ -2,17 +2,16 @@
 
 #include <windows.h>
 
-#include <cstdio>
-#include <string>
+#include <algorithm>
 
-#include "StorageCommand.h"
+#include "OstrelResult.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_CryptDocument.h"
+#include "ZorvComn_Exception.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_json.h"
+#include "xentool_plan_output.h"
 #include "xentool_profile.h"
 #include "xentool_usage.h"
-#include "xentool_whatif.h"
 
 namespace Xentool {
 
@@ -25,35 +24,12 @@ using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
 
-void PrintLine(const std::wstring& text) {
-    fwprintf(stdout, L"%ls\n", text.c_str());
-}
-
 struct PlanOptions {
     std::wstring Document;
     std::wstring Assign;
     std::wstring Profile;
     bool ReadCurrent = false;  // this machine's values, also with a profile
     bool Json = false;
-};
-
-// What the reader decided about one Control element.
-struct EntryRecord {
-    Target Targeting;
-    TargetVerdict Verdict = TargetVerdict::Targeted;
-    bool Kept = false;
-    DocumentEntry Entry;
-};
-
-// One Registry or IniFile element, from its targeting to the section it became.
-struct SectionRecord {
-    std::wstring ElementName;
-    bool Decided = false;  // false when it failed before its targeting was decided
-    Target Targeting;
-    TargetVerdict Verdict = TargetVerdict::Targeted;
-    std::vector<EntryRecord> Entries;
-    std::wstring Section;  // the section built, or empty
-    HRESULT Result = S_OK;
 };
 
 // Collects the reader's decisions in document order.
@@ -110,197 +86,179 @@ private:
     bool m_Open = false;
 };
 
-struct TargetAttribute {
-    const wchar_t* Name;
-    std::wstring Target::*Field;
-};
+// ---- What the dry run saw, in words ------------------------------------------------
 
-const TargetAttribute kTargetAttributes[] = {
-    {L"platform", &Target::Platform},     {L"language", &Target::Language},
-    {L"product", &Target::Product},       {L"minversion", &Target::MinVersion},
-    {L"maxversion", &Target::MaxVersion}, {L"assign", &Target::Assign}};
-
-// ---- Text --------------------------------------------------------------------------
-
-std::wstring DescribeTarget(const Target& target) {
-    std::wstring text;
-    for (const TargetAttribute& attribute : kTargetAttributes) {
-        const std::wstring& value = target.*attribute.Field;
-        if (!value.empty()) {
-            text += (text.empty() ? L" [" : L" ") + std::wstring(attribute.Name) + L"=" + value;
-        }
+const wchar_t* FailureReason(const Operation& operation) {
+    using Ostrel::Storage::ValueTypeBinary;
+    const int32_t hr = operation.Result;
+    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_INVALID_DATA)) {
+        return L"the stored value has another type";
     }
-    return text.empty() ? text : text + L"]";
-}
-
-std::wstring DescribeVerdict(TargetVerdict verdict) {
-    return verdict == TargetVerdict::Targeted
-               ? std::wstring(L"kept")
-               : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")";
-}
-
-std::wstring DescribeEntry(const EntryRecord& record) {
-    std::wstring text = L"  Control";
-    if (record.Kept) {
-        const DocumentEntry& entry = record.Entry;
-        text += std::wstring(L" ") + CommandName(entry.CommandType) + L" " +
-                (entry.Name.empty() ? L"(the section itself)" : entry.Name);
-        if (entry.ValueType != Ostrel::Storage::ValueTypeName || !entry.Value.empty()) {
-            text +=
-                std::wstring(L" ") + ValueTypeName(entry.ValueType) + L" \"" + entry.Value + L"\"";
-        }
-        if (entry.Overwrite) {
-            text += L" overwrite";
-        }
+    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_KEY_DELETED)) {
+        return L"the key is gone";
     }
-    return text + DescribeTarget(record.Targeting) + L": " + DescribeVerdict(record.Verdict);
+    if (operation.IniFile && operation.ValueType == ValueTypeBinary) {
+        return L"INI files hold no binary values";
+    }
+    if (operation.IniFile && operation.ValueType == Ostrel::Storage::ValueTypeUint64) {
+        return L"INI files hold no uint64 values";
+    }
+    if (hr == Ostrel::kNotFound) {
+        return operation.ValueType == ValueTypeBinary &&
+                       operation.CommandType != Ostrel::Storage::VisitorTypeDelete
+                   ? L"the binary value does not exist"
+                   : L"the key does not exist";
+    }
+    if (hr == Ostrel::kWrongOpenState) {
+        return L"the section could not be opened";
+    }
+    return nullptr;
 }
 
-std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& source) {
-    const ZorvCommon::Platform::VersionRecord& version = system.Version;
-    return L"system: " + source + L": platform " + std::to_wstring(version.PlatformId) +
-           L", version " + std::to_wstring(version.Major) + L"." + std::to_wstring(version.Minor) +
-           L" build " + std::to_wstring(version.Build) + L", product type " +
-           std::to_wstring(version.ProductType) + L", service pack " +
-           std::to_wstring(version.ServicePackMajor) +
-           (system.Is64bit ? L", 64-bit" : L", 32-bit") + L", language " +
-           Hex32(system.LanguageCode) + L", product version " +
-           (system.ProductVersion.empty() ? L"(none)" : system.ProductVersion);
-}
-
-void PrintSections(const PlanReport& report) {
-    for (const SectionRecord& record : report.Sections()) {
-        if (!record.Decided) {
-            PrintLine(record.ElementName + L": failed " + Hex32(record.Result));
-            continue;
+std::wstring EffectOf(const Operation& operation) {
+    using namespace Ostrel::Storage;
+    if (operation.Result < 0) {
+        if (!operation.Name.empty() && operation.ValueType == Ostrel::Storage::ValueTypeName &&
+            operation.CommandType != VisitorTypeDelete) {
+            return L"fails: a bare name is taken by a delete only";
         }
-        PrintLine(record.ElementName + DescribeTarget(record.Targeting) + L": " +
-                  DescribeVerdict(record.Verdict));
-        for (const EntryRecord& entry : record.Entries) {
-            PrintLine(DescribeEntry(entry));
+        const wchar_t* reason = FailureReason(operation);
+        return L"fails " + Hex32(static_cast<uint32_t>(operation.Result)) +
+               (reason != nullptr ? L": " + std::wstring(reason) : std::wstring());
+    }
+    if (operation.Name.empty()) {
+        if (operation.CommandType == VisitorTypeDelete) {
+            return operation.IniFile ? L"removes the section with its values"
+                                     : L"removes the key and the keys below it";
         }
-        if (record.Section.empty() && SUCCEEDED(record.Result)) {
-            continue;  // skipped by its targeting, already said
-        }
-        std::wstring text =
-            L"  => " + (record.Section.empty() ? record.ElementName : record.Section);
-        if (FAILED(record.Result)) {
-            text += L": failed " + Hex32(record.Result);
-        } else if (record.Result == Ostrel::kElementSkipped) {
-            text += L": skipped (no entries)";
-        } else {
-            text += L": section built";
-        }
-        PrintLine(text);
+        return operation.IniFile      ? L"nothing: an INI section appears with its first value"
+               : operation.KeyCreated ? L"creates the key"
+                                      : L"unchanged: the key exists";
+    }
+    if (operation.Written) {
+        return operation.KeyCreated ? L"written (creates the key)" : L"written";
+    }
+    switch (operation.CommandType) {
+        case VisitorTypeQuery:
+            return L"read";
+        case VisitorTypeDelete:
+            return operation.Now != operation.After ? L"removed" : L"nothing to remove";
+        default:
+            return operation.IniFile ? L"unchanged: an INI section always counts as existing"
+                                     : L"unchanged: the key exists";
     }
 }
 
-void PrintOperations(size_t commandCount, const WhatIf& whatIf) {
-    PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
-    for (const Operation& operation : whatIf.Operations) {
-        std::wstring text = L"  " + std::to_wstring(operation.CommandNumber) + L". " +
-                            CommandName(operation.CommandType) + L" " + operation.Place;
-        if (operation.Name.empty()) {
-            text += L" (the section itself)";
-        } else {
-            text += L" " + operation.Name;
-            if (operation.ValueType != Ostrel::Storage::ValueTypeName) {
-                text +=
-                    L" = " + operation.Value + L" (" + ValueTypeName(operation.ValueType) + L")";
+}  // namespace
+
+// ---- The dry run -------------------------------------------------------------------
+
+int32_t DryRun::Run(CommandChain& chain) {
+    m_pChain = &chain;
+    const int32_t hr = chain.Invoke(m_Picture, this);
+    m_pChain = nullptr;
+    return hr;
+}
+
+void DryRun::OnVisit(const Ostrel::Storage::ICommand& command, const ISection& section) {
+    m_Visit = Operation();
+    for (size_t index = 0; index < m_pChain->GetCount(); ++index) {
+        if (m_pChain->GetCommand(index) == &command) {
+            m_Visit.CommandNumber = index + 1;
+        }
+    }
+    const auto* pVisitor = dynamic_cast<const Ostrel::Storage::IVisitor*>(&command);
+    const auto* pFlagged = dynamic_cast<const Ostrel::Storage::CommandWithSectionFlag*>(&command);
+    m_Visit.CommandType = pVisitor != nullptr ? pVisitor->GetType() : 0;
+    m_Visit.Section = DescribeSection(section);
+    m_Visit.IniFile = section.GetType() == Ostrel::Storage::SectionTypeIniFile;
+    m_pSection = &section;
+    m_SectionFlag = pFlagged != nullptr && pFlagged->GetSectionFlag();
+    m_Reached.clear();
+}
+
+Operation& DryRun::Begin(const Ostrel::Storage::IEntry* pEntry) {
+    m_Reached.insert(pEntry);
+    m_Operations.push_back(m_Visit);
+    Operation& operation = m_Operations.back();
+    if (pEntry != nullptr) {
+        pEntry->GetName(operation.Name);
+        operation.ValueType = pEntry->GetType();
+        operation.Value = DescribeEntryValue(*pEntry);
+    }
+    operation.Now =
+        operation.Placed ? m_Picture.Describe(operation.Place, operation.Name) : L"(not read)";
+    return operation;
+}
+
+void DryRun::Finish(Operation& operation, int32_t hr) {
+    operation.Result = hr;
+    operation.After =
+        operation.Placed ? m_Picture.Describe(operation.Place, operation.Name) : operation.Now;
+    std::sort(operation.Removed.begin(), operation.Removed.end());
+    operation.Effect = EffectOf(operation);
+}
+
+void DryRun::OnOperation(const Ostrel::Storage::IEntry* pEntry) {
+    Begin(pEntry);
+    m_InOperation = true;
+}
+
+void DryRun::OnOperationEnd(int32_t hr) {
+    m_InOperation = false;
+    Finish(m_Operations.back(), hr);
+}
+
+// The entries the command never reached fail with the visit.
+void DryRun::OnVisitEnd(int32_t hr) {
+    if (m_SectionFlag && m_Reached.count(nullptr) == 0) {
+        Finish(Begin(nullptr), hr);
+    }
+    for (size_t index = 0; index < m_pSection->GetEntryCount(); ++index) {
+        const Ostrel::Storage::IEntry* pEntry = m_pSection->GetEntry(index);
+        if (pEntry != nullptr && m_Reached.count(pEntry) == 0) {
+            Finish(Begin(pEntry), hr);
+        }
+    }
+}
+
+// The first place the stores of a visit act on is where its operations act.
+void DryRun::OnPlace(const Ostrel::Storage::Place& place) {
+    if (!m_Visit.Placed) {
+        m_Visit.Place = place;
+        m_Visit.Placed = true;
+    }
+    Operation* pOperation = m_InOperation ? &m_Operations.back() : nullptr;
+    if (pOperation != nullptr && !pOperation->Placed) {
+        pOperation->Place = m_Visit.Place;
+        pOperation->Placed = true;
+        pOperation->Now = m_Picture.Describe(pOperation->Place, pOperation->Name);
+    }
+}
+
+void DryRun::OnChange(Ostrel::Storage::PictureChange change, const std::wstring& path) {
+    if (!m_InOperation) {
+        return;
+    }
+    Operation& operation = m_Operations.back();
+    switch (change) {
+        case Ostrel::Storage::PictureChange::KeyCreated:
+            operation.KeyCreated = true;
+            break;
+        case Ostrel::Storage::PictureChange::ValueWritten:
+            operation.Written = true;
+            break;
+        case Ostrel::Storage::PictureChange::KeyRemoved:
+            if (path != operation.Place.Path) {
+                operation.Removed.push_back(path);
             }
-        }
-        PrintLine(text);
-        PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " +
-                  operation.Effect);
-        for (const std::wstring& removed : operation.Removed) {
-            PrintLine(L"       removes " + removed);
-        }
+            break;
     }
-}
-
-// ---- JSON --------------------------------------------------------------------------
-
-void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) {
-    json.BeginObject(L"target");
-    for (const TargetAttribute& attribute : kTargetAttributes) {
-        const std::wstring& value = target.*attribute.Field;
-        if (!value.empty()) {
-            json.String(attribute.Name, value);
-        }
-    }
-    json.EndObject();
-    json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
-}
-
-void WriteSections(JsonWriter& json, const PlanReport& report) {
-    json.BeginArray(L"elements");
-    for (const SectionRecord& record : report.Sections()) {
-        json.BeginObject();
-        json.String(L"element", record.ElementName);
-        if (record.Decided) {
-            WriteTarget(json, record.Targeting, record.Verdict);
-        }
-        json.BeginArray(L"entries");
-        for (const EntryRecord& entry : record.Entries) {
-            json.BeginObject();
-            WriteTarget(json, entry.Targeting, entry.Verdict);
-            if (entry.Kept) {
-                json.String(L"action", CommandName(entry.Entry.CommandType));
-                json.String(L"name", entry.Entry.Name);
-                json.String(L"type", ValueTypeName(entry.Entry.ValueType));
-                json.String(L"value", entry.Entry.Value);
-                json.Bool(L"overwrite", entry.Entry.Overwrite);
-            }
-            json.EndObject();
-        }
-        json.EndArray();
-        json.String(L"section", record.Section);
-        json.String(L"result", Hex32(record.Result));
-        json.EndObject();
-    }
-    json.EndArray();
-}
-
-void WriteOperations(JsonWriter& json, const WhatIf& whatIf) {
-    json.BeginArray(L"operations");
-    for (const Operation& operation : whatIf.Operations) {
-        json.BeginObject();
-        json.Number(L"command", operation.CommandNumber);
-        json.String(L"action", CommandName(operation.CommandType));
-        json.String(L"place", operation.Place);
-        json.String(L"name", operation.Name);
-        json.String(L"type", ValueTypeName(operation.ValueType));
-        json.String(L"value", operation.Value);
-        json.String(L"now", operation.Now);
-        json.String(L"after", operation.After);
-        json.String(L"effect", operation.Effect);
-        json.BeginArray(L"removes");
-        for (const std::wstring& removed : operation.Removed) {
-            json.String(nullptr, removed);
-        }
-        json.EndArray();
-        json.String(L"result", Hex32(static_cast<uint32_t>(operation.Result)));
-        json.EndObject();
-    }
-    json.EndArray();
-}
-
-void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstring& source) {
-    json.BeginObject(L"system");
-    json.String(L"source", source);
-    json.Number(L"platformId", system.Version.PlatformId);
-    json.Number(L"major", system.Version.Major);
-    json.Number(L"minor", system.Version.Minor);
-    json.Number(L"build", system.Version.Build);
-    json.Number(L"productType", system.Version.ProductType);
-    json.Number(L"servicePack", system.Version.ServicePackMajor);
-    json.Number(L"bitness", system.Is64bit ? 64 : 32);
-    json.Number(L"languageCode", system.LanguageCode);
-    json.String(L"productVersion", system.ProductVersion);
-    json.EndObject();
 }
 
 // ---- The command -------------------------------------------------------------------
+
+namespace {
 
 // A file in the temporary folder, deleted with its owner.
 class TemporaryFile {
@@ -427,33 +385,25 @@ int Plan(const Arguments& arguments) {
     CommandChain chain;
     const HRESULT hr = reader.QueryValue(
         &chain, copy.Path().empty() ? options.Document : copy.Path(), options.Assign);
-    const WhatIf whatIf = PlayChain(chain, options.ReadCurrent);
-    // Commands built before a failure still run, and their result replaces the reader's.
-    const int32_t requestResult = chain.GetCount() > 0 ? whatIf.Result : hr;
+    DryRun dryRun(options.ReadCurrent);
+    const int32_t chainResult = dryRun.Run(chain);
 
+    PlanFacts facts;
+    facts.Document = options.Document;
+    facts.Assign = options.Assign;
+    facts.pSystem = &system;
+    facts.Source = source;
+    facts.ReadCurrent = options.ReadCurrent;
+    facts.Sections = report.Sections();
+    facts.CommandCount = chain.GetCount();
+    facts.Operations = dryRun.Operations();
+    facts.Result = hr;
+    // Commands built before a failure still run, and their result replaces the reader's.
+    facts.RequestResult = chain.GetCount() > 0 ? chainResult : hr;
     if (options.Json) {
-        JsonWriter json;
-        json.BeginObject();
-        json.String(L"document", options.Document);
-        json.String(L"assign", options.Assign);
-        WriteSystem(json, system, source);
-        json.Bool(L"currentValuesRead", options.ReadCurrent);
-        WriteSections(json, report);
-        json.Number(L"commands", chain.GetCount());
-        WriteOperations(json, whatIf);
-        json.String(L"result", Hex32(static_cast<uint32_t>(hr)));
-        json.String(L"requestResult", Hex32(static_cast<uint32_t>(requestResult)));
-        json.EndObject();
-        PrintLine(json.Text());
+        PrintPlanJson(facts);
     } else {
-        PrintLine(DescribeSystem(system, source));
-        PrintLine(options.ReadCurrent ? L"current values: read from this machine"
-                                      : L"current values: not read; the plan assumes none of the "
-                                        L"keys, values and files exists yet");
-        PrintSections(report);
-        PrintOperations(chain.GetCount(), whatIf);
-        PrintLine(L"result: " + Hex32(static_cast<uint32_t>(hr)));
-        PrintLine(L"request result: " + Hex32(static_cast<uint32_t>(requestResult)));
+        PrintPlanText(facts);
     }
     if (SUCCEEDED(hr)) {
         return ExitOk;
