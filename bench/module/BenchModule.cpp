@@ -3,7 +3,8 @@
 // Usage: bench_module [--server-pid PID --clock-ticks HZ] SECTION...
 //   SECTION: policy (service policy requests at 1, 10 and 100 MB), requests (1,000
 //   requests on a 50-service document), storage (a request storing 1,000 values),
-//   memory (peak memory over 100 MB against 1 MB).
+//   memory (peak memory over 100 MB against 1 MB), badvalue (a request whose uint32
+//   value has 1, 2 and 4 million digits, with the log printing it).
 //   PID: the Unix process id of this prefix's wineserver, whose CPU time then counts.
 // The debug log must be disabled; the product key's installed folder is pointed at
 // scratch folders during the run and restored afterwards.
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchBadValue.h"
 #include "BenchMeasure.h"
 #include "BenchMemory.h"
 #include "BenchModuleHost.h"
@@ -24,7 +26,8 @@
 
 namespace {
 
-int RunSections(const Bench::CostClock& clock, const std::vector<std::wstring>& sections) {
+int RunSections(const Bench::CostClock& clock, const std::wstring& clockArguments,
+                const std::vector<std::wstring>& sections) {
     if (Bench::IsDebugLogEnabled()) {
         fprintf(stderr, "the module's debug log is enabled in this prefix: disable it first\n");
         return 1;
@@ -46,6 +49,8 @@ int RunSections(const Bench::CostClock& clock, const std::vector<std::wstring>& 
             done = Bench::BenchStorageStore(clock, host, folder);
         } else if (section == L"memory") {
             done = Bench::BenchMemory(folder);
+        } else if (section == L"badvalue") {
+            done = Bench::BenchBadValues(folder, clockArguments);
         } else {
             fprintf(stderr, "unknown section %ls\n", section.c_str());
         }
@@ -65,6 +70,15 @@ int wmain(int argc, wchar_t** argv) {
         return host.Load(Bench::DefaultBinFolder()) ? Bench::RunMemoryChild(host, argv[2], argv[3])
                                                     : 1;
     }
+    // badvalue-child DOCUMENT LOG DIGITS RESULT SERVER-PID CLOCK-TICKS
+    if (argc == 8 && wcscmp(argv[1], L"badvalue-child") == 0) {
+        Bench::ModuleHost host;
+        const Bench::CostClock clock(wcstoul(argv[6], nullptr, 10), wcstoul(argv[7], nullptr, 10));
+        return host.Load(Bench::DefaultBinFolder())
+                   ? Bench::RunBadValueChild(host, clock, argv[2], argv[3],
+                                             _wcstoui64(argv[4], nullptr, 10), argv[5])
+                   : 1;
+    }
     uint32_t serverPid = 0;
     uint32_t ticksPerSecond = 100;
     std::vector<std::wstring> sections;
@@ -78,7 +92,9 @@ int wmain(int argc, wchar_t** argv) {
         }
     }
     if (sections.empty()) {
-        sections = {L"policy", L"requests", L"storage", L"memory"};
+        sections = {L"policy", L"requests", L"storage", L"memory", L"badvalue"};
     }
-    return RunSections(Bench::CostClock(serverPid, ticksPerSecond), sections);
+    return RunSections(Bench::CostClock(serverPid, ticksPerSecond),
+                       std::to_wstring(serverPid) + L" " + std::to_wstring(ticksPerSecond),
+                       sections);
 }

@@ -247,11 +247,9 @@ void Registry::RequireOpen() const {
     }
 }
 
-bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
-                     const wchar_t* method) {
+bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path) {
     if (status != ERROR_SUCCESS) {
-        ZORV_ERROR(L"*** Registry::%s() - failed. [0x%08x] [%s]", method, status, path.c_str());
-        ZORV_THROW_STORAGE(status);
+        ZORV_THROW_STORAGE(status);  // the caller decides whether a missing key is a failure
     }
     m_Key = std::move(opened);
     m_Path = path;
@@ -263,7 +261,7 @@ bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options
     UniqueRegKey opened;
     const LSTATUS status =
         RegOpenKeyExW(parent, name.c_str(), options, access | ViewFlag(), opened.put());
-    return Adopt(status, opened, path, L"Open");
+    return Adopt(status, opened, path);
 }
 
 bool Registry::OpenWith(const Key& key, const std::wstring& name, DWORD options, REGSAM access) {
@@ -278,7 +276,7 @@ bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM acces
     const LSTATUS status = RegCreateKeyExW(
         key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access | ViewFlag(),
         security.GetSecurityAttributes(), created.put(), nullptr);
-    return Adopt(status, created, path, L"Create");
+    return Adopt(status, created, path);
 }
 
 bool Registry::Open(const Key& key, const std::wstring& name) {

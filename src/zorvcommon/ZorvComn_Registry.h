@@ -116,8 +116,7 @@ private:
     bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
                       const std::wstring& path);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
-               const wchar_t* method);
+    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
     void RequireOpen() const;
 
