@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "ToolRun.h"
 
 namespace AuthoringTest {
 
-// The storage-control key the module reads its documents with.
-constexpr char kStorageKey[] = "P5!dW0#sG7@kF2^x";
+using Ostrel::Vocabulary::kStorageKey;
 
 void WriteText(const std::wstring& path, const std::string& text);
 // The text encrypted with key, as the module reads it.

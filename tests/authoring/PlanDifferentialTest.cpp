@@ -261,8 +261,8 @@ protected:
     void SetUp() override {
         m_Product.SetInstalledFolder(m_Folder.Path());
         m_Product.SetVersion(L"1.5.0");
-        for (const wchar_t* folder : {OSTREL_EXAMPLES_SOURCE_DIR, OSTREL_CORPUS_SOURCE_DIR}) {
-            for (Document& document : ReadDocuments(folder)) {
+        for (const wchar_t* folder : {L"\\examples", L"\\tests\\fuzz\\corpus"}) {
+            for (Document& document : ReadDocuments(OSTREL_SOURCE_DIR + std::wstring(folder))) {
                 m_Documents.push_back(std::move(document));
             }
         }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "DocumentVocabulary.h"
 #include "ZorvComn_String.h"
 #include "xentool_json.h"
 
@@ -245,36 +246,26 @@ std::wstring Hex32(uint32_t value) {
     return text;
 }
 
-const wchar_t* CommandName(uint32_t commandType) {
-    static const wchar_t* const kNames[] = {L"?",     L"create", L"query",
-                                            L"store", L"append", L"delete"};
-    return commandType < ARRAYSIZE(kNames) ? kNames[commandType] : L"?";
-}
-
-const wchar_t* ValueTypeName(uint32_t valueType) {
-    static const wchar_t* const kNames[] = {L"name", L"string", L"binary", L"uint32", L"uint64"};
-    return valueType < ARRAYSIZE(kNames) ? kNames[valueType] : L"?";
-}
-
 namespace {
 
-std::wstring RootName(HKEY root) {
-    static const struct {
-        HKEY Root;
-        const wchar_t* Name;
-    } kRoots[] = {{HKEY_CLASSES_ROOT, L"HKCR"},
-                  {HKEY_CURRENT_USER, L"HKCU"},
-                  {HKEY_LOCAL_MACHINE, L"HKLM"},
-                  {HKEY_USERS, L"HKU"}};
-    for (const auto& known : kRoots) {
-        if (known.Root == root) {
-            return known.Name;
-        }
-    }
-    return Hex32(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(root)));
+// The word of value in table; "?" for a value without one.
+template <size_t N>
+std::wstring WordOf(const Ostrel::Vocabulary::Word (&table)[N], uint32_t value) {
+    const std::wstring_view word = Ostrel::Vocabulary::TextOf(table, value);
+    return word.empty() ? L"?" : std::wstring(word);
 }
 
 }  // namespace
+
+std::wstring CommandName(uint32_t commandType) {
+    return WordOf(Ostrel::Vocabulary::kActions, commandType);
+}
+
+std::wstring ValueTypeName(uint32_t valueType) {
+    return valueType == Ostrel::Storage::ValueTypeName
+               ? L"name"
+               : WordOf(Ostrel::Vocabulary::kValueTypes, valueType);
+}
 
 std::wstring DescribeSection(const ISection& section) {
     std::wstring name;
@@ -283,14 +274,16 @@ std::wstring DescribeSection(const ISection& section) {
         const auto& iniFile = static_cast<const Ostrel::Storage::SectionIniFile&>(section);
         return iniFile.GetFilePath() + L" [" + iniFile.GetSectionName() + L"]";
     }
-    static const wchar_t* const kViews[] = {L"default", L"32bit", L"64bit", L"check"};
     const auto& registry = static_cast<const Ostrel::Storage::SectionRegistry&>(section);
-    std::wstring text = RootName(registry.GetRoot()) + L"\\";
+    const uint32_t root = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(registry.GetRoot()));
+    const std::wstring_view rootName =
+        Ostrel::Vocabulary::TextOf(Ostrel::Vocabulary::kRegistryRoots, root);
+    std::wstring text = (rootName.empty() ? Hex32(root) : std::wstring(rootName)) + L"\\";
     if (!registry.GetBaseSubKey().empty()) {
         text += registry.GetBaseSubKey() + L"\\";
     }
     const uint32_t view = registry.GetAccessMode();
-    return text + name + L" (view " + (view < ARRAYSIZE(kViews) ? kViews[view] : L"?") +
+    return text + name + L" (view " + WordOf(Ostrel::Vocabulary::kAccessModes, view) +
            (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
                                                                               : L", all access)");
 }

@@ -53,8 +53,8 @@ void PrintPlanJson(const PlanFacts& facts);
 std::wstring DescribeSection(const Ostrel::Storage::ISection& section);
 // The entry's value as DescribeValue shows it; empty for a bare name.
 std::wstring DescribeEntryValue(const Ostrel::Storage::IEntry& entry);
-const wchar_t* CommandName(uint32_t commandType);
-const wchar_t* ValueTypeName(uint32_t valueType);
+std::wstring CommandName(uint32_t commandType);
+std::wstring ValueTypeName(uint32_t valueType);
 // "0x%08x".
 std::wstring Hex32(uint32_t value);
 
