@@ -154,8 +154,9 @@ struct StorePicture::State {
             return true;
         }
         Registry real(place.View);
-        return RealCounts(place) &&
-               ReadReal([&] { real.Open(Key(StorageTypeRegistry, place.Root, place.Path), L""); });
+        return RealCounts(place) && ReadReal([&] {
+                   (void)real.Open(Key(StorageTypeRegistry, place.Root, place.Path), L"");
+               });
     }
 
     // Creates the key with its missing parents; tells when the key itself is new.
@@ -187,7 +188,7 @@ struct StorePicture::State {
         if (RealCounts(place)) {
             Registry real(place.View);
             ReadReal([&] {
-                real.Open(Key(StorageTypeRegistry, place.Root, place.Path), L"");
+                (void)real.Open(Key(StorageTypeRegistry, place.Root, place.Path), L"");
                 value = real.QueryStored(name);
             });
         }
@@ -201,8 +202,8 @@ struct StorePicture::State {
         if (RealCounts(place)) {
             Registry real(place.View);
             ReadReal([&] {
-                real.OpenNodeForEnum(Key(StorageTypeRegistry, place.Root, place.Path), L"");
-                real.EnumKeys(names);
+                (void)real.OpenNodeForEnum(Key(StorageTypeRegistry, place.Root, place.Path), L"");
+                (void)real.EnumKeys(names);
             });
         }
         std::wstring prefix = KeyId(place);
@@ -287,7 +288,7 @@ struct StorePicture::State {
             return L"(section)";
         }
         ZorvCommon::Storage::IniFile iniFile;
-        iniFile.Open(Key(StorageTypeIniFile, CopyOf(place.Path), place.Section), L"");
+        (void)iniFile.Open(Key(StorageTypeIniFile, CopyOf(place.Path), place.Section), L"");
         std::wstring text;
         return ReadReal([&] { text = iniFile.QueryString(name, L""); }) ? L"\"" + text + L"\""
                                                                         : L"(no value)";
@@ -449,14 +450,14 @@ public:
     }
     bool SetString(const std::wstring& name, const std::wstring& text) override {
         m_State.Tell(m_Place);
-        IniFile::SetString(name, text);
+        (void)IniFile::SetString(name, text);  // true, or it throws
         Changed();
         m_State.Tell(PictureChange::ValueWritten, name);
         return true;
     }
     bool DeleteKey(const std::wstring& name) override {
         m_State.Tell(m_Place);
-        IniFile::DeleteKey(name);
+        (void)IniFile::DeleteKey(name);  // true, or it throws
         Changed();
         return true;
     }
@@ -468,7 +469,8 @@ public:
 private:
     // The three opens of an INI file select its section alike.
     bool Select(const Key& key, const std::wstring& name) {
-        IniFile::Open(Key(StorageTypeIniFile, m_State.CopyOf(key.m_FilePath), key.m_SubKey), name);
+        (void)IniFile::Open(Key(StorageTypeIniFile, m_State.CopyOf(key.m_FilePath), key.m_SubKey),
+                            name);  // always true
         m_Place.IsIniFile = true;
         m_Place.Path = key.m_FilePath;
         m_Place.Section = GetSection();

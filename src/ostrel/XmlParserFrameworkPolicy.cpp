@@ -183,7 +183,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
         }
     }
     // The walk also ends when the reader fails: the row is then cut short.
-    const int32_t lastResult = m_rXmlParser.GetLastResult();
+    const HRESULT lastResult = m_rXmlParser.GetLastResult();
     return lastResult < 0 ? lastResult : S_OK;
 }
 

@@ -266,8 +266,8 @@ HRESULT CXmlParserStorageControl::ParseDocument(CommandChain& chain,
 }
 
 HRESULT CXmlParserStorageControl::ReaderFailure() const {
-    const int32_t lastResult = m_rXmlParser.GetLastResult();
-    return lastResult < 0 ? lastResult : Ostrel::kWrongState;
+    const HRESULT lastResult = m_rXmlParser.GetLastResult();
+    return lastResult < 0 ? lastResult : HRESULT{Ostrel::kWrongState};
 }
 
 // ---- Commands ----------------------------------------------------------------------

@@ -62,14 +62,16 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccess(WebAccessControlList& list) {
     uint32_t depth = 0;
     for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
+        // A part that fails is logged, and the other parts are still read.
         if (m_rXmlParser.IsElementName(WebElement::kSites)) {
-            ParseChildren(WebElement::kAddress, &CXmlParserWebAccessControl::ParseWebSites,
-                          L"*** CXmlParserWebAccessControl::QueryValue() - this->ParseWebSites() "
-                          L"failed.");
+            (void)ParseChildren(
+                WebElement::kAddress, &CXmlParserWebAccessControl::ParseWebSites,
+                L"*** CXmlParserWebAccessControl::QueryValue() - this->ParseWebSites() "
+                L"failed.");
         } else if (m_rXmlParser.IsElementName(WebElement::kApplications)) {
-            ParseChildren(L"", &CXmlParserWebAccessControl::ParseWebApplications,
-                          L"*** CXmlParserWebAccessControl::QueryValue() - "
-                          L"this->ParseWebApplications() failed.");
+            (void)ParseChildren(L"", &CXmlParserWebAccessControl::ParseWebApplications,
+                                L"*** CXmlParserWebAccessControl::QueryValue() - "
+                                L"this->ParseWebApplications() failed.");
         } else if (m_rXmlParser.IsElementName(WebElement::kControls) &&
                    FAILED(ParseWebAccessControls())) {
             ZORV_ERROR(
@@ -267,7 +269,7 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplicationFileName(WebApplication& 
     uint32_t depth = 0;
     if (!m_rXmlParser.MoveToFirstChildElement(depth, WebElement::kFileName) ||
         !m_rXmlParser.GetText(application.FileName)) {
-        const int32_t lastResult = m_rXmlParser.GetLastResult();
+        const HRESULT lastResult = m_rXmlParser.GetLastResult();
         hr = lastResult < 0 ? lastResult : S_OK;
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebApplicationFileName()...");

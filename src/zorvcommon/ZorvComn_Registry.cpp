@@ -315,13 +315,13 @@ bool Registry::OpenNodeForDelete(const Registry& parent, const std::wstring& nam
 
 std::unique_ptr<RegistryBase> Registry::OpenNode(const Key& key, const std::wstring& name) {
     std::unique_ptr<Registry> node = NewRegistry(m_View);
-    node->OpenNodeForDelete(key, name);
+    (void)node->OpenNodeForDelete(key, name);  // true, or it throws
     return node;
 }
 
 std::unique_ptr<RegistryBase> Registry::OpenSubNode(const std::wstring& name) {
     std::unique_ptr<Registry> node = NewRegistry(m_View);
-    node->OpenNodeForDelete(*this, name);
+    (void)node->OpenNodeForDelete(*this, name);  // true, or it throws
     return node;
 }
 
@@ -413,7 +413,7 @@ uint32_t QueryValue(HKEY root, const std::wstring& subKey, const std::wstring& n
     value = QueryOrDefault(
         [&] {
             Registry registry(view);
-            registry.Open(Key(StorageTypeRegistry, root, subKey), std::wstring());
+            (void)registry.Open(Key(StorageTypeRegistry, root, subKey), std::wstring());
             return registry.QueryString(name, defaultValue);
         },
         defaultValue, &error);

@@ -44,8 +44,9 @@ void ReadBinary(const RegistryValue& value, ByteArray& bytes);
 class RegistryBase : public Base {
 public:
     using Base::DeleteValue;
-    bool QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) final;
-    bool QueryBinary(const std::wstring& name, ByteArray& value) final;
+    [[nodiscard]] bool QueryBinary(const std::wstring& name, ByteArray& value,
+                                   uint32_t* error) final;
+    [[nodiscard]] bool QueryBinary(const std::wstring& name, ByteArray& value) final;
     std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue,
                              uint32_t* error) final;
     std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue) final;
@@ -53,15 +54,16 @@ public:
     uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue) final;
     // A REG_QWORD value (else throws 13).
     uint64_t QueryUint64(const std::wstring& name);
-    bool SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) final;
-    bool SetString(const std::wstring& name, const std::wstring& text) final;
-    bool SetUint64(const std::wstring& name, uint64_t value) final;
-    bool SetUint32(const std::wstring& name, uint32_t value) final;
-    bool DeleteValue(const wchar_t* name) final;
+    [[nodiscard]] bool SetBinary(const std::wstring& name, const uint8_t* bytes,
+                                 uint32_t length) final;
+    [[nodiscard]] bool SetString(const std::wstring& name, const std::wstring& text) final;
+    [[nodiscard]] bool SetUint64(const std::wstring& name, uint64_t value) final;
+    [[nodiscard]] bool SetUint32(const std::wstring& name, uint32_t value) final;
+    [[nodiscard]] bool DeleteValue(const wchar_t* name) final;
 
     // The value as it is stored (throws 2 when there is none), resp. stored as given.
     virtual RegistryValue QueryStored(const std::wstring& name) = 0;
-    virtual bool SetStored(const std::wstring& name, const RegistryValue& value) = 0;
+    [[nodiscard]] virtual bool SetStored(const std::wstring& name, const RegistryValue& value) = 0;
     // For a delete of a whole tree: a new store of this one's kind and view holding
     // root\subkey\name, resp. the sub-key name of the key open here, opened as it is named
     // (a link itself, never its target) for enumeration and deletion. Throws what the
@@ -70,7 +72,7 @@ public:
     virtual std::unique_ptr<RegistryBase> OpenSubNode(const std::wstring& name) = 0;
     // Deletes the key open here and closes it: a link opened as a node goes and its
     // target stays. A key that still has sub-keys is refused.
-    virtual bool DeleteOpenKey() = 0;
+    [[nodiscard]] virtual bool DeleteOpenKey() = 0;
 };
 
 // A failed open or create leaves an already open key as it was.
@@ -80,43 +82,44 @@ public:
     ~Registry() override;
 
     using RegistryBase::DeleteValue;
-    bool Open(const Key& key, const std::wstring& name) override;
-    bool Create(const Key& key, const std::wstring& name) override;
-    bool OpenForDelete(const Key& key, const std::wstring& name) override;
-    bool OpenForEnum(const Key& key, const std::wstring& name) override;
-    bool Close() override;
-    bool Flush() override;
-    bool DeleteKey(const std::wstring& name) override;
-    bool DeleteValue(const std::wstring& name) override;
-    bool EnumKeys(std::vector<std::wstring>& names) override;
-    bool EnumValues(std::vector<std::wstring>& names) override;
+    [[nodiscard]] bool Open(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool Create(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool OpenForDelete(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool OpenForEnum(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool Close() override;
+    [[nodiscard]] bool Flush() override;
+    [[nodiscard]] bool DeleteKey(const std::wstring& name) override;
+    [[nodiscard]] bool DeleteValue(const std::wstring& name) override;
+    [[nodiscard]] bool EnumKeys(std::vector<std::wstring>& names) override;
+    [[nodiscard]] bool EnumValues(std::vector<std::wstring>& names) override;
     RegistryValue QueryStored(const std::wstring& name) override;
-    bool SetStored(const std::wstring& name, const RegistryValue& value) override;
+    [[nodiscard]] bool SetStored(const std::wstring& name, const RegistryValue& value) override;
     std::unique_ptr<RegistryBase> OpenNode(const Key& key, const std::wstring& name) override;
     std::unique_ptr<RegistryBase> OpenSubNode(const std::wstring& name) override;
     // NtDeleteKey acts on the object behind the handle; deleting by path would look the
     // name up again, and through a link.
-    bool DeleteOpenKey() override;
+    [[nodiscard]] bool DeleteOpenKey() override;
 
     // Creates (or opens) root\subkey\name with KEY_ALL_ACCESS.
-    bool CreateAllAccess(const Key& key, const std::wstring& name);
+    [[nodiscard]] bool CreateAllAccess(const Key& key, const std::wstring& name);
     // A key opened as it is named (REG_OPTION_OPEN_LINK: a link is opened itself, never
     // its target), for enumeration and deletion: by path below the key, or relative to
     // the key open in parent (so that nothing on the way is looked up again by path).
-    bool OpenNodeForDelete(const Key& key, const std::wstring& name);
-    bool OpenNodeForDelete(const Registry& parent, const std::wstring& name);
+    [[nodiscard]] bool OpenNodeForDelete(const Key& key, const std::wstring& name);
+    [[nodiscard]] bool OpenNodeForDelete(const Registry& parent, const std::wstring& name);
     // The same, for reading the key's sub-keys only.
-    bool OpenNodeForEnum(const Key& key, const std::wstring& name);
+    [[nodiscard]] bool OpenNodeForEnum(const Key& key, const std::wstring& name);
 
     const std::wstring& GetPath() const { return m_Path; }
 
 private:
-    bool OpenWith(const Key& key, const std::wstring& name, DWORD options, REGSAM access);
-    bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
-    bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
-                      const std::wstring& path);
+    [[nodiscard]] bool OpenWith(const Key& key, const std::wstring& name, DWORD options,
+                                REGSAM access);
+    [[nodiscard]] bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
+    [[nodiscard]] bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options,
+                                    REGSAM access, const std::wstring& path);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
+    [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
     void RequireOpen() const;
 

@@ -90,7 +90,7 @@ private:
 
 const wchar_t* FailureReason(const Operation& operation) {
     using Ostrel::Storage::ValueTypeBinary;
-    const int32_t hr = operation.Result;
+    const HRESULT hr = operation.Result;
     if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_INVALID_DATA)) {
         return L"the stored value has another type";
     }
@@ -153,9 +153,9 @@ std::wstring EffectOf(const Operation& operation) {
 
 // ---- The dry run -------------------------------------------------------------------
 
-int32_t DryRun::Run(CommandChain& chain) {
+HRESULT DryRun::Run(CommandChain& chain) {
     m_pChain = &chain;
-    const int32_t hr = chain.Invoke(m_Picture, this);
+    const HRESULT hr = chain.Invoke(m_Picture, this);
     m_pChain = nullptr;
     return hr;
 }
@@ -191,7 +191,7 @@ Operation& DryRun::Begin(const Ostrel::Storage::IEntry* pEntry) {
     return operation;
 }
 
-void DryRun::Finish(Operation& operation, int32_t hr) {
+void DryRun::Finish(Operation& operation, HRESULT hr) {
     operation.Result = hr;
     operation.After =
         operation.Placed ? m_Picture.Describe(operation.Place, operation.Name) : operation.Now;
@@ -204,13 +204,13 @@ void DryRun::OnOperation(const Ostrel::Storage::IEntry* pEntry) {
     m_InOperation = true;
 }
 
-void DryRun::OnOperationEnd(int32_t hr) {
+void DryRun::OnOperationEnd(HRESULT hr) {
     m_InOperation = false;
     Finish(m_Operations.back(), hr);
 }
 
 // The entries the command never reached fail with the visit.
-void DryRun::OnVisitEnd(int32_t hr) {
+void DryRun::OnVisitEnd(HRESULT hr) {
     if (m_SectionFlag && m_Reached.count(nullptr) == 0) {
         Finish(Begin(nullptr), hr);
     }
@@ -386,7 +386,7 @@ int Plan(const Arguments& arguments) {
     const HRESULT hr = reader.QueryValue(
         &chain, copy.Path().empty() ? options.Document : copy.Path(), options.Assign);
     DryRun dryRun(options.ReadCurrent);
-    const int32_t chainResult = dryRun.Run(chain);
+    const HRESULT chainResult = dryRun.Run(chain);
 
     PlanFacts facts;
     facts.Document = options.Document;

@@ -34,7 +34,7 @@ struct Operation {
     std::vector<std::wstring> Removed;  // sub-keys a delete of the section removes
     bool KeyCreated = false;
     bool Written = false;
-    int32_t Result = 0;  // the entry's (or the section act's) own result
+    HRESULT Result = 0;  // the entry's (or the section act's) own result
 };
 
 // Runs command chains against one picture of the stores and records every operation.
@@ -46,21 +46,21 @@ public:
     explicit DryRun(bool readCurrent) : m_Picture(readCurrent, this) {}
 
     // CommandChain::Invoke's result.
-    int32_t Run(Ostrel::Storage::CommandChain& chain);
+    [[nodiscard]] HRESULT Run(Ostrel::Storage::CommandChain& chain);
     const std::vector<Operation>& Operations() const { return m_Operations; }
     const Ostrel::Storage::StorePicture& Picture() const { return m_Picture; }
 
     void OnVisit(const Ostrel::Storage::ICommand& command,
                  const Ostrel::Storage::ISection& section) override;
     void OnOperation(const Ostrel::Storage::IEntry* pEntry) override;
-    void OnOperationEnd(int32_t hr) override;
-    void OnVisitEnd(int32_t hr) override;
+    void OnOperationEnd(HRESULT hr) override;
+    void OnVisitEnd(HRESULT hr) override;
     void OnPlace(const Ostrel::Storage::Place& place) override;
     void OnChange(Ostrel::Storage::PictureChange change, const std::wstring& path) override;
 
 private:
     Operation& Begin(const Ostrel::Storage::IEntry* pEntry);
-    void Finish(Operation& operation, int32_t hr);
+    void Finish(Operation& operation, HRESULT hr);
 
     Ostrel::Storage::StorePicture m_Picture;
     std::vector<Operation> m_Operations;

@@ -43,7 +43,7 @@ struct PlanFacts {
     size_t CommandCount = 0;
     std::vector<Operation> Operations;
     HRESULT Result = S_OK;      // the reader's
-    int32_t RequestResult = 0;  // what the request would return
+    HRESULT RequestResult = 0;  // what the request would return
 };
 
 void PrintPlanText(const PlanFacts& facts);
