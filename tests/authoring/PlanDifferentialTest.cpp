@@ -167,6 +167,17 @@ void SnapshotFolder(const std::wstring& folder, FolderSnapshot& snapshot) {
     }
 }
 
+// The result of every operation of a real run, in order.
+class ResultRecorder : public Ostrel::Storage::IRunObserver {
+public:
+    void OnVisit(const Ostrel::Storage::ICommand&, const Ostrel::Storage::ISection&) override {}
+    void OnOperation(const Ostrel::Storage::IEntry*) override {}
+    void OnOperationEnd(HRESULT hr) override { Results.push_back(hr); }
+    void OnVisitEnd(HRESULT) override {}
+
+    std::vector<HRESULT> Results;
+};
+
 struct Prediction {
     Place Where;
     std::wstring Name;
@@ -193,7 +204,11 @@ protected:
         Xentool::DryRun dryRun(true);
         const int32_t plannedResult = dryRun.Run(planned);
         std::vector<Prediction> predictions;
+        std::vector<HRESULT> plannedResults;
         for (const Xentool::Operation& operation : dryRun.Operations()) {
+            if (operation.Reached) {
+                plannedResults.push_back(operation.Result);
+            }
             if (operation.Placed) {
                 predictions.push_back({operation.Place, operation.Name, std::wstring()});
             }
@@ -215,7 +230,9 @@ protected:
 
         CommandChain real;
         ReadChain(path, pSystem, real);
-        EXPECT_EQ(plannedResult, real.Invoke()) << label;
+        ResultRecorder recorder;
+        EXPECT_EQ(plannedResult, real.Invoke(Ostrel::Storage::RealStores(), &recorder)) << label;
+        EXPECT_EQ(plannedResults, recorder.Results) << label << ": the operations' own results";
         const Ostrel::Storage::StorePicture now(true);
         for (const Prediction& prediction : predictions) {
             EXPECT_EQ(prediction.Value, now.Describe(prediction.Where, prediction.Name))

@@ -200,7 +200,7 @@ void DryRun::Finish(Operation& operation, HRESULT hr) {
 }
 
 void DryRun::OnOperation(const Ostrel::Storage::IEntry* pEntry) {
-    Begin(pEntry);
+    Begin(pEntry).Reached = true;
     m_InOperation = true;
 }
 

@@ -34,7 +34,8 @@ struct Operation {
     std::vector<std::wstring> Removed;  // sub-keys a delete of the section removes
     bool KeyCreated = false;
     bool Written = false;
-    HRESULT Result = 0;  // the entry's (or the section act's) own result
+    bool Reached = false;  // false when the command never reached the entry
+    HRESULT Result = 0;    // the entry's (or the section act's) own result
 };
 
 // Runs command chains against one picture of the stores and records every operation.
