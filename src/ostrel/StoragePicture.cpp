@@ -541,5 +541,33 @@ std::wstring DescribeValue(const RegistryValue& value) {
            L" bytes)";
 }
 
+std::wstring DescribeValue(const IEntry& entry) {
+    using ZorvCommon::Storage::RegistryValue;
+    RegistryValue value;
+    switch (entry.GetType()) {
+        case ValueTypeString:
+            value =
+                ZorvCommon::Storage::StringValue(static_cast<const EntryString&>(entry).GetValue());
+            break;
+        case ValueTypeUint32:
+            value =
+                ZorvCommon::Storage::Uint32Value(static_cast<const EntryUint32&>(entry).GetValue());
+            break;
+        case ValueTypeUint64:
+            value =
+                ZorvCommon::Storage::Uint64Value(static_cast<const EntryUint64&>(entry).GetValue());
+            break;
+        case ValueTypeBinary: {
+            const ZorvCommon::ByteArray& bytes = static_cast<const EntryBinary&>(entry).GetValue();
+            value = ZorvCommon::Storage::BinaryValue(bytes.Data(),
+                                                     static_cast<uint32_t>(bytes.Length()));
+            break;
+        }
+        default:
+            return std::wstring();
+    }
+    return DescribeValue(value);
+}
+
 }  // namespace Storage
 }  // namespace Ostrel

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "StorageCommand.h"
 #include "StorageControl.h"
 #include "ZorvComn_Registry.h"
 
@@ -68,6 +69,8 @@ private:
 
 // "\"text\"", a decimal number, "hex 0A1B" or "(type N, M bytes)".
 std::wstring DescribeValue(const ZorvCommon::Storage::RegistryValue& value);
+// An entry's value as it would be stored, so described; empty for a bare name.
+std::wstring DescribeValue(const IEntry& entry);
 
 }  // namespace Storage
 }  // namespace Ostrel

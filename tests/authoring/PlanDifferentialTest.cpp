@@ -12,10 +12,10 @@
 #include "AuthoringDocument.h"
 #include "Scratch.h"
 #include "StorageCommand.h"
+#include "StorageDryRun.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_Registry.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_plan.h"
 #include "xentool_profile.h"
 
 namespace {
@@ -201,19 +201,19 @@ protected:
 
         CommandChain planned;
         ReadChain(path, pSystem, planned);
-        Xentool::DryRun dryRun(true);
+        Ostrel::Storage::DryRun dryRun(true);
         const int32_t plannedResult = dryRun.Run(planned);
         std::vector<Prediction> predictions;
         std::vector<HRESULT> plannedResults;
-        for (const Xentool::Operation& operation : dryRun.Operations()) {
+        for (const Ostrel::Storage::PlannedOperation& operation : dryRun.Operations()) {
             if (operation.Reached) {
                 plannedResults.push_back(operation.Result);
             }
             if (operation.Placed) {
-                predictions.push_back({operation.Place, operation.Name, std::wstring()});
+                predictions.push_back({operation.Where, operation.Name, std::wstring()});
             }
             for (const std::wstring& removed : operation.Removed) {
-                Place place = operation.Place;
+                Place place = operation.Where;
                 place.Path = removed;
                 predictions.push_back({place, std::wstring(), std::wstring()});
             }

@@ -36,27 +36,15 @@ bool IsLanguageWord(const std::wstring& text) {
     return IsAll(text) || Reader::GetLanguageCode(text, code);
 }
 
-// A targeting word: "all" in any case, or a word of table.
-template <typename Row, size_t N>
-TextRule TargetingRule(TextRule::CheckFunction check, const Row (&table)[N],
-                       std::wstring_view first = std::wstring_view()) {
-    TextRule::Words words = {kAllWord};
-    if (!first.empty()) {
-        words.push_back(first);
-    }
-    for (const std::wstring_view word : WordsOf(table)) {
-        if (word != kAllWord) {
-            words.push_back(word);
-        }
-    }
-    return TextRule(check, ListWords(words));
-}
-
 const TextRule kAnyText = {};
 
 std::vector<AttributeRule> TargetingAttributes() {
-    return {{L"platform", false, TargetingRule(&IsPlatformWord, kPlatforms)},
-            {L"language", false, TargetingRule(&IsLanguageWord, kLanguages, kEnglishUs.Text)},
+    TextRule::Words languages = {kAllWord, kEnglishUs.Text};
+    for (const std::wstring_view word : WordsOf(kLanguages)) {
+        languages.push_back(word);
+    }
+    return {{L"platform", false, TextRule(&IsPlatformWord, ListWords(WordsOf(kPlatforms)))},
+            {L"language", false, TextRule(&IsLanguageWord, ListWords(languages))},
             {L"product", false, kAnyText},
             {L"minversion", false, kAnyText},
             {L"maxversion", false, kAnyText},

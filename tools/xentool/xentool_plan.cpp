@@ -2,12 +2,8 @@
 
 #include <windows.h>
 
-#include <algorithm>
-
-#include "OstrelResult.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_CryptDocument.h"
-#include "ZorvComn_Exception.h"
 #include "ZorvComn_XmlParser.h"
 #include "xentool_plan_output.h"
 #include "xentool_profile.h"
@@ -85,180 +81,6 @@ private:
     std::wstring m_FailedElement;
     bool m_Open = false;
 };
-
-// ---- What the dry run saw, in words ------------------------------------------------
-
-const wchar_t* FailureReason(const Operation& operation) {
-    using Ostrel::Storage::ValueTypeBinary;
-    const HRESULT hr = operation.Result;
-    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_INVALID_DATA)) {
-        return L"the stored value has another type";
-    }
-    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_KEY_DELETED)) {
-        return L"the key is gone";
-    }
-    if (operation.IniFile && operation.ValueType == ValueTypeBinary) {
-        return L"INI files hold no binary values";
-    }
-    if (operation.IniFile && operation.ValueType == Ostrel::Storage::ValueTypeUint64) {
-        return L"INI files hold no uint64 values";
-    }
-    if (hr == Ostrel::kNotFound) {
-        return operation.ValueType == ValueTypeBinary &&
-                       operation.CommandType != Ostrel::Storage::VisitorTypeDelete
-                   ? L"the binary value does not exist"
-                   : L"the key does not exist";
-    }
-    if (hr == Ostrel::kWrongOpenState) {
-        return L"the section could not be opened";
-    }
-    return nullptr;
-}
-
-std::wstring EffectOf(const Operation& operation) {
-    using namespace Ostrel::Storage;
-    if (operation.Result < 0) {
-        if (!operation.Name.empty() && operation.ValueType == Ostrel::Storage::ValueTypeName &&
-            operation.CommandType != VisitorTypeDelete) {
-            return L"fails: a bare name is taken by a delete only";
-        }
-        const wchar_t* reason = FailureReason(operation);
-        return L"fails " + Hex32(static_cast<uint32_t>(operation.Result)) +
-               (reason != nullptr ? L": " + std::wstring(reason) : std::wstring());
-    }
-    if (operation.Name.empty()) {
-        if (operation.CommandType == VisitorTypeDelete) {
-            return operation.IniFile ? L"removes the section with its values"
-                                     : L"removes the key and the keys below it";
-        }
-        return operation.IniFile      ? L"nothing: an INI section appears with its first value"
-               : operation.KeyCreated ? L"creates the key"
-                                      : L"unchanged: the key exists";
-    }
-    if (operation.Written) {
-        return operation.KeyCreated ? L"written (creates the key)" : L"written";
-    }
-    switch (operation.CommandType) {
-        case VisitorTypeQuery:
-            return L"read";
-        case VisitorTypeDelete:
-            return operation.Now != operation.After ? L"removed" : L"nothing to remove";
-        default:
-            return operation.IniFile ? L"unchanged: an INI section always counts as existing"
-                                     : L"unchanged: the key exists";
-    }
-}
-
-}  // namespace
-
-// ---- The dry run -------------------------------------------------------------------
-
-HRESULT DryRun::Run(CommandChain& chain) {
-    m_pChain = &chain;
-    const HRESULT hr = chain.Invoke(m_Picture, this);
-    m_pChain = nullptr;
-    return hr;
-}
-
-void DryRun::OnVisit(const Ostrel::Storage::ICommand& command, const ISection& section) {
-    m_Visit = Operation();
-    for (size_t index = 0; index < m_pChain->GetCount(); ++index) {
-        if (m_pChain->GetCommand(index) == &command) {
-            m_Visit.CommandNumber = index + 1;
-        }
-    }
-    const auto* pVisitor = dynamic_cast<const Ostrel::Storage::IVisitor*>(&command);
-    const auto* pFlagged = dynamic_cast<const Ostrel::Storage::CommandWithSectionFlag*>(&command);
-    m_Visit.CommandType = pVisitor != nullptr ? pVisitor->GetType() : 0;
-    m_Visit.Section = DescribeSection(section);
-    m_Visit.IniFile = section.GetType() == Ostrel::Storage::SectionTypeIniFile;
-    m_pSection = &section;
-    m_SectionFlag = pFlagged != nullptr && pFlagged->GetSectionFlag();
-    m_Reached.clear();
-}
-
-Operation& DryRun::Begin(const Ostrel::Storage::IEntry* pEntry) {
-    m_Reached.insert(pEntry);
-    m_Operations.push_back(m_Visit);
-    Operation& operation = m_Operations.back();
-    if (pEntry != nullptr) {
-        pEntry->GetName(operation.Name);
-        operation.ValueType = pEntry->GetType();
-        operation.Value = DescribeEntryValue(*pEntry);
-    }
-    operation.Now =
-        operation.Placed ? m_Picture.Describe(operation.Place, operation.Name) : L"(not read)";
-    return operation;
-}
-
-void DryRun::Finish(Operation& operation, HRESULT hr) {
-    operation.Result = hr;
-    operation.After =
-        operation.Placed ? m_Picture.Describe(operation.Place, operation.Name) : operation.Now;
-    std::sort(operation.Removed.begin(), operation.Removed.end());
-    operation.Effect = EffectOf(operation);
-}
-
-void DryRun::OnOperation(const Ostrel::Storage::IEntry* pEntry) {
-    Begin(pEntry).Reached = true;
-    m_InOperation = true;
-}
-
-void DryRun::OnOperationEnd(HRESULT hr) {
-    m_InOperation = false;
-    Finish(m_Operations.back(), hr);
-}
-
-// The entries the command never reached fail with the visit.
-void DryRun::OnVisitEnd(HRESULT hr) {
-    if (m_SectionFlag && m_Reached.count(nullptr) == 0) {
-        Finish(Begin(nullptr), hr);
-    }
-    for (size_t index = 0; index < m_pSection->GetEntryCount(); ++index) {
-        const Ostrel::Storage::IEntry* pEntry = m_pSection->GetEntry(index);
-        if (pEntry != nullptr && m_Reached.count(pEntry) == 0) {
-            Finish(Begin(pEntry), hr);
-        }
-    }
-}
-
-// The first place the stores of a visit act on is where its operations act.
-void DryRun::OnPlace(const Ostrel::Storage::Place& place) {
-    if (!m_Visit.Placed) {
-        m_Visit.Place = place;
-        m_Visit.Placed = true;
-    }
-    Operation* pOperation = m_InOperation ? &m_Operations.back() : nullptr;
-    if (pOperation != nullptr && !pOperation->Placed) {
-        pOperation->Place = m_Visit.Place;
-        pOperation->Placed = true;
-        pOperation->Now = m_Picture.Describe(pOperation->Place, pOperation->Name);
-    }
-}
-
-void DryRun::OnChange(Ostrel::Storage::PictureChange change, const std::wstring& path) {
-    if (!m_InOperation) {
-        return;
-    }
-    Operation& operation = m_Operations.back();
-    switch (change) {
-        case Ostrel::Storage::PictureChange::KeyCreated:
-            operation.KeyCreated = true;
-            break;
-        case Ostrel::Storage::PictureChange::ValueWritten:
-            operation.Written = true;
-            break;
-        case Ostrel::Storage::PictureChange::KeyRemoved:
-            if (path != operation.Place.Path) {
-                operation.Removed.push_back(path);
-            }
-            break;
-    }
-}
-
-// ---- The command -------------------------------------------------------------------
-
-namespace {
 
 // A file in the temporary folder, deleted with its owner.
 class TemporaryFile {
@@ -385,7 +207,7 @@ int Plan(const Arguments& arguments) {
     CommandChain chain;
     const HRESULT hr = reader.QueryValue(
         &chain, copy.Path().empty() ? options.Document : copy.Path(), options.Assign);
-    DryRun dryRun(options.ReadCurrent);
+    Ostrel::Storage::DryRun dryRun(options.ReadCurrent);
     const HRESULT chainResult = dryRun.Run(chain);
 
     PlanFacts facts;

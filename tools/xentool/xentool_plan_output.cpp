@@ -17,6 +17,13 @@ using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
 
+// The word of value in table; "?" for a value without one.
+template <size_t N>
+std::wstring WordOf(const Ostrel::Vocabulary::Word (&table)[N], uint32_t value) {
+    const std::wstring_view word = Ostrel::Vocabulary::TextOf(table, value);
+    return word.empty() ? L"?" : std::wstring(word);
+}
+
 void PrintLine(const std::wstring& text) {
     fwprintf(stdout, L"%ls\n", text.c_str());
 }
@@ -106,23 +113,99 @@ void PrintSections(const std::vector<SectionRecord>& sections) {
     }
 }
 
-void PrintOperations(size_t commandCount, const std::vector<Operation>& operations) {
+using Ostrel::Storage::PlannedOperation;
+
+bool IsIniFile(const PlannedOperation& operation) {
+    return operation.pSection->GetType() == Ostrel::Storage::SectionTypeIniFile;
+}
+
+uint32_t ValueTypeOf(const PlannedOperation& operation) {
+    return operation.pEntry != nullptr ? operation.pEntry->GetType()
+                                       : static_cast<uint32_t>(Ostrel::Storage::ValueTypeName);
+}
+
+// ---- What the dry run saw, in words ------------------------------------------------
+
+const wchar_t* FailureReason(const PlannedOperation& operation) {
+    using Ostrel::Storage::ValueTypeBinary;
+    const HRESULT hr = operation.Result;
+    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_INVALID_DATA)) {
+        return L"the stored value has another type";
+    }
+    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_KEY_DELETED)) {
+        return L"the key is gone";
+    }
+    if (IsIniFile(operation) && ValueTypeOf(operation) == ValueTypeBinary) {
+        return L"INI files hold no binary values";
+    }
+    if (IsIniFile(operation) && ValueTypeOf(operation) == Ostrel::Storage::ValueTypeUint64) {
+        return L"INI files hold no uint64 values";
+    }
+    if (hr == Ostrel::kNotFound) {
+        return ValueTypeOf(operation) == ValueTypeBinary &&
+                       operation.CommandType != Ostrel::Storage::VisitorTypeDelete
+                   ? L"the binary value does not exist"
+                   : L"the key does not exist";
+    }
+    if (hr == Ostrel::kWrongOpenState) {
+        return L"the section could not be opened";
+    }
+    return nullptr;
+}
+
+std::wstring EffectOf(const PlannedOperation& operation) {
+    using namespace Ostrel::Storage;
+    if (operation.Result < 0) {
+        if (operation.pEntry != nullptr &&
+            ValueTypeOf(operation) == Ostrel::Storage::ValueTypeName &&
+            operation.CommandType != VisitorTypeDelete) {
+            return L"fails: a bare name is taken by a delete only";
+        }
+        const wchar_t* reason = FailureReason(operation);
+        return L"fails " + Hex32(static_cast<uint32_t>(operation.Result)) +
+               (reason != nullptr ? L": " + std::wstring(reason) : std::wstring());
+    }
+    if (operation.pEntry == nullptr) {
+        if (operation.CommandType == VisitorTypeDelete) {
+            return IsIniFile(operation) ? L"removes the section with its values"
+                                        : L"removes the key and the keys below it";
+        }
+        return IsIniFile(operation)   ? L"nothing: an INI section appears with its first value"
+               : operation.KeyCreated ? L"creates the key"
+                                      : L"unchanged: the key exists";
+    }
+    if (operation.Written) {
+        return operation.KeyCreated ? L"written (creates the key)" : L"written";
+    }
+    switch (operation.CommandType) {
+        case VisitorTypeQuery:
+            return L"read";
+        case VisitorTypeDelete:
+            return operation.Now != operation.After ? L"removed" : L"nothing to remove";
+        default:
+            return IsIniFile(operation) ? L"unchanged: an INI section always counts as existing"
+                                        : L"unchanged: the key exists";
+    }
+}
+
+void PrintOperations(size_t commandCount, const std::vector<PlannedOperation>& operations) {
     PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
-    for (const Operation& operation : operations) {
+    for (const PlannedOperation& operation : operations) {
         std::wstring text = L"  " + std::to_wstring(operation.CommandNumber) + L". " +
-                            CommandName(operation.CommandType) + L" " + operation.Section;
-        if (operation.Name.empty()) {
+                            CommandName(operation.CommandType) + L" " +
+                            DescribeSection(*operation.pSection);
+        if (operation.pEntry == nullptr) {
             text += L" (the section itself)";
         } else {
             text += L" " + operation.Name;
-            if (operation.ValueType != Ostrel::Storage::ValueTypeName) {
-                text +=
-                    L" = " + operation.Value + L" (" + ValueTypeName(operation.ValueType) + L")";
+            if (ValueTypeOf(operation) != Ostrel::Storage::ValueTypeName) {
+                text += L" = " + Ostrel::Storage::DescribeValue(*operation.pEntry) + L" (" +
+                        ValueTypeName(ValueTypeOf(operation)) + L")";
             }
         }
         PrintLine(text);
         PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " +
-                  operation.Effect);
+                  EffectOf(operation));
         for (const std::wstring& removed : operation.Removed) {
             PrintLine(L"       removes " + removed);
         }
@@ -172,19 +255,21 @@ void WriteSections(JsonWriter& json, const std::vector<SectionRecord>& sections)
     json.EndArray();
 }
 
-void WriteOperations(JsonWriter& json, const std::vector<Operation>& operations) {
+void WriteOperations(JsonWriter& json, const std::vector<PlannedOperation>& operations) {
     json.BeginArray(L"operations");
-    for (const Operation& operation : operations) {
+    for (const PlannedOperation& operation : operations) {
         json.BeginObject();
         json.Number(L"command", operation.CommandNumber);
         json.String(L"action", CommandName(operation.CommandType));
-        json.String(L"place", operation.Section);
+        json.String(L"place", DescribeSection(*operation.pSection));
         json.String(L"name", operation.Name);
-        json.String(L"type", ValueTypeName(operation.ValueType));
-        json.String(L"value", operation.Value);
+        json.String(L"type", ValueTypeName(ValueTypeOf(operation)));
+        json.String(L"value", operation.pEntry != nullptr
+                                  ? Ostrel::Storage::DescribeValue(*operation.pEntry)
+                                  : std::wstring());
         json.String(L"now", operation.Now);
         json.String(L"after", operation.After);
-        json.String(L"effect", operation.Effect);
+        json.String(L"effect", EffectOf(operation));
         json.BeginArray(L"removes");
         for (const std::wstring& removed : operation.Removed) {
             json.String(nullptr, removed);
@@ -246,17 +331,6 @@ std::wstring Hex32(uint32_t value) {
     return text;
 }
 
-namespace {
-
-// The word of value in table; "?" for a value without one.
-template <size_t N>
-std::wstring WordOf(const Ostrel::Vocabulary::Word (&table)[N], uint32_t value) {
-    const std::wstring_view word = Ostrel::Vocabulary::TextOf(table, value);
-    return word.empty() ? L"?" : std::wstring(word);
-}
-
-}  // namespace
-
 std::wstring CommandName(uint32_t commandType) {
     return WordOf(Ostrel::Vocabulary::kActions, commandType);
 }
@@ -286,35 +360,6 @@ std::wstring DescribeSection(const ISection& section) {
     return text + name + L" (view " + WordOf(Ostrel::Vocabulary::kAccessModes, view) +
            (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
                                                                               : L", all access)");
-}
-
-std::wstring DescribeEntryValue(const IEntry& entry) {
-    using ZorvCommon::Storage::RegistryValue;
-    RegistryValue value;
-    switch (entry.GetType()) {
-        case Ostrel::Storage::ValueTypeString:
-            value = ZorvCommon::Storage::StringValue(
-                static_cast<const Ostrel::Storage::EntryString&>(entry).GetValue());
-            break;
-        case Ostrel::Storage::ValueTypeUint32:
-            value = ZorvCommon::Storage::Uint32Value(
-                static_cast<const Ostrel::Storage::EntryUint32&>(entry).GetValue());
-            break;
-        case Ostrel::Storage::ValueTypeUint64:
-            value = ZorvCommon::Storage::Uint64Value(
-                static_cast<const Ostrel::Storage::EntryUint64&>(entry).GetValue());
-            break;
-        case Ostrel::Storage::ValueTypeBinary: {
-            const ZorvCommon::ByteArray& bytes =
-                static_cast<const Ostrel::Storage::EntryBinary&>(entry).GetValue();
-            value = ZorvCommon::Storage::BinaryValue(bytes.Data(),
-                                                     static_cast<uint32_t>(bytes.Length()));
-            break;
-        }
-        default:
-            return std::wstring();
-    }
-    return Ostrel::Storage::DescribeValue(value);
 }
 
 }  // namespace Xentool

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "StorageDryRun.h"
 #include "StorageTarget.h"
 #include "XmlParserStorageControl.h"
-#include "xentool_plan.h"
 
 namespace Xentool {
 
@@ -41,7 +41,7 @@ struct PlanFacts {
     bool ReadCurrent = false;
     std::vector<SectionRecord> Sections;
     size_t CommandCount = 0;
-    std::vector<Operation> Operations;
+    std::vector<Ostrel::Storage::PlannedOperation> Operations;
     HRESULT Result = S_OK;      // the reader's
     HRESULT RequestResult = 0;  // what the request would return
 };
@@ -51,8 +51,6 @@ void PrintPlanJson(const PlanFacts& facts);
 
 // "HKCU\path (view default, all access)" or "file [section]".
 std::wstring DescribeSection(const Ostrel::Storage::ISection& section);
-// The entry's value as DescribeValue shows it; empty for a bare name.
-std::wstring DescribeEntryValue(const Ostrel::Storage::IEntry& entry);
 std::wstring CommandName(uint32_t commandType);
 std::wstring ValueTypeName(uint32_t valueType);
 // "0x%08x".
