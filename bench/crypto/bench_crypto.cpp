@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "BenchClock.h"
 #include "ZorvComn_AesBlock.h"
 #include "ZorvComn_CryptDocument.h"
@@ -24,7 +25,7 @@ using ZorvCommon::Cryptograph::DirectionDecrypt;
 using ZorvCommon::Cryptograph::ModeCBC;
 using ZorvCommon::Cryptograph::Rijndael;
 
-constexpr const char* kKey = "P5!dW0#sG7@kF2^x";
+constexpr const char* kKey = Ostrel::Vocabulary::kStorageKey;
 constexpr uint32_t kDataSize = 64 * 1024 * 1024;
 constexpr uint32_t kChunk = 4096;
 constexpr uint32_t kPieceSize = 16384;
