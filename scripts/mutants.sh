@@ -3,10 +3,11 @@
 # into a scratch copy of the tree, the copy is rebuilt, the suites named beside the fault
 # run, and the whole test command (every ctest test) runs for the faults they miss. A fault
 # is killed when a test fails. Prints killed/survived per fault and the kill rate.
-#   scripts/mutants.sh [--resume] [--check] [--faults FILE] [ID...]
+#   scripts/mutants.sh [--resume] [--check] [--list] [--faults FILE] [ID...]
 #     ID...     only these faults (default: every fault of the list)
 #     --resume  skip the faults that already have a result for the same tree
 #     --check   only tell which faults still apply (no build, no tests)
+#     --list    print each fault's id, file and description
 # The checkout is never written: the copy of the tree (HEAD with the working changes), its
 # build and the results live in $MUTANTS_DIR (default build-mutants/, ignored by git). A
 # fault whose text is not found exactly once is "stale" and is not counted; one that does
@@ -17,13 +18,15 @@ source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
 FAULTS="$OSTREL_ROOT/scripts/mutants.faults"
 RESUME=0
 CHECK_ONLY=0
+LIST_ONLY=0
 WANTED=()
 while (($#)); do
     case "$1" in
         --resume) RESUME=1 ;;
         --check) CHECK_ONLY=1 ;;
+        --list) LIST_ONLY=1 ;;
         --faults) FAULTS="$(realpath "$2")"; shift ;;
-        -h | --help) sed -n '2,14p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'; exit 0 ;;
+        -h | --help) sed -n '2,15p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'; exit 0 ;;
         -*) echo "mutants.sh: unknown option $1" >&2; exit 2 ;;
         *) WANTED+=("$1") ;;
     esac
@@ -109,6 +112,13 @@ else
     SELECTED=("${IDS[@]}")
 fi
 
+if ((LIST_ONLY)); then
+    for id in "${SELECTED[@]}"; do
+        printf '%s\t%s\t%s\n' "$id" "${F_FILE[$id]}" "${F_WHAT[$id]:-}"
+    done
+    exit 0
+fi
+
 # ---- the scratch tree -------------------------------------------------------------------
 # Copies the checkout's files (tracked and untracked, not ignored) into $TREE by content:
 # an unchanged file keeps its time, so the build stays incremental, and a changed one gets
@@ -127,7 +137,9 @@ sync_tree() {
     # Files the checkout no longer has (renamed sources, saved fuzz inputs) go too.
     (cd "$TREE" && find . -type f -printf '%P\0') | sort -z >"$WORK/tree.lst"
     sort -z "$list" | comm -z -23 "$WORK/tree.lst" - | (cd "$TREE" && xargs -0 -r rm -f)
-    TREE_HASH="$(cd "$TREE" && sort -z "$list" | xargs -0 sha1sum | sha1sum | cut -c1-12)"
+    # The results hold for this tree; the fault list and this script do not change them.
+    TREE_HASH="$(cd "$TREE" && sort -z "$list" | grep -zv '^scripts/mutants\.' | xargs -0 sha1sum |
+        sha1sum | cut -c1-12)"
 }
 
 # Puts FIND -> PUT into the tree's copy of FILE; exit 3 when FIND is not there exactly once.
