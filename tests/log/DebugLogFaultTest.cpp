@@ -17,7 +17,7 @@
 
 namespace {
 
-using LogTests::AllocationFault;
+using TestSupport::AllocationFault;
 using ZorvCommon::g_DebugLog;
 
 // Runs call with the countdown-th allocation failing, for every countdown until a run

@@ -174,7 +174,7 @@ bool RequestWithFailingAllocation(CServiceManager& utility, RequestKind kind,
         record.ValueType = SrvFrwk::Interface::ValueTypeWebAccessControl;
         pPayload = &list;
     }
-    AllocationFault fault(failing);
+    TestSupport::AllocationFault fault(failing - 1);  // the failing-th from now
     if (kind == RequestKind::Storage) {
         (void)utility.SendMessage(&record, nullptr, nullptr, pPayload);
     } else {

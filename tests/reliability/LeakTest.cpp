@@ -21,12 +21,12 @@ TEST(LeakTest, TenThousandMixedRequestsKeepHandlesAndMemoryFlat) {
 
     constexpr int kWarmUp = 100;
     constexpr int kRequests = 10000;
-    OstrelFuzz::Footprint warm;
+    TestSupport::Footprint warm;
     std::array<std::wstring, kRequestKinds> steady;  // the answers of the second round
     int changedAnswers = 0;
     for (int index = 0; index < kRequests; ++index) {
         if (index == kWarmUp) {
-            warm = OstrelFuzz::MeasureProcess();
+            warm = TestSupport::MeasureProcess();
         }
         const size_t kind = static_cast<size_t>(index) % kRequestKinds;
         const std::wstring answer = Ask(module.Utility(), static_cast<RequestKind>(kind), lane);
@@ -36,7 +36,7 @@ TEST(LeakTest, TenThousandMixedRequestsKeepHandlesAndMemoryFlat) {
             changedAnswers += answer != steady[kind] ? 1 : 0;
         }
     }
-    const OstrelFuzz::Footprint end = OstrelFuzz::MeasureProcess();
+    const TestSupport::Footprint end = TestSupport::MeasureProcess();
     EXPECT_EQ(0, changedAnswers) << "the same request keeps getting the same answer";
     ASSERT_GT(warm.Handles, 0u) << "the handle count could not be read";
     EXPECT_LE(end.Handles, warm.Handles + 2) << "handles after 100: " << warm.Handles;

@@ -2,7 +2,7 @@
 
 #include <objbase.h>
 
-#include "FuzzPaths.h"
+#include "Documents.h"
 #include "ZorvComn_Handle.h"
 
 namespace Reliability {
@@ -125,8 +125,8 @@ ModuleUnderTest::ModuleUnderTest(uint32_t logLevel, const std::wstring& folder)
     }
     m_Log->Product().SetInstalledFolder(m_Installed->Path() + L"\\");
     m_Log->Product().SetVersion(L"1.0.1120");
-    m_Module = std::make_unique<OstrelFuzz::OstrelModule>(folder + L"Ostrel.dll");
-    m_Utility = std::make_unique<OstrelFuzz::Utility>(*m_Module);
+    m_Module = std::make_unique<TestSupport::ModuleHost>(folder);
+    m_Utility = std::make_unique<TestSupport::Utility>(*m_Module);
 }
 
 ModuleUnderTest::~ModuleUnderTest() {
@@ -135,10 +135,7 @@ ModuleUnderTest::~ModuleUnderTest() {
 }
 
 void WriteStorageDocument(const std::wstring& path, const std::string& xml) {
-    const OstrelFuzz::RequestPath storage = OstrelFuzz::RequestPath::Storage;
-    TestSupport::WriteFileBytes(path,
-                                OstrelFuzz::Encrypt(OstrelFuzz::PathKey(storage),
-                                                    std::vector<uint8_t>(xml.begin(), xml.end())));
+    TestSupport::WriteDocument(path, TestSupport::kStorageKey, xml);
 }
 
 std::string SteadyStorageDocument(const std::wstring& keyPath) {
@@ -167,7 +164,7 @@ StorageLane MakeLane(const TestSupport::ScratchFolder& folder, const std::wstrin
     return lane;
 }
 
-std::wstring Ask(OstrelFuzz::Utility& utility, RequestKind kind, const StorageLane& lane) {
+std::wstring Ask(TestSupport::Utility& utility, RequestKind kind, const StorageLane& lane) {
     return Ask(*utility.Get(), kind, lane);
 }
 

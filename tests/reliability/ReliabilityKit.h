@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "LogCapture.h"
-#include "OstrelModule.h"
+#include "ModuleHost.h"
 #include "Scratch.h"
 
 namespace Reliability {
@@ -28,8 +28,8 @@ public:
     ~ModuleUnderTest();
 
     TestSupport::LogCapture& Log() { return *m_Log; }
-    OstrelFuzz::OstrelModule& Module() { return *m_Module; }
-    OstrelFuzz::Utility& Utility() { return *m_Utility; }
+    TestSupport::ModuleHost& Module() { return *m_Module; }
+    TestSupport::Utility& Utility() { return *m_Utility; }
     // A scratch installed folder with the three encrypted example policy documents,
     // named by the product key (with version 1.0.1120).
     const std::wstring& InstalledFolder() const { return m_Installed->Path(); }
@@ -38,8 +38,8 @@ public:
 private:
     std::unique_ptr<TestSupport::LogCapture> m_Log;
     std::unique_ptr<TestSupport::ScratchFolder> m_Installed;
-    std::unique_ptr<OstrelFuzz::OstrelModule> m_Module;
-    std::unique_ptr<OstrelFuzz::Utility> m_Utility;
+    std::unique_ptr<TestSupport::ModuleHost> m_Module;
+    std::unique_ptr<TestSupport::Utility> m_Utility;
 };
 
 // The assignment text of the suites' storage-control requests; their documents' elements
@@ -83,7 +83,7 @@ constexpr size_t kRequestKinds = static_cast<size_t>(RequestKind::Count);
 // (every field of every row, the lists' sizes and sites).
 std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
                  const StorageLane& lane);
-std::wstring Ask(OstrelFuzz::Utility& utility, RequestKind kind, const StorageLane& lane);
+std::wstring Ask(TestSupport::Utility& utility, RequestKind kind, const StorageLane& lane);
 
 // Every key and value under root\path (value type and bytes; keys with type REG_NONE and
 // no bytes), named by their path below path.

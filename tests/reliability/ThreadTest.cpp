@@ -20,7 +20,7 @@ using Answers = std::array<std::wstring, kRequestKinds>;
 // One caller: its own storage key and documents, and the utility object it talks to.
 struct Caller {
     StorageLane Lane;
-    OstrelFuzz::Utility* Utility = nullptr;
+    TestSupport::Utility* Utility = nullptr;
     const Answers* Expected = nullptr;
     HANDLE Start = nullptr;
     int Index = 0;
@@ -122,17 +122,17 @@ protected:
 };
 
 TEST_F(ThreadTest, EightCallersWithTheirOwnObjectsAnswerAsOneDoes) {
-    std::vector<std::unique_ptr<OstrelFuzz::Utility>> utilities;
+    std::vector<std::unique_ptr<TestSupport::Utility>> utilities;
     for (int index = 0; index < kThreads; ++index) {
-        utilities.push_back(std::make_unique<OstrelFuzz::Utility>(m_Module.Module()));
+        utilities.push_back(std::make_unique<TestSupport::Utility>(m_Module.Module()));
     }
-    RunCallers(1000, [&](int index) -> OstrelFuzz::Utility& { return *utilities[index]; });
+    RunCallers(1000, [&](int index) -> TestSupport::Utility& { return *utilities[index]; });
 }
 
 // The object holds its lock for the whole of each request: the callers take turns with
 // its one XML reader instead of sharing it.
 TEST_F(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
-    RunCallers(150, [&](int) -> OstrelFuzz::Utility& { return m_Module.Utility(); });
+    RunCallers(150, [&](int) -> TestSupport::Utility& { return m_Module.Utility(); });
 }
 
 }  // namespace

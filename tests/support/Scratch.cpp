@@ -1,10 +1,24 @@
 #include "Scratch.h"
 
+#include <gtest/gtest.h>
 
 #include <stdexcept>
 
+#include "ZorvComn_Handle.h"
+
 namespace TestSupport {
 namespace {
+
+using ZorvCommon::UniqueFile;
+using ZorvCommon::UniqueRegKey;
+
+struct FindTraits {
+    using Type = HANDLE;
+    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static bool IsValid(Type h) { return h != INVALID_HANDLE_VALUE; }
+    static void Close(Type h) { FindClose(h); }
+};
+using UniqueFind = ZorvCommon::UniqueHandle<FindTraits>;
 
 constexpr const wchar_t* kTestsRoot = L"Software\\OstrelTests";
 
@@ -17,28 +31,33 @@ void Check(LSTATUS status, const char* what) {
     }
 }
 
-HKEY CreateKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
-    HKEY key = nullptr;
-    Check(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr, &key,
-                          nullptr),
-          "RegCreateKeyExW");
+UniqueRegKey OpenKey(HKEY root, const std::wstring& path, REGSAM access) {
+    UniqueRegKey key;
+    (void)RegOpenKeyExW(root, path.c_str(), 0, access, key.put());
+    return key;
+}
+
+LSTATUS CreateKey(HKEY root, const std::wstring& path, REGSAM view, UniqueRegKey& key) {
+    return RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr,
+                           key.put(), nullptr);
+}
+
+UniqueRegKey CreateKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
+    UniqueRegKey key;
+    Check(CreateKey(root, path, view, key), "RegCreateKeyExW");
     return key;
 }
 
 void DeleteTree(HKEY root, const std::wstring& path, REGSAM view = 0) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_ALL_ACCESS | view, &key) != ERROR_SUCCESS) {
-        return;
+    if (const UniqueRegKey key = OpenKey(root, path, KEY_ALL_ACCESS | view)) {
+        RegDeleteTreeW(key.get(), nullptr);
+        RegDeleteKeyExW(root, path.c_str(), view, 0);
     }
-    RegDeleteTreeW(key, nullptr);
-    RegCloseKey(key);
-    RegDeleteKeyExW(root, path.c_str(), view, 0);
 }
 
 void RemoveFolder(const std::wstring& path) {
     WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW((path + L"\\*").c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE) {
+    if (const UniqueFind find{FindFirstFileW((path + L"\\*").c_str(), &data)}) {
         do {
             const std::wstring name = data.cFileName;
             if (name == L"." || name == L"..") {
@@ -51,10 +70,18 @@ void RemoveFolder(const std::wstring& path) {
                 SetFileAttributesW(child.c_str(), FILE_ATTRIBUTE_NORMAL);
                 DeleteFileW(child.c_str());
             }
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
+        } while (FindNextFileW(find.get(), &data));
     }
     RemoveDirectoryW(path.c_str());
+}
+
+UniqueFile OpenFile(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
+    UniqueFile file(CreateFileW(path.c_str(), access, share, nullptr, disposition,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
+        throw std::runtime_error("CreateFileW failed: " + std::to_string(GetLastError()));
+    }
+    return file;
 }
 
 }  // namespace
@@ -62,7 +89,7 @@ void RemoveFolder(const std::wstring& path) {
 ScratchRegistryKey::ScratchRegistryKey(const std::wstring& suite, HKEY root, REGSAM view)
     : m_Root(root), m_Path(std::wstring(kTestsRoot) + L"\\" + suite), m_View(view) {
     DeleteTree(m_Root, m_Path, m_View);
-    RegCloseKey(CreateKey(m_Root, m_Path, m_View));
+    CreateKey(m_Root, m_Path, m_View);
 }
 
 ScratchRegistryKey::~ScratchRegistryKey() { DeleteTree(m_Root, m_Path, m_View); }
@@ -90,23 +117,26 @@ ProductKey::ProductKey()
                    std::to_wstring(InterlockedIncrement(&g_BackupCount))) {
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
     if (m_Existed) {
-        HKEY source = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
-        HKEY backup = CreateKey(HKEY_CURRENT_USER, m_BackupPath);
-        const LSTATUS status = RegCopyTreeW(source, nullptr, backup);
-        RegCloseKey(backup);
-        RegCloseKey(source);
-        Check(status, "RegCopyTreeW");
+        const UniqueRegKey source = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
+        const UniqueRegKey backup = CreateKey(HKEY_CURRENT_USER, m_BackupPath);
+        Check(RegCopyTreeW(source.get(), nullptr, backup.get()), "RegCopyTreeW");
     }
 }
 
+// A destructor that throws during a failed test ends the process: a failed restore is
+// reported as a test failure and the backup is kept for a later look.
 ProductKey::~ProductKey() {
     DeleteTree(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
     if (m_Existed) {
-        HKEY target = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
-        HKEY backup = CreateKey(HKEY_CURRENT_USER, m_BackupPath);
-        RegCopyTreeW(backup, nullptr, target);
-        RegCloseKey(backup);
-        RegCloseKey(target);
+        UniqueRegKey target;
+        const UniqueRegKey backup = OpenKey(HKEY_CURRENT_USER, m_BackupPath, KEY_READ);
+        const LSTATUS status = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY, target);
+        if (!backup || status != ERROR_SUCCESS ||
+            RegCopyTreeW(backup.get(), nullptr, target.get()) != ERROR_SUCCESS) {
+            ADD_FAILURE() << "the product key was not restored; its copy stays under HKCU\\"
+                          << std::string(m_BackupPath.begin(), m_BackupPath.end());
+            return;
+        }
     }
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
 }
@@ -122,11 +152,8 @@ void ProductKey::SetVersion(const std::wstring& version) {
 }
 
 void ProductKey::RemoveValue(const wchar_t* name) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPath, 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &key) ==
-        ERROR_SUCCESS) {
-        RegDeleteValueW(key, name);
-        RegCloseKey(key);
+    if (const UniqueRegKey key = OpenKey(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE | KEY_WOW64_64KEY)) {
+        RegDeleteValueW(key.get(), name);
     }
 }
 
@@ -151,17 +178,14 @@ void ProductKey::SetDebugLogString(const wchar_t* name, const std::wstring& valu
 void ProductKey::ClearDebugLog() { DeleteTree(HKEY_LOCAL_MACHINE, kDebugLogPath, KEY_WOW64_64KEY); }
 
 std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE | view, &key) != ERROR_SUCCESS) {
-        return std::wstring();
-    }
+    const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE | view);
     std::wstring value(4096, L'\0');
     DWORD size = static_cast<DWORD>(value.size() * sizeof(wchar_t));
     DWORD type = 0;
-    const LSTATUS status = RegQueryValueExW(key, name, nullptr, &type,
-                                            reinterpret_cast<BYTE*>(&value[0]), &size);
-    RegCloseKey(key);
-    if (status != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) {
+    if (!key ||
+        RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value[0]),
+                         &size) != ERROR_SUCCESS ||
+        (type != REG_SZ && type != REG_EXPAND_SZ)) {
         return std::wstring();
     }
     value.resize(size / sizeof(wchar_t));
@@ -172,61 +196,38 @@ std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* n
 }
 
 bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE | view, &key) != ERROR_SUCCESS) {
-        return false;
-    }
-    const bool exists = RegQueryValueExW(key, name, nullptr, nullptr, nullptr, nullptr) ==
-                        ERROR_SUCCESS;
-    RegCloseKey(key);
-    return exists;
+    const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE | view);
+    return key && RegQueryValueExW(key.get(), name, nullptr, nullptr, nullptr, nullptr) ==
+                      ERROR_SUCCESS;
 }
 
 bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE | view, &key) != ERROR_SUCCESS) {
-        return false;
-    }
-    RegCloseKey(key);
-    return true;
+    return static_cast<bool>(OpenKey(root, path, KEY_QUERY_VALUE | view));
 }
 
 void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
                    const void* data, DWORD size, REGSAM view) {
-    HKEY key = CreateKey(root, path, view);
-    const LSTATUS status =
-        RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), size);
-    RegCloseKey(key);
-    Check(status, "RegSetValueExW");
+    const UniqueRegKey key = CreateKey(root, path, view);
+    Check(RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size),
+          "RegSetValueExW");
 }
 
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes) {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        throw std::runtime_error("CreateFileW failed");
-    }
+    const UniqueFile file = OpenFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
     DWORD written = 0;
-    const BOOL ok = bytes.empty() || WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()),
-                                               &written, nullptr);
-    CloseHandle(file);
-    if (!ok) {
+    if (!bytes.empty() && !WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()),
+                                     &written, nullptr)) {
         throw std::runtime_error("WriteFile failed");
     }
 }
 
 std::vector<uint8_t> ReadFileBytes(const std::wstring& path) {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        throw std::runtime_error("CreateFileW failed");
-    }
-    std::vector<uint8_t> bytes(GetFileSize(file, nullptr));
+    const UniqueFile file =
+        OpenFile(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+    std::vector<uint8_t> bytes(GetFileSize(file.get(), nullptr));
     DWORD read = 0;
-    const BOOL ok = bytes.empty() ||
-                    ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr);
-    CloseHandle(file);
-    if (!ok) {
+    if (!bytes.empty() &&
+        !ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr)) {
         throw std::runtime_error("ReadFile failed");
     }
     bytes.resize(read);
@@ -235,6 +236,19 @@ std::vector<uint8_t> ReadFileBytes(const std::wstring& path) {
 
 bool FileExists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern) {
+    std::vector<std::wstring> names;
+    WIN32_FIND_DATAW data;
+    if (const UniqueFind find{FindFirstFileW((folder + L"\\" + pattern).c_str(), &data)}) {
+        do {
+            if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+                names.push_back(data.cFileName);
+            }
+        } while (FindNextFileW(find.get(), &data));
+    }
+    return names;
 }
 
 std::wstring ExecutableFolder() {

@@ -84,6 +84,8 @@ void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWO
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
+// The names of the files in folder that match pattern ("*.xml").
+std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern);
 
 // Folder of the running test executable, with a trailing backslash.
 std::wstring ExecutableFolder();

@@ -1,26 +1,19 @@
 #include "AllocationFault.h"
 
-#include <windows.h>
-
-#include <atomic>
 #include <cstdlib>
 #include <new>
 
-namespace LogTests {
+namespace TestSupport {
 namespace {
 
-std::atomic<DWORD> g_Thread{0};
-std::atomic<long long> g_Countdown{-1};  // -1: disarmed
-std::atomic<bool> g_Fired{false};
+thread_local long long t_Countdown = -1;  // -1: disarmed
+thread_local bool t_Fired = false;
 
 bool FailsNow() {
-    if (g_Countdown.load() < 0 || g_Thread.load() != GetCurrentThreadId()) {
+    if (t_Countdown < 0 || t_Countdown-- != 0) {
         return false;
     }
-    if (g_Countdown.fetch_sub(1) != 0) {
-        return false;
-    }
-    g_Fired = true;
+    t_Fired = true;
     return true;  // the countdown is now -1: one failure only
 }
 
@@ -39,32 +32,31 @@ void* AllocateOrThrow(size_t size) {
 }  // namespace
 
 AllocationFault::AllocationFault(size_t countdown) {
-    g_Fired = false;
-    g_Thread = GetCurrentThreadId();
-    g_Countdown = static_cast<long long>(countdown);
+    t_Fired = false;
+    t_Countdown = static_cast<long long>(countdown);
 }
 
 AllocationFault::~AllocationFault() {
-    g_Countdown = -1;
+    t_Countdown = -1;
 }
 
 bool AllocationFault::Fired() const {
-    return g_Fired;
+    return t_Fired;
 }
 
-}  // namespace LogTests
+}  // namespace TestSupport
 
 void* operator new(size_t size) {
-    return LogTests::AllocateOrThrow(size);
+    return TestSupport::AllocateOrThrow(size);
 }
 void* operator new[](size_t size) {
-    return LogTests::AllocateOrThrow(size);
+    return TestSupport::AllocateOrThrow(size);
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return LogTests::Allocate(size);
+    return TestSupport::Allocate(size);
 }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-    return LogTests::Allocate(size);
+    return TestSupport::Allocate(size);
 }
 void operator delete(void* block) noexcept {
     std::free(block);

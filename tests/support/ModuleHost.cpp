@@ -1,6 +1,8 @@
-#include "OstrelModule.h"
+#include "ModuleHost.h"
 
-namespace OstrelFuzz {
+#include "Scratch.h"
+
+namespace TestSupport {
 namespace {
 
 template <typename Function>
@@ -10,7 +12,8 @@ Function Resolve(HMODULE module, const char* name) {
 
 }  // namespace
 
-OstrelModule::OstrelModule(const std::wstring& path) : m_Module(LoadLibraryW(path.c_str())) {
+ModuleHost::ModuleHost(const std::wstring& folder)
+    : m_Module(LoadLibraryW(((folder.empty() ? BinFolder() : folder) + L"Ostrel.dll").c_str())) {
     if (!m_Module) {
         return;
     }
@@ -22,29 +25,31 @@ OstrelModule::OstrelModule(const std::wstring& path) : m_Module(LoadLibraryW(pat
               m_Initialize() == S_OK;
 }
 
-OstrelModule::~OstrelModule() {
+ModuleHost::~ModuleHost() {
     if (m_Ready) {
         m_Uninitialize();
     }
 }
 
-HRESULT OstrelModule::CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility) const {
-    return m_Ready ? m_CreateUtility(ppUtility, &OSTREL_UTILITY_GUID) : E_UNEXPECTED;
+HRESULT ModuleHost::CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
+                                  const GUID* pGuid) const {
+    return m_Ready ? m_CreateUtility(ppUtility, pGuid) : E_UNEXPECTED;
 }
 
-HRESULT OstrelModule::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility) const {
-    return m_Ready ? m_FreeUtility(pUtility, &OSTREL_UTILITY_GUID) : E_UNEXPECTED;
+HRESULT ModuleHost::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility,
+                                const GUID* pGuid) const {
+    return m_Ready ? m_FreeUtility(pUtility, pGuid) : E_UNEXPECTED;
 }
 
-Utility::Utility(const OstrelModule& module) : m_rModule(module) {
-    if (m_rModule.CreateUtility(&m_pUtility) != S_OK) {
+Utility::Utility(const ModuleHost& host) : m_rHost(host) {
+    if (m_rHost.CreateUtility(&m_pUtility) != S_OK) {
         m_pUtility = nullptr;
     }
 }
 
 Utility::~Utility() {
     if (m_pUtility != nullptr) {
-        m_rModule.FreeUtility(m_pUtility);
+        m_rHost.FreeUtility(m_pUtility);
     }
 }
 
@@ -77,4 +82,4 @@ bool IsReaderResult(HRESULT result) {
     return (static_cast<uint32_t>(result) & 0xFFFFF000u) == 0xC00CE000u;
 }
 
-}  // namespace OstrelFuzz
+}  // namespace TestSupport
