@@ -1,157 +1,144 @@
-#include <string>
-#include <vector>
+// The exports and the utility object's slots, called as the host calls them.
 
-#include "DocumentVocabulary.h"
 #include "ModuleFixture.h"
 #include "NativeRegistry.h"
-#include "ZorvComn_CryptDocument.h"
 
 namespace {
 
-using Ostrel::Vocabulary::kStorageKey;
-
 using namespace ModuleTests;
-using SrvFrwk::Interface::ArrayOfRowProvider;
-using SrvFrwk::Interface::ArrayOfRowService;
-using SrvFrwk::Interface::StorageControlRequest;
-using SrvFrwk::Interface::WebAccessControlList;
+using TestSupport::Narrow;
 
 TEST_F(ModuleTest, CreateAndFreeCheckTheirArguments) {
     GUID other = OSTREL_UTILITY_GUID;
     other.Data4[7] ^= 1;
     IUtilityEx* pUtility = reinterpret_cast<IUtilityEx*>(0x1234);
-    EXPECT_EQ(kInvalidArgument, m_CreateUtility(&pUtility, &other));
+    EXPECT_EQ(kInvalidArgument, m_Host.CreateUtility(&pUtility, &other));
     EXPECT_EQ(reinterpret_cast<IUtilityEx*>(0x1234), pUtility) << "left untouched on failure";
-    EXPECT_TRUE(
-        m_Log->Contains(L"*** CServiceFactory::CreateUtility() - pUtilityGuid was invalid."));
-    EXPECT_EQ(kInvalidArgument, m_CreateUtility(nullptr, &OSTREL_UTILITY_GUID));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceFactory::CreateUtility() - _ppUtilityContext or pUtilityGuid were invalid."));
-
-    EXPECT_EQ(kInvalidArgument, m_FreeUtility(m_pUtility, &other));
-    EXPECT_TRUE(m_Log->Contains(L"*** CServiceFactory::FreeUtility() - pUtilityGuid was invalid."));
+    EXPECT_EQ(kInvalidArgument, m_Host.CreateUtility(nullptr));
+    EXPECT_EQ(kInvalidArgument, m_Host.FreeUtility(m_Utility.Get(), &other));
     EXPECT_EQ(kNotSupported, Query(4, nullptr)) << "the object survived the refused free";
-    EXPECT_EQ(kInvalidArgument, m_FreeUtility(nullptr, &OSTREL_UTILITY_GUID));
+    EXPECT_EQ(kInvalidArgument, m_Host.FreeUtility(nullptr));
 
     IUtilityEx* pSecond = nullptr;
-    ASSERT_EQ(S_OK, m_CreateUtility(&pSecond, &OSTREL_UTILITY_GUID));
-    EXPECT_NE(m_pUtility, pSecond) << "every call makes a new object";
-    EXPECT_EQ(S_OK, m_FreeUtility(pSecond, &OSTREL_UTILITY_GUID));
+    ASSERT_EQ(S_OK, m_Host.CreateUtility(&pSecond));
+    EXPECT_NE(m_Utility.Get(), pSecond) << "every call makes a new object";
+    EXPECT_EQ(S_OK, m_Host.FreeUtility(pSecond));
 }
 
-TEST_F(ModuleTest, DispatchRefusesForeignValueTypesAndNullPayloads) {
-    EXPECT_EQ(kNotSupported, Query(4, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValue() - Specified ValueType was not supported [0x00000004]"));
-    EXPECT_EQ(kNotSupported, Send(1, nullptr));
-    EXPECT_TRUE(
-        m_Log->Contains(L"*** CServiceManager::SendMessage() - Specified ValueType was not "
-                        L"supported [0x00000001]"));
+// The host calls the object through its table of virtual functions, by the slot numbers
+// written in SrvFrwk_Interface.h (from 1; the index is one less). Each slot reaches its
+// method: the result and the lines the method writes tell them apart.
+TEST_F(ModuleTest, EverySlotOfTheUtilityReachesItsMethod) {
+    using NoArguments = HRESULT (*)(IUtilityEx*);
+    using Typed = HRESULT (*)(IUtilityEx*, const ValueTypeRecord*, void*, void*, void*);
+    using Named = HRESULT (*)(IUtilityEx*, const wchar_t*, void*);
+    const ValueTypeRecord unknownType{0x63};
+    IUtilityEx* pUtility = m_Utility.Get();
+    void** table = *reinterpret_cast<void***>(pUtility);
+    const auto noArguments = [&](size_t slot) {
+        return reinterpret_cast<NoArguments>(table[slot - 1])(pUtility);
+    };
+    const auto typed = [&](size_t slot) {
+        return reinterpret_cast<Typed>(table[slot - 1])(pUtility, &unknownType, nullptr, nullptr,
+                                                        nullptr);
+    };
+    const auto named = [&](size_t slot) {
+        return reinterpret_cast<Named>(table[slot - 1])(pUtility, L"name", nullptr);
+    };
+    struct Slot {
+        size_t number;
+        HRESULT result;
+        const wchar_t* line;  // written by this method alone, or null
+        size_t lineCount;     // lines of CServiceManager it writes
+    };
+    const Slot slots[] = {
+        {1, kNotProvided, nullptr, 0},
+        {2, kNotSupported, L"QueryValue() - Specified ValueType was not supported [0x00000063]", 3},
+        {3, S_OK, L"[Enter] CServiceManager::QueryValue()...", 2},
+        {4, kNotProvided, nullptr, 0},
+        {5, S_OK, L"[Enter] CServiceManager::StoreValue()...", 2},
+        {6, kNotSupported, L"SendMessage() - Specified ValueType was not supported [0x00000063]",
+         3},
+        {7, S_OK, L"[Enter] CServiceManager::SendMessage()...", 2},
+        {10, S_OK, L"[Enter] CServiceManager::Initialize()...", 2},
+        {11, S_OK, L"[Enter] CServiceManager::Uninitialize()...", 2},
+    };
+    for (const Slot& slot : slots) {
+        m_Log.Clear();
+        const HRESULT result = slot.number == 3 || slot.number == 7 ? named(slot.number)
+                               : slot.number == 2 || slot.number == 5 || slot.number == 6
+                                   ? typed(slot.number)
+                                   : noArguments(slot.number);
+        EXPECT_EQ(slot.result, result) << "slot " << slot.number;
+        if (slot.line != nullptr) {
+            EXPECT_EQ(1u, m_Log.Count(slot.line)) << "slot " << slot.number;
+        }
+        EXPECT_EQ(slot.lineCount, m_Log.Count(L"CServiceManager::")) << "slot " << slot.number;
+    }
+    // Slot 9, the deleting destructor, is what freeing an object calls.
+    IUtilityEx* pSecond = nullptr;
+    ASSERT_EQ(S_OK, m_Host.CreateUtility(&pSecond));
+    reinterpret_cast<void (*)(IUtilityEx*)>((*reinterpret_cast<void***>(pSecond))[8])(pSecond);
+}
 
-    EXPECT_EQ(kInvalidArgument, Query(1, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForServicePolicy() - pArrayOfRowService was invalid."));
-    EXPECT_EQ(kInvalidArgument, Query(2, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForProviderPolicy() - pArrayOfRowProvider was invalid."));
-    EXPECT_EQ(kInvalidArgument, Query(16, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForWebAccessData() - pWebAccessControlList was "
-        L"invalid."));
+TEST_F(ModuleTest, NullPayloadsAreRefused) {
+    for (const uint32_t valueType : {1u, 2u, 16u}) {
+        EXPECT_EQ(kInvalidArgument, Query(valueType, nullptr)) << valueType;
+    }
     EXPECT_EQ(kInvalidArgument, Send(4, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForStorageControl() - pStorageControl was invalid."));
+    EXPECT_EQ(kNotSupported, Send(1, nullptr));
 }
 
-TEST_F(ModuleTest, ReservedAndUntypedSlotsAnswerWithoutWork) {
-    EXPECT_EQ(kNotProvided, m_pUtility->ReservedOperation1());
-    EXPECT_EQ(kNotProvided, m_pUtility->ReservedOperation2());
-    EXPECT_EQ(S_OK, m_pUtility->QueryValue(L"name", nullptr));
-    EXPECT_EQ(S_OK, m_pUtility->SendMessage(L"name", nullptr));
-    EXPECT_EQ(S_OK, m_pUtility->StoreValue(nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(S_OK, m_pUtility->Initialize());
-    EXPECT_EQ(S_OK, m_pUtility->Uninitialize());
-    EXPECT_TRUE(m_Log->Contains(L"[Enter] CServiceManager::StoreValue()..."));
-    EXPECT_TRUE(m_Log->Contains(L"[Leave] CServiceManager::SendMessage()..."));
-}
-
+// The one end-to-end read of the example documents: every kind through the exports.
 TEST_F(ModuleTest, PolicyQueriesReadTheExampleDocuments) {
-    TestSupport::ProductKey product;
-    product.SetInstalledFolder(TestSupport::BinFolder() + L"..\\examples");
-
-    ArrayOfRowService services;
+    m_Log.Product().SetInstalledFolder(TestSupport::BinFolder() + L"..\\examples");
+    SrvFrwk::Interface::ArrayOfRowService services;
     EXPECT_EQ(S_OK, Query(1, &services));
     EXPECT_GE(services.size(), 10u);
-    ArrayOfRowProvider providers;
+    SrvFrwk::Interface::ArrayOfRowProvider providers;
     EXPECT_EQ(S_OK, Query(2, &providers));
     EXPECT_GE(providers.size(), 2u);
-    WebAccessControlList list;
+    SrvFrwk::Interface::WebAccessControlList list;
     EXPECT_EQ(S_OK, Query(16, &list));
     EXPECT_FALSE(list.Sites.empty());
 
-    product.SetInstalledFolder(L"C:\\no-such-folder");
+    m_Log.Product().SetInstalledFolder(L"C:\\no-such-folder");
     EXPECT_EQ(static_cast<HRESULT>(0x80070003), Query(1, &services)) << "path not found";
     EXPECT_TRUE(services.empty()) << "the list is emptied first";
 }
 
-// Storage-control requests with the assignment "MODULE" (compared without regard to
-// case) on documents encrypted as the module reads them.
+// Storage-control requests: the assignment "T" matches the documents' "t" (compared
+// without regard to case).
 class StorageRequestTest : public ModuleTest {
 protected:
-    // One Registry element over m_Key's sub-key child with the Control elements given.
-    static std::string Section(const char* root, const std::string& child,
-                               const std::string& controls) {
-        return "  <Registry assign=\"module\">\n"
-               "    <Root>" +
-               std::string(root) + "</Root><Path>Software\\OstrelTests\\ModuleStorage\\" + child +
-               "</Path>\n"
-               "    <AccessMode>default</AccessMode><AccessRight>default</AccessRight>\n" +
-               controls + "  </Registry>\n";
+    std::string Section(const std::string& root, const std::wstring& child,
+                        const std::string& controls) const {
+        return TestSupport::Registry(Narrow(m_Key.Child(child)), controls, TestSupport::kAnywhere,
+                                     root);
     }
-
-    HRESULT Run(const std::string& sections, const std::wstring& folderField = L"") {
-        const std::string xml =
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Storage version=\"1.0\">\n" + sections +
-            "</Storage>\n";
-        std::vector<uint8_t> ciphertext;
-        EXPECT_TRUE(ZorvCommon::Storage::EncryptDocumentBytes(
-            kStorageKey, std::vector<uint8_t>(xml.begin(), xml.end()), &ciphertext));
-        TestSupport::WriteFileBytes(m_Folder.File(L"request.xen"), ciphertext);
-        StorageControlRequest request;
-        request.DocumentPath = m_Folder.File(L"request.xen");
-        request.CommandArgument = L"MODULE";
-        request.Folder = folderField;
-        return Send(4, &request);
+    std::wstring Stored(const std::wstring& child, const wchar_t* name) const {
+        return TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(child), name);
     }
-
-    // A first section that stores a value and a second that fails to parse.
-    static std::string StoreThenFail() {
-        const std::string store =
-            "    <Control assign=\"module\"><Name>Greeting</Name><Type>string</Type>\n"
-            "      "
-            "<Action>store</Action><Value>hello</Value><Overwrite>yes</Overwrite></Control>\n";
-        return Section("HKCU", "Values", store) + Section("HKXX", "Values", store);
-    }
-
-    TestSupport::ScratchRegistryKey m_Key{L"ModuleStorage"};
-    TestSupport::ScratchFolder m_Folder{L"ModuleStorage"};
 };
 
+// A first section that stores a value and a second that fails to parse: the stored value
+// is there, the request answers the commands' result, the document is kept. The request's
+// folder field changes nothing.
 TEST_F(StorageRequestTest, CommandsBuiltBeforeAFailureStillRun) {
-    EXPECT_EQ(S_OK, Run(StoreThenFail()));
-    EXPECT_EQ(L"hello",
-              TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting"));
-    EXPECT_TRUE(
-        m_Log->Contains(L"*** CServiceManager::SendMessage() - "
-                        L"this->QueryValueForStorageControl() failed. [0x80040206]"));
-    EXPECT_TRUE(TestSupport::FileExists(m_Folder.File(L"request.xen")))
-        << "a document whose last section failed is kept";
-}
-
-TEST_F(StorageRequestTest, TheFolderFieldChangesNothing) {
-    EXPECT_EQ(S_OK, Run(StoreThenFail(), L"C:\\somewhere\\else"));
-    EXPECT_EQ(L"hello",
-              TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting"));
+    const std::string store = TestSupport::Store("Greeting", "string", "hello");
+    const std::string text =
+        TestSupport::Storage(Section("HKCU", L"Values", store) + Section("HKXX", L"Values", store));
+    for (const std::wstring folderField : {L"", L"C:\\somewhere\\else"}) {
+        m_Log.Clear();
+        EXPECT_EQ(S_OK, SendStorage(text, folderField));
+        EXPECT_EQ(L"hello", Stored(L"Values", L"Greeting"));
+        EXPECT_TRUE(m_Log.Contains(L"*** CServiceManager::SendMessage() - "
+                                   L"this->QueryValueForStorageControl() failed. [0x80040206]"));
+        EXPECT_TRUE(TestSupport::FileExists(m_Request));
+        ASSERT_TRUE(DeleteFileW(m_Request.c_str()));
+        TestSupport::WriteRegValue(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting", REG_SZ,
+                                   L"", sizeof(wchar_t));
+    }
 }
 
 // A document that deletes a whole section holding a registry link to a key outside it:
@@ -164,9 +151,8 @@ TEST_F(StorageRequestTest, DeletingASectionLeavesWhatItsLinksPointAt) {
     }
     const TestSupport::ScratchRegistryLink link(HKEY_CURRENT_USER, m_Key.Child(L"Section\\Link"),
                                                 HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"));
-    EXPECT_EQ(S_OK,
-              Run(Section("HKCU", "Section",
-                          "    <Control assign=\"module\"><Action>delete</Action></Control>\n")));
+    EXPECT_EQ(S_OK, SendStorage(TestSupport::Storage(
+                        Section("HKCU", L"Section", TestSupport::Control("delete", "")))));
     EXPECT_FALSE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, m_Key.Child(L"Section")));
     EXPECT_FALSE(link.Exists());
     EXPECT_TRUE(TestSupport::RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"), L"V"));
