@@ -2,10 +2,10 @@
 
 #include <objbase.h>
 
-#include "Documents.h"
-#include "ZorvComn_Handle.h"
-
 namespace Reliability {
+
+using namespace TestSupport;
+
 namespace {
 
 using SrvFrwk::Interface::ArrayOfRowProvider;
@@ -13,19 +13,7 @@ using SrvFrwk::Interface::ArrayOfRowService;
 using SrvFrwk::Interface::StorageControlRequest;
 using SrvFrwk::Interface::WebAccessControlList;
 
-const wchar_t* const kPolicyFiles[] = {L"QjBsSvPl.xen", L"QjEnPvPl.xen", L"QjEnPvWc.xen"};
-
-std::string Narrow(const std::wstring& text) {
-    return std::string(text.begin(), text.end());  // the suites' paths are ASCII
-}
-
-std::string RegistrySection(const std::wstring& keyPath, const std::string& root,
-                            const std::string& controls) {
-    return "  <Registry assign=\"reliability\">\n    <Root>" + root + "</Root><Path>" +
-           Narrow(keyPath) +
-           "</Path><AccessMode>default</AccessMode><AccessRight>default</AccessRight>\n" +
-           controls + "  </Registry>\n";
-}
+const wchar_t* const kPolicyFiles[] = {kServiceFile, kProviderFile, kWebAccessFile};
 
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[39] = {};
@@ -79,53 +67,18 @@ std::wstring DescribeList(const WebAccessControlList& list) {
     return text;
 }
 
-void Snapshot(HKEY key, const std::wstring& below, RegistrySnapshot& snapshot) {
-    wchar_t name[16384];
-    std::vector<uint8_t> data(1 << 16);
-    for (DWORD index = 0;; ++index) {
-        DWORD cchName = _countof(name);
-        DWORD type = 0;
-        DWORD cbData = static_cast<DWORD>(data.size());
-        if (RegEnumValueW(key, index, name, &cchName, nullptr, &type, data.data(), &cbData) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        snapshot[below + L"|" + name] = {type,
-                                         std::vector<uint8_t>(data.begin(), data.begin() + cbData)};
-    }
-    for (DWORD index = 0;; ++index) {
-        DWORD cchName = _countof(name);
-        if (RegEnumKeyExW(key, index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        const std::wstring child = below + L"\\" + name;
-        snapshot[child] = {REG_NONE, {}};
-        ZorvCommon::UniqueRegKey childKey;
-        if (RegOpenKeyExW(key, name, 0, KEY_READ, childKey.put()) == ERROR_SUCCESS) {
-            Snapshot(childKey.get(), child, snapshot);
-        }
-    }
-}
-
 }  // namespace
 
-std::string Store(const std::string& name, const std::string& type, const std::string& value) {
-    return "    <Control assign=\"reliability\"><Action>store</Action><Name>" + name +
-           "</Name><Type>" + type + "</Type><Value>" + value +
-           "</Value><Overwrite>yes</Overwrite></Control>\n";
-}
-
 ModuleUnderTest::ModuleUnderTest(uint32_t logLevel, const std::wstring& folder)
-    : m_Log(std::make_unique<TestSupport::LogCapture>(logLevel, /*initializeProcessLog=*/false)),
-      m_Installed(std::make_unique<TestSupport::ScratchFolder>(L"ReliabilityInstalled")) {
+    : m_Log(std::make_unique<LogCapture>(logLevel, /*initializeProcessLog=*/false)),
+      m_Installed(std::make_unique<ScratchFolder>(L"ReliabilityInstalled")) {
     for (const wchar_t* name : kPolicyFiles) {
-        CopyFileW((TestSupport::BinFolder() + L"..\\examples\\" + name).c_str(),
+        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(),
                   m_Installed->File(name).c_str(), FALSE);
     }
     m_Log->Product().SetInstalledFolder(m_Installed->Path() + L"\\");
     m_Log->Product().SetVersion(L"1.0.1120");
-    m_Module = std::make_unique<TestSupport::ModuleHost>(folder);
+    m_Module = std::make_unique<ModuleHost>(folder);
     m_Utility = std::make_unique<TestSupport::Utility>(*m_Module);
 }
 
@@ -134,38 +87,25 @@ ModuleUnderTest::~ModuleUnderTest() {
     m_Module.reset();  // unloaded before the log settings are restored
 }
 
-void WriteStorageDocument(const std::wstring& path, const std::string& xml) {
-    TestSupport::WriteDocument(path, TestSupport::kStorageKey, xml);
-}
-
 std::string SteadyStorageDocument(const std::wstring& keyPath) {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Storage version=\"1.0\" save=\"yes\">\n" +
-           RegistrySection(keyPath, "HKCU",
-                           Store("Text", "string", "steady") + Store("Number", "uint32", "42") +
-                               Store("Blob", "binary", "DEADBEEF") +
-                               "    <Control assign=\"reliability\"><Action>query</Action>"
-                               "<Name>Text</Name><Type>string</Type></Control>\n"
-                               "    <Control assign=\"reliability\"><Action>delete</Action>"
-                               "<Name>Missing</Name></Control>\n") +
-           "</Storage>\n";
+    return Storage(Registry(Narrow(keyPath),
+                            Store("Text", "string", "steady") + Store("Number", "uint32", "42") +
+                                Store("Blob", "binary", "DEADBEEF") +
+                                Control("query", "Text", "string") + Control("delete", "Missing")),
+                   " save=\"yes\"");
 }
 
 std::string BrokenStorageDocument(const std::wstring& keyPath) {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Storage version=\"1.0\" save=\"no\">\n" +
-           RegistrySection(keyPath, "HKCU", Store("Broken", "uint32", "1")) +
-           RegistrySection(keyPath, "HKXX", Store("Never", "uint32", "2")) + "</Storage>\n";
+    return Storage(Registry(Narrow(keyPath), Store("Broken", "uint32", "1")) +
+                   Registry(Narrow(keyPath), Store("Never", "uint32", "2"), kAnywhere, "HKXX"));
 }
 
-StorageLane MakeLane(const TestSupport::ScratchFolder& folder, const std::wstring& keyPath,
+StorageLane MakeLane(const ScratchFolder& folder, const std::wstring& keyPath,
                      const std::wstring& name) {
     StorageLane lane{folder.File(name + L".xen"), folder.File(name + L"-broken.xen"), keyPath};
-    WriteStorageDocument(lane.Document, SteadyStorageDocument(keyPath));
-    WriteStorageDocument(lane.BrokenDocument, BrokenStorageDocument(keyPath));
+    WriteDocument(lane.Document, kStorageKey, SteadyStorageDocument(keyPath));
+    WriteDocument(lane.BrokenDocument, kStorageKey, BrokenStorageDocument(keyPath));
     return lane;
-}
-
-std::wstring Ask(TestSupport::Utility& utility, RequestKind kind, const StorageLane& lane) {
-    return Ask(*utility.Get(), kind, lane);
 }
 
 std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
@@ -215,15 +155,6 @@ std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
             break;
     }
     return L"result=" + std::to_wstring(static_cast<uint32_t>(result)) + details;
-}
-
-RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path) {
-    RegistrySnapshot snapshot;
-    ZorvCommon::UniqueRegKey key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS) {
-        Snapshot(key.get(), std::wstring(), snapshot);
-    }
-    return snapshot;
 }
 
 }  // namespace Reliability

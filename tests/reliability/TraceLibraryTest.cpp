@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include <array>
 #include <string>
 
 #include "ReliabilityKit.h"
 #include "ToolRun.h"
-#include "ZorvComn_Handle.h"
 
 namespace {
 
@@ -20,30 +17,12 @@ std::wstring StandIn(const wchar_t* build) {
 }
 
 // Runs trace_exit_child over the module in folder (no final backslash), in the current
-// folder given (this process's when empty); its exit code, or WAIT_TIMEOUT when it had not
-// ended within a minute (it is then ended here).
+// folder given (this process's when empty); its exit code.
 DWORD RunExitChild(const std::wstring& folder, const wchar_t* mode,
                    const std::wstring& currentFolder = std::wstring()) {
-    std::wstring command =
-        TestSupport::Quoted(TestSupport::ExecutableFolder() + L"trace_exit_child.exe") + L" " +
-        TestSupport::Quoted(folder) + L" " + mode;
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr,
-                        currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup,
-                        &process)) {
-        return GetLastError();
-    }
-    const ZorvCommon::UniqueProcess processHandle(process.hProcess);
-    const ZorvCommon::UniqueThread threadHandle(process.hThread);
-    if (WaitForSingleObject(processHandle.get(), 60000) != WAIT_OBJECT_0) {
-        TerminateProcess(processHandle.get(), WAIT_TIMEOUT);
-        return WAIT_TIMEOUT;
-    }
-    DWORD exitCode = 0;
-    GetExitCodeProcess(processHandle.get(), &exitCode);
-    return exitCode;
+    return TestSupport::RunProgram(TestSupport::ExecutableFolder() + L"trace_exit_child.exe",
+                                   TestSupport::Quoted(folder) + L" " + mode, currentFolder)
+        .ExitCode;
 }
 
 Answers AskEverything(ModuleUnderTest& module, const StorageLane& lane) {
@@ -86,25 +65,24 @@ protected:
     Answers m_Expected;
 };
 
-TEST_F(TraceLibraryTest, AModuleWithoutItsTraceLibraryAnswersAsUsualAndLogsNothing) {
-    ModuleUnderTest copy(0x111, CopyModule());
-    ASSERT_TRUE(copy.Utility().IsValid());
-    EXPECT_EQ(m_Expected, AskEverything(copy, m_Lane));
-    EXPECT_FALSE(TestSupport::FileExists(copy.Log().FilePath()));
-}
-
-TEST_F(TraceLibraryTest, AModuleWhoseTraceLibraryRefusesToStartAnswersAsUsualAndLogsNothing) {
-    const std::wstring folder = CopyModuleWithStandIn();
-    TestSupport::WriteFileBytes(m_Copy.File(L"refuse.mode"), {});
-    ModuleUnderTest copy(0x111, folder);
-    ASSERT_TRUE(copy.Utility().IsValid());
-    EXPECT_EQ(m_Expected, AskEverything(copy, m_Lane));
-    const std::wstring logFolder = copy.Log().Folder() + L"\\";
-    EXPECT_TRUE(TestSupport::FileExists(logFolder + L"initialize-refused.mark"))
-        << "the trace library was asked to start";
-    EXPECT_FALSE(TestSupport::FileExists(logFolder + L"trace-called.mark"))
-        << "no line goes to a library that did not start";
-    EXPECT_FALSE(TestSupport::FileExists(copy.Log().FilePath()));
+// Without its trace library, or with one that refuses to start, the module answers as
+// usual and logs nothing.
+TEST_F(TraceLibraryTest, AModuleWithoutAWorkingTraceLibraryAnswersAsUsualAndLogsNothing) {
+    for (const bool standIn : {false, true}) {
+        const std::wstring folder = standIn ? CopyModuleWithStandIn() : CopyModule();
+        if (standIn) {
+            TestSupport::WriteFileBytes(m_Copy.File(L"refuse.mode"), {});
+        }
+        ModuleUnderTest copy(0x111, folder);
+        ASSERT_TRUE(copy.Utility().IsValid());
+        EXPECT_EQ(m_Expected, AskEverything(copy, m_Lane)) << standIn;
+        const std::wstring logFolder = copy.Log().Folder() + L"\\";
+        EXPECT_EQ(standIn, TestSupport::FileExists(logFolder + L"initialize-refused.mark"))
+            << "the trace library was asked to start";
+        EXPECT_FALSE(TestSupport::FileExists(logFolder + L"trace-called.mark"))
+            << "no line goes to a library that did not start";
+        EXPECT_FALSE(TestSupport::FileExists(copy.Log().FilePath()));
+    }
 }
 
 // A host that ends its process with the module loaded: the module's entry point is told

@@ -212,6 +212,47 @@ void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWO
           "RegSetValueExW");
 }
 
+void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                    const std::wstring& text) {
+    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
+                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+static void Snapshot(HKEY key, const std::wstring& below, RegistrySnapshot& snapshot) {
+    wchar_t name[16384];
+    std::vector<uint8_t> data(1 << 16);
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = ARRAYSIZE(name);
+        DWORD type = 0;
+        DWORD cbData = static_cast<DWORD>(data.size());
+        if (RegEnumValueW(key, index, name, &cchName, nullptr, &type, data.data(), &cbData) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        snapshot[below + L"|" + name] = {type, {data.begin(), data.begin() + cbData}};
+    }
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = ARRAYSIZE(name);
+        if (RegEnumKeyExW(key, index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        const std::wstring child = below + L"\\" + name;
+        snapshot[child] = {REG_NONE, {}};
+        if (const UniqueRegKey childKey = OpenKey(key, name, KEY_READ)) {
+            Snapshot(childKey.get(), child, snapshot);
+        }
+    }
+}
+
+RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path) {
+    RegistrySnapshot snapshot;
+    if (const UniqueRegKey key = OpenKey(root, path, KEY_READ)) {
+        Snapshot(key.get(), std::wstring(), snapshot);
+    }
+    return snapshot;
+}
+
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes) {
     const UniqueFile file = OpenFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS);
     DWORD written = 0;

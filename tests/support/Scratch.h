@@ -5,7 +5,9 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TestSupport {
@@ -79,6 +81,12 @@ bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, RE
 bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
 void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
                    const void* data, DWORD size, REGSAM view = 0);
+void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                    const std::wstring& text);
+// Every key and value under root\path: "\\sub\\key" -> (REG_NONE, {}) for a key and
+// "\\sub\\key|name" -> (type, bytes) for a value ("|name" for the key's own values).
+using RegistrySnapshot = std::map<std::wstring, std::pair<DWORD, std::vector<uint8_t>>>;
+RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path);
 
 // Files.
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes);

@@ -40,12 +40,24 @@ ToolRun RunProgram(const std::wstring& program, const std::wstring& arguments,
     const ZorvCommon::UniqueProcess processHandle(process.hProcess);
     const ZorvCommon::UniqueThread threadHandle(process.hThread);
     writeEnd.reset();  // the child holds the only write end: its exit ends the reads
+    const ULONGLONG deadline = GetTickCount64() + 60000;
     char buffer[4096];
-    DWORD cbRead = 0;
-    while (ReadFile(readEnd.get(), buffer, sizeof(buffer), &cbRead, nullptr) && cbRead > 0) {
-        run.Output.append(buffer, cbRead);
+    for (bool ended = false;;) {
+        DWORD cbAvailable = 0;
+        DWORD cbRead = 0;
+        if (PeekNamedPipe(readEnd.get(), nullptr, 0, nullptr, &cbAvailable, nullptr) &&
+            cbAvailable > 0 && ReadFile(readEnd.get(), buffer, sizeof(buffer), &cbRead, nullptr)) {
+            run.Output.append(buffer, cbRead);
+        } else if (ended || (cbAvailable == 0 && GetLastError() == ERROR_BROKEN_PIPE)) {
+            break;
+        } else if (GetTickCount64() > deadline) {
+            TerminateProcess(processHandle.get(), WAIT_TIMEOUT);  // a hang ends here
+            ended = true;
+        } else {
+            ended = WaitForSingleObject(processHandle.get(), 10) == WAIT_OBJECT_0;
+        }
     }
-    WaitForSingleObject(processHandle.get(), 60000);
+    WaitForSingleObject(processHandle.get(), 5000);
     GetExitCodeProcess(processHandle.get(), &run.ExitCode);
     return run;
 }
