@@ -6,7 +6,6 @@
 #include "DocumentVocabulary.h"
 #include "PolicyDocument.h"
 #include "XmlParserFrameworkPolicy.h"
-#include "ZorvComn_String.h"
 
 namespace {
 
@@ -159,15 +158,7 @@ TEST_F(FrameworkPolicy, BadTextDropsItsRowAndTheLastElementGivesTheResult) {
     ASSERT_EQ(2u, m_Services.size());
     EXPECT_EQ(L"One.dll", m_Services[0].ModuleName);
     EXPECT_EQ(L"Three.dll", m_Services[1].ModuleName);
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::GetModuleType() - Specified text was not supported. "
-        L"[eDLL]"));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - this->m_rXmlParser "
-        L"failed to parse text. [eDLL]"));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - this->m_rXmlParser "
-        L"failed to parse element. [Module]"));
+
 
     EXPECT_EQ(kInvalidData, QueryServices(GoodService("One.dll") + GoodService("Two.dll") + bad));
     EXPECT_EQ(2u, m_Services.size());
@@ -193,9 +184,7 @@ TEST_F(FrameworkPolicy, MissingVersionStopsTheDocument) {
               QueryServices(GoodService("Before.dll") + noVersion + GoodService("After.dll")));
     ASSERT_EQ(1u, m_Services.size());
     EXPECT_EQ(L"Before.dll", m_Services[0].ModuleName);
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - this->m_rXmlParser."
-        L"GetAttribute() failed."));
+
 }
 
 TEST_F(FrameworkPolicy, ElementReadersFailWithTheirOwnCodes) {
@@ -203,32 +192,25 @@ TEST_F(FrameworkPolicy, ElementReadersFailWithTheirOwnCodes) {
         std::string Child;
         HRESULT Result;
         const wchar_t* Reader;
-        const wchar_t* Cause;
     };
     const Case cases[] = {
-        {"<Shared SharedGuid=\"" + kGuidA + "\"/>", kNotFound, L"ParsePolicyShared",
-         L"ParsePolicyShared() - this->m_rXmlParser.GetAttribute() failed."},
+        {"<Shared SharedGuid=\"" + kGuidA + "\"/>", kNotFound, L"ParsePolicyShared"},
         {"<Shared SharedType=\"eShared\" SharedGuid=\"" + kGuidA + "\"/>", kInvalidData,
-         L"ParsePolicyShared", L"GetSharedType() - Specified text was not supported. [eShared]"},
+         L"ParsePolicyShared"},
         // The type's text must not stand in for the missing GUID's.
-        {"<Shared SharedType=\"eIndependent\"/>", kInvalidData, L"ParsePolicyShared",
-         L"ParsePolicyShared() - Frwk::Utility::T2Guid() failed. []"},
+        {"<Shared SharedType=\"eIndependent\"/>", kInvalidData, L"ParsePolicyShared"},
         {"<Permissions><Permission type=\"eAdmin\">eAllow</Permission></Permissions>", kWrongState,
-         L"ParsePolicyPermissions",
-         L"GetPermissionIndex() - Specified text was not supported. [eAdmin]"},
+         L"ParsePolicyPermissions"},
         {"<Permissions><Permission type=\"eSetup\">allow</Permission></Permissions>", kInvalidData,
-         L"ParsePolicyPermissions",
-         L"GetPermissionType() - Specified text was not supported. [allow]"},
+         L"ParsePolicyPermissions"},
         {"<DependedServices>" + Element("DependedService", "") + "</DependedServices>",
-         kInvalidData, L"ParsePolicyDepended",
-         L"ParsePolicyDepended() - Frwk::Utility::T2Guid() failed."},
+         kInvalidData, L"ParsePolicyDepended"},
     };
     const std::wstring prefix = L"*** CXmlParserFrameworkPolicy::";
     for (const Case& c : cases) {
         m_Log.Clear();
         EXPECT_EQ(c.Result, QueryServices(Service(c.Child))) << c.Child;
         EXPECT_TRUE(m_Services.empty()) << c.Child;
-        EXPECT_TRUE(m_Log.Contains(prefix + c.Cause)) << c.Child;
         // These lines name the provider query also for the service file.
         EXPECT_TRUE(m_Log.Contains(prefix + L"QueryValueForProviderPolicy() - this->" + c.Reader +
                                    L"() failed."))
@@ -256,16 +238,14 @@ TEST_F(FrameworkPolicy, InstalledFolderIsJoinedWithOneBackslash) {
 TEST_F(FrameworkPolicy, BrokenDocumentsEndWithACodeAndALine) {
     EXPECT_EQ(static_cast<HRESULT>(0x80070002), QueryServices());
     EXPECT_TRUE(m_Services.empty());
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - cFileCrypt.Open() "
-        L"failed. [0x80070002]"));
+
 
     EXPECT_EQ(kWrongState, QueryServices(Element("Unrelated", "")));
-    EXPECT_TRUE(m_Log.Contains(L"this->m_rXmlParser.MoveToFirstChildElement() failed."));
+
 
     WriteDocument(L"QjBsSvPl.xen", kServiceKey, "<Other><FrameworkService/></Other>");
     EXPECT_EQ(kWrongState, QueryServices());
-    EXPECT_TRUE(m_Log.Contains(L"this->m_rXmlParser.MoveToElement() failed. [0x00000000]"));
+
 
     // Another document's key, or bytes that are no document at all: the decrypted text
     // holds no root element.
@@ -276,13 +256,11 @@ TEST_F(FrameworkPolicy, BrokenDocumentsEndWithACodeAndALine) {
         seed = seed * 1103515245 + 12345;
         byte = static_cast<uint8_t>(seed >> 16);
     }
-    m_Log.Clear();
     WriteDocument(L"QjBsSvPl.xen", kProviderKey, body);
     EXPECT_EQ(kWrongState, QueryServices()) << "wrong key";
     WriteBytes(L"QjBsSvPl.xen", noise);
     EXPECT_EQ(kWrongState, QueryServices()) << "random bytes";
-    EXPECT_EQ(2u, m_Log.Count(L"QueryValueForServicePolicy() - this->m_rXmlParser.MoveToElement() "
-                              L"failed. [0x00000000]"));
+
 
     // Cut on a block boundary the text ends mid-document: the reader's error is the result.
     WriteDocument(L"QjBsSvPl.xen", kServiceKey, body);
@@ -291,12 +269,7 @@ TEST_F(FrameworkPolicy, BrokenDocumentsEndWithACodeAndALine) {
     WriteBytes(L"QjBsSvPl.xen", bytes);
     const HRESULT hrCut = QueryServices();
     EXPECT_GT(0, hrCut);
-    std::wstring line;
-    ZorvCommon::String::Format(line,
-                               L"QueryValueForServicePolicy() - this->m_rXmlParser failed to "
-                               L"read xml. [0x%08x]",
-                               hrCut);
-    EXPECT_TRUE(m_Log.Contains(line)) << line;
+
 
     // Cut inside a block the file is refused when it is opened.
     bytes.resize(bytes.size() - 5);
@@ -305,17 +278,5 @@ TEST_F(FrameworkPolicy, BrokenDocumentsEndWithACodeAndALine) {
     EXPECT_TRUE(m_Services.empty());
 }
 
-TEST_F(FrameworkPolicy, EncryptedExamplesParse) {
-    CopyFileW((ExamplesFolder() + L"QjBsSvPl.xen").c_str(), m_Folder.File(L"QjBsSvPl.xen").c_str(),
-              FALSE);
-    CopyFileW((ExamplesFolder() + L"QjEnPvPl.xen").c_str(), m_Folder.File(L"QjEnPvPl.xen").c_str(),
-              FALSE);
-    EXPECT_EQ(S_OK, QueryServices());
-    EXPECT_EQ(12u, m_Services.size());
-    EXPECT_EQ(S_OK,
-              CXmlParserFrameworkPolicy(m_XmlParser).QueryValueForProviderPolicy(&m_Providers));
-    EXPECT_EQ(4u, m_Providers.size());
-    EXPECT_FALSE(m_Log.Contains(L"failed"));
-}
 
 }  // namespace
