@@ -2,8 +2,6 @@
 
 #include <windows.h>
 #include <knownfolders.h>
-#include <objbase.h>
-#include <shlobj.h>
 
 #include <string>
 
@@ -19,13 +17,7 @@ using ZorvCommon::ExpandLogFolder;
 using ZorvCommon::ReadDebugLogSettings;
 
 std::wstring KnownLocalAppDataLow() {
-    PWSTR path = nullptr;
-    if (FAILED(SHGetKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &path))) {
-        return std::wstring();
-    }
-    std::wstring folder(path);
-    CoTaskMemFree(path);
-    return folder;
+    return ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
 }
 
 class DebugLogSettingsTest : public ::testing::Test {
@@ -35,9 +27,7 @@ protected:
                                    &value, sizeof(value));
     }
     void SetString(const wchar_t* session, const wchar_t* name, const std::wstring& value) {
-        TestSupport::WriteRegValue(m_Scratch.Root(), m_Scratch.Child(session), name, REG_SZ,
-                                   value.c_str(),
-                                   static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+        TestSupport::WriteRegString(m_Scratch.Root(), m_Scratch.Child(session), name, value);
     }
     void SetAll(const wchar_t* session, const std::wstring& folder) {
         SetUint32(session, L"Enable", 1);
@@ -88,12 +78,9 @@ TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
 
     // Everything but "Level": only "Enable" is read.
     SetAll(L"InteractiveSession", m_Folder.Path());
-    HKEY session = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(m_Scratch.Root(), m_Scratch.Child(L"InteractiveSession").c_str(), 0,
-                            KEY_SET_VALUE, &session));
-    RegDeleteValueW(session, L"Level");
-    RegCloseKey(session);
+    ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyValueW(m_Scratch.Root(),
+                                                m_Scratch.Child(L"InteractiveSession").c_str(),
+                                                L"Level"));
     ASSERT_TRUE(Read(false, settings));
     EXPECT_TRUE(settings.Enabled);
     EXPECT_EQ(256u, settings.LevelMask);
@@ -194,9 +181,6 @@ TEST(KnownFolderPath, TheShellsTextIsFreedAfterAFailureToo) {
         EXPECT_EQ(static_cast<void*>(testCase.text), FakeShell::s_Freed)
             << std::hex << testCase.result;
     }
-    EXPECT_EQ(KnownLocalAppDataLow(),
-              ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow))
-        << "the shell's own lookup";
 }
 
 }  // namespace
