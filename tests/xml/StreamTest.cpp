@@ -18,8 +18,6 @@ using ZorvCommon::Storage::FileBase;
 using ZorvCommon::Storage::StreamComFileBase;
 using ZorvCommon::Storage::StreamFileEx;
 
-constexpr uint8_t kMarker = 0xbd;
-
 // A scratch file of known bytes, open through a FileBase, and a stream over it.
 class StreamOverFile : public ::testing::Test {
 protected:
@@ -52,29 +50,6 @@ protected:
     FileBase m_File{m_Path};
     IStream* m_pStream = new StreamComFileBase(&m_File);
 };
-
-TEST_F(StreamOverFile, QueryInterfaceAnswersTheStreamInterfacesOnly) {
-    EXPECT_EQ(E_INVALIDARG, m_pStream->QueryInterface(IID_IStream, nullptr));
-
-    for (const IID* iid : {&IID_IUnknown, &IID_ISequentialStream, &IID_IStream}) {
-        void* pInterface = nullptr;
-        ASSERT_EQ(S_OK, m_pStream->QueryInterface(*iid, &pInterface));
-        EXPECT_EQ(static_cast<void*>(m_pStream), pInterface);
-        EXPECT_EQ(1u, m_pStream->Release()) << "the found interface was AddRef'ed";
-    }
-
-    void* pInterface = &m_File;
-    EXPECT_EQ(E_NOINTERFACE, m_pStream->QueryInterface(IID_IXmlReader, &pInterface));
-    EXPECT_EQ(nullptr, pInterface) << "the out-pointer is cleared";
-}
-
-TEST_F(StreamOverFile, ReferenceCountStartsAtOneAndReleaseReportsTheNewCount) {
-    EXPECT_EQ(2u, m_pStream->AddRef());
-    EXPECT_EQ(3u, m_pStream->AddRef());
-    EXPECT_EQ(2u, m_pStream->Release());
-    EXPECT_EQ(1u, m_pStream->Release());
-    // TearDown's Release takes it to 0 and destroys it.
-}
 
 TEST_F(StreamOverFile, ReadAnswersSFalseForAFullReadAndTreatsTheEndAsSuccess) {
     uint8_t buffer[64];
@@ -131,49 +106,6 @@ TEST_F(StreamOverFile, SeekMovesButAlwaysReportsZero) {
     move.QuadPart = -1;
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_NEGATIVE_SEEK),
               m_pStream->Seek(move, STREAM_SEEK_SET, nullptr));
-}
-
-TEST_F(StreamOverFile, StatFillsTheSizeAndNothingElse) {
-    STATSTG stat;
-    memset(&stat, kMarker, sizeof(stat));
-    ASSERT_EQ(S_OK, m_pStream->Stat(&stat, STATFLAG_NONAME));
-    EXPECT_EQ(m_Bytes.size(), stat.cbSize.QuadPart);
-
-    STATSTG untouched;
-    memset(&untouched, kMarker, sizeof(untouched));
-    untouched.cbSize = stat.cbSize;
-    EXPECT_EQ(0, memcmp(&untouched, &stat, sizeof(stat)));
-
-    EXPECT_EQ(STG_E_INVALIDPOINTER, m_pStream->Stat(nullptr, STATFLAG_NONAME));
-}
-
-TEST_F(StreamOverFile, WriteAndSetSizeChangeTheFile) {
-    const char text[] = "xyz";
-    ULONG cbWritten = 0;
-    ASSERT_EQ(S_OK, m_pStream->Write(text, 3, &cbWritten));
-    EXPECT_EQ(3u, cbWritten);
-
-    ULARGE_INTEGER size;
-    size.QuadPart = 10;
-    ASSERT_EQ(S_OK, m_pStream->SetSize(size));
-    size.QuadPart = 0x100000000ull;
-    EXPECT_EQ(E_NOTIMPL, m_pStream->SetSize(size));
-    ASSERT_TRUE(m_File.Close());
-
-    std::vector<uint8_t> expected(m_Bytes.begin(), m_Bytes.begin() + 10);
-    memcpy(expected.data(), text, 3);
-    EXPECT_EQ(expected, TestSupport::ReadFileBytes(m_Path));
-}
-
-TEST_F(StreamOverFile, OtherOperationsAreNotImplemented) {
-    ULARGE_INTEGER any{};
-    IStream* pClone = nullptr;
-    EXPECT_EQ(E_NOTIMPL, m_pStream->CopyTo(nullptr, any, nullptr, nullptr));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Commit(STGC_DEFAULT));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Revert());
-    EXPECT_EQ(E_NOTIMPL, m_pStream->LockRegion(any, any, LOCK_WRITE));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->UnlockRegion(any, any, LOCK_WRITE));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Clone(&pClone));
 }
 
 // A file whose reads throw what the layers under a stream may throw.

@@ -332,51 +332,6 @@ protected:
     XmlLiteReader m_Reader;
 };
 
-std::wstring LocalName(XmlLiteReader& reader) {
-    UINT cchName = 0;
-    const wchar_t* name = reader.GetLocalName(cchName);
-    return std::wstring(name, cchName);
-}
-
-std::wstring Value(XmlLiteReader& reader) {
-    UINT cchValue = 0;
-    const wchar_t* value = reader.GetValue(cchValue);
-    return std::wstring(value, cchValue);
-}
-
-TEST_F(XmlLiteReaderTest, WrapsTheReaderCalls) {
-    PlainDocument document(m_Folder, L"calls.xml", "<a x=\"1\" y=\"2\"><b/>t</a>");
-    Create(document);
-    XmlNodeType nodeType;
-    ASSERT_TRUE(m_Reader.Read(nodeType));
-    EXPECT_EQ(XmlNodeType_Element, nodeType);
-    EXPECT_EQ(L"a", LocalName(m_Reader));
-    EXPECT_FALSE(m_Reader.IsEmptyElement());
-    ASSERT_TRUE(m_Reader.MoveToFirstAttribute());
-    EXPECT_EQ(L"x", LocalName(m_Reader));
-    EXPECT_EQ(L"1", Value(m_Reader));
-    ASSERT_TRUE(m_Reader.MoveToNextAttribute());
-    EXPECT_EQ(L"2", Value(m_Reader));
-    EXPECT_FALSE(m_Reader.MoveToNextAttribute());
-    m_Reader.MoveToElement();
-    EXPECT_EQ(XmlNodeType_Element, m_Reader.GetNodeType());
-
-    ASSERT_TRUE(m_Reader.Read(nodeType));
-    EXPECT_EQ(L"b", LocalName(m_Reader));
-    EXPECT_TRUE(m_Reader.IsEmptyElement());
-    EXPECT_EQ(1u, m_Reader.GetDepth());
-    EXPECT_EQ(1u, m_Reader.GetLineNumber());
-    EXPECT_GE(m_Reader.GetLinePosition(), 16u) << "at or just behind the '<'";
-    EXPECT_LE(m_Reader.GetLinePosition(), 17u);
-
-    ASSERT_TRUE(m_Reader.Read(nodeType));
-    EXPECT_EQ(XmlNodeType_Text, m_Reader.GetNodeType());
-    EXPECT_EQ(L"t", Value(m_Reader));
-    ASSERT_TRUE(m_Reader.Read(nodeType));
-    EXPECT_EQ(XmlNodeType_EndElement, nodeType);
-    EXPECT_FALSE(m_Reader.Read(nodeType)) << "the end of the document";
-}
-
 TEST_F(XmlLiteReaderTest, AFailedCallThrowsItsResultAndPosition) {
     PlainDocument document(m_Folder, L"fails.xml", "<a>\n<b></c></a>");
     Create(document);
