@@ -19,21 +19,21 @@ using TestSupport::RegValueExists;
 using TestSupport::ScratchFolder;
 using TestSupport::ScratchRegistryKey;
 
-struct EntrySpec {
+struct EntryRow {
     uint32_t type;
     const wchar_t* name;
     const wchar_t* text;
 };
 
-ISection* WithEntries(ISection* pSection, std::initializer_list<EntrySpec> entries) {
-    for (const EntrySpec& entry : entries) {
+ISection* WithEntries(ISection* pSection, std::initializer_list<EntryRow> entries) {
+    for (const EntryRow& entry : entries) {
         pSection->AddEntry(CreateEntry(entry.type, entry.text, entry.name, pSection));
     }
     return pSection;
 }
 
 ISection* RegistrySection(const ScratchRegistryKey& scratch, const wchar_t* child,
-                          std::initializer_list<EntrySpec> entries, uint32_t accessRight = 1) {
+                          std::initializer_list<EntryRow> entries, uint32_t accessRight = 1) {
     return WithEntries(
         new SectionRegistry(scratch.Root(), scratch.Child(child), AccessModeDefault, accessRight),
         entries);
@@ -225,7 +225,7 @@ TEST(CommandsOnIniFiles, StoreQueryAppendAndDelete) {
     LogCapture log;
     ScratchFolder folder(L"engine-ini");
     const std::wstring path = folder.File(L"settings.ini");
-    auto section = [&](std::initializer_list<EntrySpec> entries) {
+    auto section = [&](std::initializer_list<EntryRow> entries) {
         return WithEntries(new SectionIniFile(path, L"Main"), entries);
     };
     EXPECT_EQ(kSuccess, Invoke<CommandStore>(section({{1, L"S", L"text"}, {3, L"D", L"0x10"}})));
