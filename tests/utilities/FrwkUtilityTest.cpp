@@ -76,15 +76,6 @@ TEST(InstalledFolder, ReadAsStoredOrEmptyWithTheCaughtException) {
     EXPECT_EQ(1u, capture.Count(L"Got ZorvCommon::Storage::Exception(). [0x00000002]"));
 }
 
-TEST(ModulePaths, HostExecutableAndWindowsFolders) {
-    const std::wstring file = Frwk::Utility::GetModuleFileName();
-    EXPECT_EQ(TestSupport::ExecutableFolder() + L"utilities_tests.exe", file);
-    EXPECT_EQ(TestSupport::ExecutableFolder(), Frwk::Utility::GetModuleDirectory());
-
-    wchar_t windows[MAX_PATH];
-    GetWindowsDirectoryW(windows, MAX_PATH);
-    EXPECT_EQ(std::wstring(windows), Frwk::Utility::GetWindowsDirectory());
-}
 
 TEST(StringUtility, EqualsNoCaseComparesWholeTexts) {
     using Frwk::StringUtility::EqualsNoCase;
