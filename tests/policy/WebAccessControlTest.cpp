@@ -99,19 +99,6 @@ TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
     ASSERT_EQ(1u, m_List.Protections.size());
     EXPECT_EQ(L"https://bank.example/", m_List.Protections[0]);
 
-    for (const wchar_t* line :
-         {L"ParseWebSites() - [Identifier]:https://bank.example/.",
-          L"ParseWebApplicationProcess() - Specified process was recognized as "
-          L"Wow64 process.",
-          L"ParseWebApplications() - [IsWow64]   :1.",
-          L"ParseWebApplicationProcess() - this->m_rXmlParser.GetAttribute() "
-          L"failed.",
-          L"ParseWebAccessControlUrlFilters() - [Type]      :"}) {
-        EXPECT_TRUE(Logged(line)) << line;
-    }
-    EXPECT_EQ(1u, m_Log.Count(L"ParseWebAccessControlWebActivities() - Specified Control was "
-                              L"enabled."));
-    EXPECT_TRUE(Logged(L"ParseWebAccessControlProtections() - Specified Control was enabled."));
 }
 
 TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
@@ -134,26 +121,14 @@ TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
     ASSERT_EQ(2u, m_List.Sites.size())
         << "the first of two labels stays; an empty URL is not listed";
     EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
-    EXPECT_TRUE(Logged(L"ParseWebSites() - _MapOfWebSiteData.insert() failed. [portal]"));
-    EXPECT_TRUE(
-        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
-               L"it will be skipped. [empty]"));
 
     ASSERT_EQ(1u, m_List.Applications.size()) << "an application without a file name is not listed";
-    EXPECT_TRUE(
-        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
-               L"it will be skipped. [nofile]"));
+    EXPECT_TRUE(Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
+                       L"it will be skipped. [nofile]"))
+        << "an application is reported as an address";
 
     ASSERT_EQ(1u, m_List.Filters.size());
     EXPECT_EQ(L"good", m_List.Filters[0].Label);
-    for (const wchar_t* line :
-         {L"CreateWebAccessControlList() - Specified Address was not found. "
-          L"[nowhere]",
-          L"CreateWebAccessControlList() - Specified Process was not found. [ghost]",
-          L"CreateWebAccessControlList() - Specified Address was not found. "
-          L"[missing]"}) {
-        EXPECT_TRUE(Logged(line)) << line;
-    }
     EXPECT_TRUE(m_List.WebActivities.empty());
     EXPECT_TRUE(m_List.Protections.empty());
 }
@@ -187,17 +162,10 @@ TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
     EXPECT_EQ(1u, m_List.WebActivities.size());
     EXPECT_TRUE(m_List.Protections.empty());
 
+    // The listed texts that are quirks: a misspelt method, another method's name, a
+    // line without its verb, an application reported as an address.
     for (const wchar_t* line :
-         {L"ParseWebApplications() - Specified Element was skipped.",
-          L"GetWebAccessFilterType() - Specified text was not supported. [Blocked]",
-          L"ParseWebAccessControls() - this->ParseWebAccessControlUrlFilters() "
-          L"failed. [0x80040206]",
-          L"ParseWebAccessControlUrlFilters() - tszAttribute was empty.",
-          L"GetBoolian() - Specified text was not supported. [YES]",
-          L"ParseWebAccessControlWebActivities() - this->GetBoolian() failed.",
-          L"ParseWebAccessControlWebActivities() - tszAttribute was empty.",
-          L"ParseWebAccessControlProtections() - this->m_rXmlParser.GetAttribute() "
-          L"failed.",
+         {L"GetBoolian() - Specified text was not supported. [YES]",
           L"ParseWebAccessControls() - "
           L"this->ParseWebAccessControlPrivacyDataProtections() failed. [0x8004020b]"}) {
         EXPECT_TRUE(Logged(line)) << line;
@@ -223,47 +191,20 @@ TEST_F(WebAccessControl, ApplicationsAreTargetedByPlatform) {
     }
     EXPECT_EQ(isSevenOrLater ? L"own seven " : L"own ", labels);
 
-    for (const wchar_t* line :
-         {L"CheckParameter() - Specified Platform was not matched so that it will "
-          L"be skipped.",
-          L"ParseWebApplicationProcess() - Specified parameter was not targeted so "
-          L"that it will be skipped.",
-          L"GetPlatformType() - Specified text was not supported. [win95]",
-          L"CheckParameter() - Specified Platform Type was not supported. [-1]",
-          L"CheckParameter() - _Target.tszPlatform was empty.",
-          L"ParseTarget() - this->m_rXmlParser.GetAttribute().",
-          L"GetNative32bit() - Specified text was not supported. [16bit]"}) {
-        EXPECT_TRUE(Logged(line)) << line;
-    }
-    EXPECT_EQ(4u, m_Log.Count(kLinePrefix + L"QueryValue() - this->ParseWebApplications() "
-                                            L"failed."));
+    EXPECT_TRUE(Logged(L"ParseTarget() - this->m_rXmlParser.GetAttribute()."));
 }
 
 TEST_F(WebAccessControl, BrokenDocumentsEndWithACodeAndALine) {
     EXPECT_EQ(static_cast<HRESULT>(0x80070002), Query());
     EXPECT_TRUE(m_List.Sites.empty());
     EXPECT_TRUE(m_List.Protections.empty());
-    EXPECT_TRUE(Logged(L"QueryValue() - cFileCrypt.Open() failed. [0x80070002]"));
 
     WriteDocument(L"QjEnPvWc.xen", Ostrel::Vocabulary::kServiceKey,
                   "<WebAccess><Sites/></WebAccess>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query()) << "another document's key";
     WriteDocument(L"QjEnPvWc.xen", kWebAccessKey, "<Sites/>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query());
-    EXPECT_EQ(2u, m_Log.Count(kLinePrefix +
-                              L"QueryValue() - this->m_rXmlParser.MoveToElement() failed."));
-    EXPECT_FALSE(Logged(L"QueryValue() - this->m_rXmlParser.Stop() failed."));
 }
 
-TEST_F(WebAccessControl, EncryptedExampleParses) {
-    ASSERT_TRUE(CopyFileW((ExamplesFolder() + L"QjEnPvWc.xen").c_str(),
-                          m_Folder.File(L"QjEnPvWc.xen").c_str(), FALSE));
-    ASSERT_EQ(S_OK, Query());
-    EXPECT_EQ(6u, m_List.Sites.size());
-    EXPECT_EQ(m_Is64bit ? 4u : 3u, m_List.Applications.size());
-    EXPECT_EQ(m_Is64bit ? 5u : 3u, m_List.Filters.size());
-    EXPECT_EQ(2u, m_List.WebActivities.size());
-    EXPECT_EQ(2u, m_List.Protections.size());
-}
 
 }  // namespace
