@@ -7,7 +7,7 @@
 #include <string>
 
 #include "Scratch.h"
-#include "ZorvComn_Handle.h"
+#include "ToolRun.h"
 #include "ZorvComn_Platform.h"
 
 namespace {
@@ -123,8 +123,7 @@ TEST(VersionClass, LiveQueriesUnderWine) {
 // it wrote; the AppDefaults key is removed afterwards.
 std::string ProbeAs(const wchar_t* wineVersion) {
     const std::wstring appDefaults = L"Software\\Wine\\AppDefaults\\platform_probe.exe";
-    TestSupport::WriteRegValue(HKEY_CURRENT_USER, appDefaults, L"Version", REG_SZ, wineVersion,
-                               static_cast<DWORD>((wcslen(wineVersion) + 1) * sizeof(wchar_t)));
+    TestSupport::WriteRegString(HKEY_CURRENT_USER, appDefaults, L"Version", wineVersion);
     struct Cleanup {
         std::wstring path;
         ~Cleanup() { RegDeleteTreeW(HKEY_CURRENT_USER, path.c_str()); }
@@ -132,18 +131,8 @@ std::string ProbeAs(const wchar_t* wineVersion) {
 
     TestSupport::ScratchFolder folder(L"PlatformProbe");
     const std::wstring output = folder.File(L"probe.txt");
-    std::wstring command =
-        L"\"" + TestSupport::ExecutableFolder() + L"platform_probe.exe\" \"" + output + L"\"";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
-        return "CreateProcessW failed";
-    }
-    ZorvCommon::UniqueProcess processHandle(process.hProcess);
-    ZorvCommon::UniqueThread threadHandle(process.hThread);
-    WaitForSingleObject(processHandle.get(), 30000);
+    TestSupport::RunProgram(TestSupport::ExecutableFolder() + L"platform_probe.exe",
+                            TestSupport::Quoted(output));
     const std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(output);
     return std::string(bytes.begin(), bytes.end());
 }
