@@ -52,21 +52,4 @@ TEST_F(IniFileTest, OnlyTheThrowingQueriesReadTheFile) {
     EXPECT_EQ(L"12", Stored(L"Main", L"N"));
 }
 
-TEST_F(IniFileTest, UnsupportedOperationsAnswerFalseAndClosedOnesThrow) {
-    ZorvCommon::ByteArray array;
-    std::vector<std::wstring> names;
-    EXPECT_FALSE(m_Ini.OpenForEnum(Section(L"S"), L"") || m_Ini.QueryBinary(L"v", array) ||
-                 m_Ini.QueryBinary(L"v", array, nullptr) || m_Ini.SetBinary(L"v", nullptr, 0) ||
-                 m_Ini.SetUint64(L"v", 1) || m_Ini.EnumKeys(names));
-    EXPECT_EQ(6u, StorageError([&] { (void)m_Ini.QueryString(L"v", L""); }));
-    EXPECT_EQ(6u, StorageError([&] { (void)m_Ini.SetUint32(L"v", 1); }));
-    EXPECT_EQ(6u, StorageError([&] { (void)m_Ini.DeleteKey(L""); }));
-    EXPECT_EQ(6u, StorageError([&] { (void)m_Ini.EnumValues(names); }));
-    ASSERT_TRUE(m_Ini.Open(Key(StorageTypeIniFile, m_Folder.File(L"no\\such.ini"), L"S"), L""));
-    EXPECT_EQ(3u, StorageError([&] { (void)m_Ini.SetString(L"v", L"x"); }))
-        << "write errors are thrown";
-    EXPECT_TRUE(m_Ini.Close());
-    EXPECT_EQ(6u, StorageError([&] { (void)m_Ini.Close(); }));
-}
-
 }  // namespace

@@ -106,49 +106,4 @@ TEST(SectionCopy, IsDeepSkipsHolesAndCarriesEveryField) {
     EXPECT_EQ(kAccessRightDefault, pIniCopy->GetAccessRight());
 }
 
-TEST(CommandClone, CopiesSectionsFlagsAndChains) {
-    LogCapture log;
-    for (uint32_t type = VisitorTypeCreate; type <= VisitorTypeDelete; ++type) {
-        std::unique_ptr<CommandBase> pCommand(CreateVisitor(type));
-        ASSERT_NE(nullptr, pCommand);
-        EXPECT_EQ(type, pCommand->GetType());
-    }
-    EXPECT_EQ(nullptr, CreateVisitor(6));
-    EXPECT_TRUE(
-        log.Contains(L"*** CreateVisitor() - Specified Visitor Type was not supported. [6]"));
-
-    auto* pDelete = new CommandDelete();
-    pDelete->SetSectionFlag(true);
-    pDelete->AddSection(new SectionIniFile(L"C:\\a.ini", L"One"));
-    pDelete->AddSection(nullptr);
-    pDelete->AddSection(new SectionIniFile(L"C:\\a.ini", L"Two"));
-    CommandChain chain;
-    chain.Append(pDelete);
-    chain.Append(nullptr);
-    chain.Append(new CommandQuery());
-
-    std::unique_ptr<ICommand> pClone(chain.Clone());
-    auto* pChainCopy = dynamic_cast<CommandChain*>(pClone.get());
-    ASSERT_NE(nullptr, pChainCopy);
-    ASSERT_EQ(2u, pChainCopy->GetCount());
-    EXPECT_TRUE(log.Contains(L"*** CommandChain::Copy() - (*pICommandPointer) was invalid."));
-    EXPECT_TRUE(log.Contains(L"*** CommandBase::Copy() - (*pISectionPointer) was invalid."));
-    auto* pDeleteCopy = dynamic_cast<CommandDelete*>(pChainCopy->GetCommand(0));
-    ASSERT_NE(nullptr, pDeleteCopy);
-    EXPECT_NE(pDelete, pDeleteCopy);
-    EXPECT_TRUE(pDeleteCopy->GetSectionFlag());
-    ASSERT_EQ(2u, pDeleteCopy->GetSectionCount());
-    EXPECT_NE(pDelete->GetLastSection(), pDeleteCopy->GetLastSection());
-    EXPECT_NE(nullptr, dynamic_cast<CommandQuery*>(pChainCopy->GetCommand(1)));
-
-    CommandChain tail;
-    tail.Append(new CommandStore());
-    chain.Splice(tail);
-    EXPECT_EQ(0u, tail.GetCount());
-    EXPECT_EQ(4u, chain.GetCount());
-    EXPECT_NE(nullptr, dynamic_cast<CommandStore*>(chain.GetCommand(3)));
-    chain.Clear();
-    EXPECT_EQ(0u, chain.GetCount());
-}
-
 }  // namespace
