@@ -11,10 +11,12 @@ namespace Bench {
 
 namespace {
 
+// The contender a profiler watches, counted over all measurements in their order.
 struct Profile {
     bool on = false;
     size_t index = 0;
     double seconds = 0;
+    size_t first = 0;  // the number of the current measurement's first contender
 } g_Profile;
 
 struct Spread {
@@ -86,13 +88,15 @@ Costs Costs::Scaled(double factor) const {
 }
 
 void ProfileOnly(size_t index, double seconds) {
-    g_Profile = {true, index, seconds};
+    g_Profile = {true, index, seconds, 0};
 }
 
 std::vector<Costs> MeasureInterleaved(const CostClock& clock,
                                       const std::vector<Contender>& contenders, int samples,
                                       double minSeconds) {
-    const auto measured = [&](size_t i) { return !g_Profile.on || g_Profile.index == i; };
+    const size_t first = g_Profile.first;
+    g_Profile.first += contenders.size();
+    const auto measured = [&](size_t i) { return !g_Profile.on || g_Profile.index == first + i; };
     if (g_Profile.on) {
         samples = 1;
         minSeconds = g_Profile.seconds;
@@ -117,7 +121,7 @@ std::vector<Costs> MeasureInterleaved(const CostClock& clock,
                 return {};
             }
             if (g_Profile.on) {
-                fprintf(stderr, "profiling now: contender %zu alone for %.0f s\n", i,
+                fprintf(stderr, "profiling now: contender %zu alone for %.0f s\n", first + i,
                         g_Profile.seconds);
             }
             const Moment start = clock.Now();

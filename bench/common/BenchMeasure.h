@@ -69,8 +69,9 @@ std::vector<Costs> MeasureInterleaved(const CostClock& clock,
                                       const std::vector<Contender>& contenders, int samples,
                                       double minSeconds);
 
-// For a profiler: from then on every measurement runs only its contender at `index`, in
-// one sample of `seconds` after the unmeasured runs (the others' costs stay empty).
+// For a profiler: from then on only the contender numbered `index` (counted over all
+// measurements, in the order they are made) is measured, in one sample of `seconds`
+// after the unmeasured runs; the others' costs stay empty.
 void ProfileOnly(size_t index, double seconds);
 
 // Output: "name value..." lines for the script to pick up.

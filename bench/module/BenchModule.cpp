@@ -7,8 +7,9 @@
 //   memory (peak memory over 100 MB against 1 MB).
 //   PIDs: the Unix process ids of this process and of this prefix's wineserver, whose CPU
 //   time then counts.
-//   --profile: each measurement runs only its contender INDEX, for 30 s, for a profiler
-//   (policy: 0 the 10 MB request, 1 XmlLite's walk of it; storage: 0 the request).
+//   --profile: only contender INDEX of the sections given runs, for 30 s, for a profiler
+//   (policy: 0 the 10 MB request, 1 XmlLite's walk of it, 2 and 3 the 1 and 100 MB
+//   requests; requests, storage: 0 the module, 1 the baseline).
 // The debug log is switched off and the product key's installed folder pointed at
 // scratch folders during the run; both are restored afterwards.
 
