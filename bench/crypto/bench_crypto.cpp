@@ -137,10 +137,10 @@ int wmain(int argc, wchar_t** argv) {
     const std::vector<Bench::Costs> inCache = Bench::MeasureInterleaved(
         clock, {[&] { return DecryptPieces(&pieces, ciphertext, &output); }}, kSamples,
         kSampleSeconds);
-    Aes::ForcePortableEngine(true);
+    Aes::ForceEngine(&Aes::PortableEngine());
     const std::vector<Bench::Costs> portable =
         Bench::MeasureInterleaved(clock, {decrypt}, kSamples, kSampleSeconds);
-    Aes::ForcePortableEngine(false);
+    Aes::ForceEngine(nullptr);
     const std::vector<Bench::Costs> file =
         Bench::MeasureInterleaved(clock, {read, decrypt}, kSamples, kSampleSeconds);
     DeleteFileW(path.c_str());
