@@ -2,9 +2,25 @@
 // The host framework's side of a utility module: the utility interface, the value-type
 // record and the payloads that travel through QueryValue and SendMessage.
 //
-// The payloads hold standard-library containers: host and module must be built with
-// the same compiler and standard library (both allocate through the system C runtime,
-// so a list filled by the module may be freed by the host).
+// The contract between a host and the module:
+// - The payloads are C++ standard-library containers (std::wstring, std::vector) passed
+//   by pointer: host and module must be built with the same toolchain and the same C++
+//   runtime, so that both sides agree on the containers' layout. Both allocate through
+//   the system C runtime, so a list filled by the module may be freed by the host.
+// - The host calls the utility object through its table of virtual functions, so the
+//   table's layout is part of the contract. Counted from 1, with the table index (the
+//   number less one) in brackets, under this toolchain (GCC's C++ ABI, mingw-w64):
+//      1 [0] ReservedOperation1       6 [5]  SendMessage (typed)
+//      2 [1] QueryValue (typed)       7 [6]  SendMessage (by name)
+//      3 [2] QueryValue (by name)     8 [7]  destructor (destroys, does not free)
+//      4 [3] ReservedOperation2       9 [8]  destructor (destroys and frees)
+//      5 [4] StoreValue              10 [9]  Initialize (IUtilityEx)
+//                                    11 [10] Uninitialize (IUtilityEx)
+//   The virtual destructor takes two entries here. A compiler that gives it one entry
+//   (a single deleting destructor) numbers it 8 and Initialize and Uninitialize 9 and
+//   10: a host built with such a compiler calls the wrong entries of this module's
+//   table. A host frees the object with Ostrel_FreeUtility, never through the
+//   destructor entries.
 
 #include <windows.h>  // before the interface: SendMessage is a macro of the Windows headers
 
@@ -17,10 +33,10 @@ namespace Interface {
 
 // Value types of QueryValue and SendMessage.
 enum ValueType : uint32_t {
-    ValueTypeServicePolicy = 1,     // QueryValue, payload ArrayOfRowService
-    ValueTypeProviderPolicy = 2,    // QueryValue, payload ArrayOfRowProvider
-    ValueTypeStorageControl = 4,    // SendMessage, payload StorageControlRequest
-    ValueTypeWebAccessControl = 16, // QueryValue, payload WebAccessControlList
+    ValueTypeServicePolicy = 1,      // QueryValue, payload ArrayOfRowService
+    ValueTypeProviderPolicy = 2,     // QueryValue, payload ArrayOfRowProvider
+    ValueTypeStorageControl = 4,     // SendMessage, payload StorageControlRequest
+    ValueTypeWebAccessControl = 16,  // QueryValue, payload WebAccessControlList
 };
 
 // The record whose first member selects the request; the rest belongs to the host.
@@ -32,18 +48,18 @@ struct ValueTypeRecord {
 struct RowService {
     std::wstring Version;
     GUID ServiceGuid{};
-    uint32_t ModuleType = 0;        // 0 executable, 1 dynamic-link library, 2 inline code
+    uint32_t ModuleType = 0;  // 0 executable, 1 dynamic-link library, 2 inline code
     std::wstring ModuleName;
-    uint32_t StartupType = 0;       // 0 disabled, 1 automatic, 2 on demand, 3 pre-start
-    uint32_t LoadOption = 0;        // 0 sequential, 1 parallel
-    uint32_t UnloadOption = 0;      // 0 sequential, 1 parallel
+    uint32_t StartupType = 0;   // 0 disabled, 1 automatic, 2 on demand, 3 pre-start
+    uint32_t LoadOption = 0;    // 0 sequential, 1 parallel
+    uint32_t UnloadOption = 0;  // 0 sequential, 1 parallel
     uint32_t OrderOfLoading = 0;
     uint32_t OrderOfUnloading = 0;
-    uint32_t SharedType = 0;        // 0 independent, 1 shared service, 2 shared provider
+    uint32_t SharedType = 0;  // 0 independent, 1 shared service, 2 shared provider
     GUID SharedGuid{};
-    uint32_t InterfaceType = 0;     // 0 IFrwkService, 1 IFrwkServiceEx
-    uint32_t Permission[4] = {};    // by index (0 setup, 1 normal, 3 maintain): 1 allow, 0 deny
-    uint32_t DataConversion = 0;    // 0 none, 1 default, 2 specific
+    uint32_t InterfaceType = 0;   // 0 IFrwkService, 1 IFrwkServiceEx
+    uint32_t Permission[4] = {};  // by index (0 setup, 1 normal, 3 maintain): 1 allow, 0 deny
+    uint32_t DataConversion = 0;  // 0 none, 1 default, 2 specific
     std::wstring ConvModuleName;
     std::vector<GUID> DependedServices;
 };
@@ -87,20 +103,20 @@ struct WebApplication {
 
 // A URL filter joined with the site and the application it names.
 struct WebFilter {
-    std::wstring Label;           // the filter's "label"
-    uint32_t FilterType = 0;      // 0 approved, 1 blocked, 2 blocked, request unchanged
-    std::wstring SiteUrl;         // URL of the site named by "address"
-    WebApplication Application;   // the application named by "process"
+    std::wstring Label;          // the filter's "label"
+    uint32_t FilterType = 0;     // 0 approved, 1 blocked, 2 blocked, request unchanged
+    std::wstring SiteUrl;        // URL of the site named by "address"
+    WebApplication Application;  // the application named by "process"
 };
 
 // The web access control list. Activities and protections whose "enable" is "no" are
 // left out; each list names the sites (by URL) that the enabled control covers.
 struct WebAccessControlList {
-    std::vector<std::wstring> Sites;          // every site URL
-    std::vector<WebApplication> Applications; // targeted applications with a file name
-    std::vector<WebFilter> Filters;           // filters whose site and application resolve
-    std::vector<std::wstring> WebActivities;  // site URLs of enabled activity logs
-    std::vector<std::wstring> Protections;    // site URLs of enabled data protections
+    std::vector<std::wstring> Sites;           // every site URL
+    std::vector<WebApplication> Applications;  // targeted applications with a file name
+    std::vector<WebFilter> Filters;            // filters whose site and application resolve
+    std::vector<std::wstring> WebActivities;   // site URLs of enabled activity logs
+    std::vector<std::wstring> Protections;     // site URLs of enabled data protections
 };
 
 // A storage-control request (SendMessage value type 4). An empty field is not given.
@@ -110,7 +126,7 @@ struct StorageControlRequest {
     std::wstring Folder;
 };
 
-// The utility interface, in slot order.
+// The utility interface, in slot order (the numbers above).
 class IUtility {
 public:
     virtual HRESULT ReservedOperation1() = 0;

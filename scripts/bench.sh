@@ -25,6 +25,7 @@ calc() { awk "BEGIN { printf \"%.${2:-2}f\", $1 }"; }
 # ratio measured baseline -> measured / baseline
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", (b > 0 ? a / b : 0) }'; }
 at_least() { awk -v r="$1" -v t="$2" 'BEGIN { print (r >= t ? "met" : "**missed**") }'; }
+at_most() { awk -v r="$1" -v t="$2" 'BEGIN { print (r <= t ? "met" : "**missed**") }'; }
 row() { local IFS='|'; echo "| $* |"; }
 
 # The Unix process id of this prefix's wineserver: its working directory is the server
@@ -75,8 +76,8 @@ bench_log() {
 
 # Requests through Ostrel.dll.
 bench_module() {
-    say "module: bench_module.exe (service policy, requests, storage, memory)" >&2
-    run_bench "$BUILD_DIR/bench/bench_module.exe" policy requests storage memory
+    say "module: bench_module.exe (service policy, requests, storage, memory, bad values)" >&2
+    run_bench "$BUILD_DIR/bench/bench_module.exe" policy requests storage memory badvalue
 }
 
 # "median (lowest-highest)" of the sample ratios of a name.
@@ -104,6 +105,21 @@ verdict() {
 pair_row() {
     row " $1 " " $2 " " $3 " " $(spread "$4_cpu") " " $(spread "$4_wall") " " $5 $6 " \
         " $(verdict "$4" "$5" "$6") "
+}
+
+# Rows of a time per unit at several sizes (CPU time), each against the lowest of them
+# (target: at most 1.2 times it): per_unit_rows LABEL UNIT SIZES SIZE:TIME...; LABEL's %s
+# is the size.
+per_unit_rows() {
+    local label=$1 unit=$2 sizes=$3 pair r lowest
+    shift 3
+    lowest=$(printf '%s\n' "${@#*:}" | sort -g | head -1)
+    for pair in "$@"; do
+        r=$(ratio "${pair#*:}" "$lowest")
+        # shellcheck disable=SC2059  # the label is this script's own format
+        row " $(printf "$label" "${pair%%:*}") " " ${pair#*:} $unit CPU " \
+            " lowest of $sizes: $lowest $unit CPU " " $r " " - " " <= 1.2 " " $(at_most "$r" 1.2) "
+    done
 }
 
 table() {
@@ -149,6 +165,14 @@ table() {
             " +$(calc "$big / 1024") MiB " " 1 MB document: +$(calc "$small / 1024") MiB " \
             " $growth MiB more " " - " " within 4 MiB " \
             " $(awk -v g="$growth" 'BEGIN { print (g <= 4 ? "met" : "**missed**") }') "
+    fi
+    if [ -n "$(v badvalue_1m_ms)" ]; then
+        local m pairs=()
+        for m in 1 2 4; do
+            pairs+=("$m:$(calc "$(v badvalue_${m}m_ms) / $m" 1)")
+        done
+        per_unit_rows "storage-control request, uint32 value of %s million digits, log at level 256: time per million characters" \
+            "ms" "1/2/4 million" "${pairs[@]}"
     fi
     if [ -n "$(v cipher_mbps)" ]; then
         local openssl kind name r
@@ -223,6 +247,12 @@ How the figures are taken:
 - The 1,000-value request stores into one registry section, as a document does: one
   command opens the key once for all its entries; the baseline opens and closes the key
   around every value.
+- Bad values: a kept storage-control document storing one uint32 value of 1, 2 or 4
+  million digits, which the module refuses with an error line that prints the value. Each
+  length runs in a fresh process started after the module's debug-log settings are set to
+  level 256 (the default) with a scratch log folder (restored afterwards): the module reads
+  them when it is loaded. The cost is the whole request, reading the document included
+  (CPU time, the median of 3 samples).
 EOF
 }
 

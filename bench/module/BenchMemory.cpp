@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "BenchChild.h"
 #include "BenchDocuments.h"
 #include "BenchMeasure.h"
 #include "BenchModuleHost.h"
@@ -30,34 +31,12 @@ PROCESS_MEMORY_COUNTERS MemoryCounters() {
 // Runs this executable as a memory child over the document: how far the request raised
 // the resident set above where it started, in KiB, or -1.
 double ChildRiseKib(const std::wstring& documentPath, const std::wstring& resultPath) {
-    wchar_t self[MAX_PATH];
-    GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::wstring command = L"\"" + std::wstring(self) + L"\" memory-child \"" + documentPath +
-                           L"\" \"" + resultPath + L"\"";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
-        return -1;
-    }
-    const ZorvCommon::UniqueFile processHandle(process.hProcess);
-    const ZorvCommon::UniqueFile threadHandle(process.hThread);
-    WaitForSingleObject(process.hProcess, INFINITE);
-    DWORD exitCode = 1;
-    GetExitCodeProcess(process.hProcess, &exitCode);
-    char line[256] = {};
-    FILE* result = _wfopen(resultPath.c_str(), L"r");
-    if (result != nullptr) {
-        if (fgets(line, sizeof(line), result) == nullptr) {
-            line[0] = '\0';
-        }
-        fclose(result);
-    }
-    DeleteFileW(resultPath.c_str());
+    std::string line;
+    const DWORD exitCode = RunChild(
+        L"memory-child \"" + documentPath + L"\" \"" + resultPath + L"\"", resultPath, line);
     double rise = -1;
-    if (exitCode != 0 || sscanf(line, "rise_kib %lf", &rise) != 1) {
-        fprintf(stderr, "memory child (exit code %lu): %s\n", exitCode, line);
+    if (exitCode != 0 || sscanf(line.c_str(), "rise_kib %lf", &rise) != 1) {
+        fprintf(stderr, "memory child (exit code %lu): %s\n", exitCode, line.c_str());
         return -1;
     }
     return rise;

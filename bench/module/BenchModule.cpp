@@ -4,7 +4,8 @@
 //   SECTION: policy (service policy requests at 10 MB against XmlLite alone, and their
 //   time per MB at 100 MB against 1 MB), requests (a 50-service document against reading
 //   its plaintext file and walking it), storage (a request storing 1,000 values),
-//   memory (peak memory over 100 MB against 1 MB).
+//   memory (peak memory over 100 MB against 1 MB), badvalue (a request whose uint32
+//   value has 1, 2 and 4 million digits, with the log printing it).
 //   PIDs: the Unix process ids of this process and of this prefix's wineserver, whose CPU
 //   time then counts.
 //   --profile: only contender INDEX of the sections given runs, for 30 s, for a profiler
@@ -20,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchBadValue.h"
 #include "BenchMeasure.h"
 #include "BenchMemory.h"
 #include "BenchModuleHost.h"
@@ -31,7 +33,8 @@ namespace {
 
 constexpr double kProfileSeconds = 30;
 
-int RunSections(const Bench::CostClock& clock, const std::vector<std::wstring>& sections) {
+int RunSections(const Bench::CostClock& clock, uint32_t serverPid,
+                const std::vector<std::wstring>& sections) {
     const Bench::DebugLogOff logOff;
     if (!logOff.IsOff()) {
         fprintf(stderr, "cannot switch the module's debug log off in this prefix\n");
@@ -54,6 +57,8 @@ int RunSections(const Bench::CostClock& clock, const std::vector<std::wstring>& 
             done = Bench::BenchStorageStore(clock, host, folder);
         } else if (section == L"memory") {
             done = Bench::BenchMemory(folder);
+        } else if (section == L"badvalue") {
+            done = Bench::BenchBadValues(folder, serverPid);
         } else {
             fprintf(stderr, "unknown section %ls\n", section.c_str());
         }
@@ -73,6 +78,17 @@ int wmain(int argc, wchar_t** argv) {
         return host.Load(Bench::DefaultBinFolder()) ? Bench::RunMemoryChild(host, argv[2], argv[3])
                                                     : 1;
     }
+    // badvalue-child DOCUMENT LOG DIGITS RESULT SERVER-PID; the child finds its own Unix
+    // process by RESULT, which only its command line holds.
+    if (argc == 7 && wcscmp(argv[1], L"badvalue-child") == 0) {
+        Bench::ModuleHost host;
+        const Bench::CostClock clock({Bench::CheckedSelfPid(Bench::FindUnixProcess(argv[5])),
+                                      static_cast<uint32_t>(wcstoul(argv[6], nullptr, 10))});
+        return host.Load(Bench::DefaultBinFolder())
+                   ? Bench::RunBadValueChild(host, clock, argv[2], argv[3],
+                                             _wcstoui64(argv[4], nullptr, 10), argv[5])
+                   : 1;
+    }
     Bench::UnixProcesses processes;
     std::vector<std::wstring> sections;
     for (int i = 1; i < argc; ++i) {
@@ -87,7 +103,7 @@ int wmain(int argc, wchar_t** argv) {
         }
     }
     if (sections.empty()) {
-        sections = {L"policy", L"requests", L"storage", L"memory"};
+        sections = {L"policy", L"requests", L"storage", L"memory", L"badvalue"};
     }
-    return RunSections(Bench::CostClock(processes), sections);
+    return RunSections(Bench::CostClock(processes), processes.server, sections);
 }

@@ -1,5 +1,7 @@
 #include "BenchScratch.h"
 
+#include <cwchar>
+
 #include "ZorvComn_Handle.h"
 
 namespace Bench {
@@ -8,6 +10,8 @@ namespace {
 
 constexpr const wchar_t* kProductKey = L"Software\\Ulvenhart\\Hearthward";
 constexpr const wchar_t* kValueName = L"InstalledFolder";
+constexpr const wchar_t* kSessionKey =
+    L"Software\\Ulvenhart\\Hearthward\\1\\DebugLog\\InteractiveSession";
 
 void DeleteFolder(const std::wstring& folder) {
     WIN32_FIND_DATAW found;
@@ -94,6 +98,72 @@ ScratchKey::~ScratchKey() {
     RegDeleteTreeW(HKEY_CURRENT_USER, m_Path.c_str());
     RegDeleteKeyW(HKEY_CURRENT_USER, m_Path.c_str());
     RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\OstrelBench");  // only once it is empty
+}
+
+ErrorLogSettings::ErrorLogSettings(const std::wstring& folder) {
+    const std::wstring session = kSessionKey;
+    for (size_t end = session.find(L'\\', std::wcslen(kProductKey)); m_CreatedKey.empty();
+         end = session.find(L'\\', end + 1)) {
+        const std::wstring key = session.substr(0, end);
+        ZorvCommon::UniqueRegKey existing;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, existing.put()) !=
+            ERROR_SUCCESS) {
+            m_CreatedKey = key;
+        }
+        if (end == std::wstring::npos) {
+            break;
+        }
+    }
+    ZorvCommon::UniqueRegKey key;
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kSessionKey, 0, nullptr, 0, KEY_READ | KEY_SET_VALUE,
+                        nullptr, key.put(), nullptr) != ERROR_SUCCESS) {
+        return;
+    }
+    for (DWORD index = 0;; ++index) {
+        wchar_t name[256];
+        DWORD cchName = 256;
+        Value value{std::wstring(), REG_NONE, std::vector<BYTE>(65536)};
+        DWORD cbData = static_cast<DWORD>(value.data.size());
+        if (RegEnumValueW(key.get(), index, name, &cchName, nullptr, &value.type, value.data.data(),
+                          &cbData) != ERROR_SUCCESS) {
+            break;
+        }
+        value.name = name;
+        value.data.resize(cbData);
+        m_Old.push_back(value);
+    }
+    const auto setNumber = [&](const wchar_t* name, DWORD number) {
+        return RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
+                              sizeof(number)) == ERROR_SUCCESS;
+    };
+    const auto setText = [&](const wchar_t* name, const std::wstring& text) {
+        return RegSetValueExW(
+                   key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                   static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+    };
+    m_Set = setNumber(L"Enable", 1) && setNumber(L"Level", 256) && setNumber(L"LogProcess", 0) &&
+            setNumber(L"LogUnitType", 0) && setText(L"LogFolder", folder) &&
+            setText(L"LogPrefix", L"") && setText(L"LogFile", L"badvalue") &&
+            setText(L"LogExtension", L"log") && setNumber(L"Robust", 0) &&
+            setNumber(L"Debugger", 0);
+}
+
+ErrorLogSettings::~ErrorLogSettings() {
+    if (!m_CreatedKey.empty()) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, m_CreatedKey.c_str());
+        RegDeleteKeyW(HKEY_LOCAL_MACHINE, m_CreatedKey.c_str());
+        return;
+    }
+    ZorvCommon::UniqueRegKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionKey, 0, KEY_ALL_ACCESS, key.put()) !=
+        ERROR_SUCCESS) {
+        return;
+    }
+    RegDeleteTreeW(key.get(), nullptr);  // every value set here, then the old ones again
+    for (const Value& value : m_Old) {
+        RegSetValueExW(key.get(), value.name.c_str(), 0, value.type, value.data.data(),
+                       static_cast<DWORD>(value.data.size()));
+    }
 }
 
 DebugLogOff::DebugLogOff() {

@@ -55,6 +55,30 @@ private:
     std::wstring m_Path;
 };
 
+// HKLM\Software\Ulvenhart\Hearthward\1\DebugLog\InteractiveSession set so that a module
+// loaded afterwards logs errors (level 256, the default) into folder as "badvalue.log".
+// The values it replaced, or the keys it created, are put back afterwards.
+class ErrorLogSettings {
+public:
+    explicit ErrorLogSettings(const std::wstring& folder);
+    ~ErrorLogSettings();
+    ErrorLogSettings(const ErrorLogSettings&) = delete;
+    ErrorLogSettings& operator=(const ErrorLogSettings&) = delete;
+
+    bool IsSet() const { return m_Set; }
+
+private:
+    struct Value {
+        std::wstring name;
+        DWORD type;
+        std::vector<BYTE> data;
+    };
+
+    std::wstring m_CreatedKey;  // the topmost key created here, empty when all existed
+    std::vector<Value> m_Old;   // the session key's values before
+    bool m_Set = false;
+};
+
 // The module's debug log switched off for the benchmark: "Enable" set to 0 in each
 // session key that enables it (the module reads it when it is loaded), the old values
 // put back afterwards. A user who ran the demo in the same prefix has it on.

@@ -19,22 +19,23 @@ constexpr const wchar_t* kDebugLogKey = L"Software\\Ulvenhart\\Hearthward\\1\\De
 
 CServiceFactory* g_pServiceFactory = nullptr;
 
-// The folder that holds this module: the trace library is looked for beside it, by full
-// path, never through the current directory or the search path.
+// The folder that holds this module, with its backslash: the trace library is looked for
+// beside it, by full path. Empty when the module's path is unknown; the log then loads no
+// trace library at all rather than one found along the search path.
 std::wstring ModuleFolder(HMODULE hModule) {
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
+    constexpr size_t kLongestPath = 32768;
+    for (std::wstring path(MAX_PATH, L'\0'); path.size() <= kLongestPath;
+         path.resize(path.size() * 2)) {
         const DWORD length = GetModuleFileNameW(hModule, &path[0], static_cast<DWORD>(path.size()));
         if (length == 0) {
             return std::wstring();
         }
         if (length < path.size()) {
             path.resize(length);
-            break;
+            return path.substr(0, path.find_last_of(L'\\') + 1);
         }
-        path.resize(path.size() * 2);
     }
-    return path.substr(0, path.find_last_of(L'\\') + 1);
+    return std::wstring();
 }
 
 void OnProcessAttach(HMODULE hModule) {
@@ -56,13 +57,31 @@ void OnProcessDetach() {
     (void)ZorvCommon::g_DebugLog.Uninitialize();
 }
 
+// The process is ending: its other threads are gone, perhaps in the middle of a log call
+// or an allocation. Nothing is freed or unloaded (the system does that), and the line is
+// written only if the log's locks are free.
+void OnProcessExit() {
+    if (ZorvCommon::g_DebugLog.IsPassing(ZorvCommon::LogLevelInfo)) {
+        (void)ZorvCommon::g_DebugLog.TraceWithoutWaiting(
+            __FILE__, __LINE__, ZorvCommon::LogLevelInfo, L"*** %s was unloaded as process detach.",
+            kModuleName);
+    }
+    ZorvCommon::g_DebugLog.AbandonAtProcessExit();
+}
+
 }  // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID) {
-    if (dwReason == DLL_PROCESS_ATTACH) {
-        OnProcessAttach(hInstance);
-    } else if (dwReason == DLL_PROCESS_DETACH) {
-        OnProcessDetach();
+extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID lpReserved) {
+    // Nothing thrown may reach the loader.
+    try {
+        if (dwReason == DLL_PROCESS_ATTACH) {
+            OnProcessAttach(hInstance);
+        } else if (dwReason == DLL_PROCESS_DETACH && lpReserved != nullptr) {
+            OnProcessExit();
+        } else if (dwReason == DLL_PROCESS_DETACH) {
+            OnProcessDetach();
+        }
+    } catch (...) {
     }
     return TRUE;
 }

@@ -15,10 +15,6 @@ using SrvFrwk::Interface::StorageControlRequest;
 using SrvFrwk::Interface::ValueTypeRecord;
 using SrvFrwk::Interface::WebAccessControlList;
 
-void CServiceManager::TouchLock() {
-    ZorvCommon::Synchronize::SingleLock{&m_CriticalSection};
-}
-
 HRESULT CServiceManager::ReservedOperation1() {
     return Ostrel::kNotProvided;
 }
@@ -112,7 +108,8 @@ HRESULT CServiceManager::QueryPolicy(const HandlerTexts& texts, Payload* pPayloa
         ZORV_ERROR(L"*** CServiceManager::%s() - %s was invalid.", texts.method, texts.payload);
         return Ostrel::kInvalidArgument;
     }
-    TouchLock();
+    // Held until the reader is done with the document: the object has one reader.
+    ZorvCommon::Synchronize::SingleLock lock(&m_CriticalSection);
     Parser cXmlParser(m_XmlParser);
     const HRESULT hResult = query(cXmlParser, pPayload);
     if (hResult < 0) {
@@ -212,7 +209,8 @@ HRESULT CServiceManager::QueryValueForStorageControl(Ostrel::Storage::CommandCha
     const std::wstring& tszPath = pStorageControl->DocumentPath;
     const std::wstring& tszArgument = pStorageControl->CommandArgument;
 
-    TouchLock();
+    // Held until the reader is done with the document: the object has one reader.
+    ZorvCommon::Synchronize::SingleLock lock(&m_CriticalSection);
     CXmlParserStorageControl cXmlParser(m_XmlParser);
     const HRESULT hResult = cXmlParser.QueryValue(pCommandChain, tszPath, tszArgument);
     if (hResult < 0) {

@@ -51,15 +51,14 @@ private:
         const wchar_t* payload;     // "pArrayOfRowService"
         const wchar_t* parserCall;  // "cXmlParser.QueryValueForServicePolicy()"
     };
-    // The shape the three query handlers share: check the payload, touch the lock, run
-    // one parser made on the stack over the shared reader.
+    // The shape the three query handlers share: check the payload, then, holding the
+    // lock, run one parser made on the stack over the shared reader.
     template <typename Parser, typename Payload, typename Query>
     HRESULT QueryPolicy(const HandlerTexts& texts, Payload* pPayload, Query query);
 
-    // Entered and left back to back before each parser is built: the parsing itself
-    // runs outside the lock, so two threads that share one object share the reader.
-    void TouchLock();
-
     ZorvCommon::Storage::XmlParser m_XmlParser;
+    // Serialises the requests that use m_XmlParser: each handler holds it from before its
+    // parser is built until the parser has returned, so that callers on several threads
+    // take turns with the one reader.
     ZorvCommon::Synchronize::CriticalSection m_CriticalSection;
 };

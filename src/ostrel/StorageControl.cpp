@@ -214,7 +214,9 @@ int32_t Control::Open(const uint32_t& openType, const std::wstring& sectionName)
     return OpenEx(openType, sectionName, true);
 }
 
-// A committed close of a store flushes what was written.
+// A committed close of a store flushes what was written. The section is closed whatever
+// the flush gives (a section left open would refuse every later open); a failed flush
+// is still the result.
 int32_t Control::Close(const bool& commit) {
     if (m_pBase == nullptr) {
         ZORV_ERROR(L"*** Control::Close() - this->m_pBase was invalid.");
@@ -225,13 +227,16 @@ int32_t Control::Close(const bool& commit) {
         return kWrongState;
     }
     const bool flush = commit && m_eOpenType == OpenTypeStore;
-    const int32_t hr = Guard(L"Close", nullptr, Absence::Plain, kWrongState,
-                             [&] { return (!flush || m_pBase->Flush()) && m_pBase->Close(); });
+    const int32_t hrFlush = flush ? Guard(L"Close", nullptr, Absence::Plain, kWrongState,
+                                          [&] { return m_pBase->Flush(); })
+                                  : kSuccess;
+    const int32_t hr =
+        Guard(L"Close", nullptr, Absence::Plain, kWrongState, [&] { return m_pBase->Close(); });
     if (hr == kSuccess) {
         m_eOpenType = OpenTypeNone;
         m_SectionName.clear();
     }
-    return hr;
+    return hrFlush != kSuccess ? hrFlush : hr;
 }
 
 int32_t Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const {
@@ -369,69 +374,70 @@ int32_t Control::DeteleSection() {
     if (hr != kSuccess) {
         return hr;
     }
-    // The registry refuses to delete a key that still has sub-keys.
     if (IsRegistry()) {
-        const int32_t hrSubSections = DeleteSubSections();
-        if (hrSubSections < 0) {
-            return hrSubSections;
-        }
+        return DeleteRegistrySection();
     }
     // An empty name deletes the open section itself.
     return Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
                  [&] { return m_pBase->DeleteKey(std::wstring()); });
 }
 
-// Each sub-key is opened for deletion through a second control and deleted the same way,
-// so the deepest keys go first. The first failure stops the walk and keeps this key.
-int32_t Control::DeleteSubSections() {
-    Control cControlForEntry;
-    int32_t hr = cControlForEntry.Initialize(*m_pKey, &m_AccessMode);
-    if (hr < 0) {
-        ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Initialize() failed. [%d]",
-                   hr);
-        return hr;
-    }
-    std::vector<std::wstring> names;
-    hr = cControlForEntry.OpenEx(OpenTypeEnum, m_SectionName, true);
+// The registry refuses to delete a key that still has sub-keys, so the section is
+// emptied first, deepest first. The walk never follows a registry link: the section's
+// key is opened again as it is named and every key below relative to its parent, and
+// each key is deleted through its own handle. A link met on the way (or the section's
+// key, when it is a link) is deleted itself and its target is left alone. The
+// section's registry view applies to every key of the walk.
+int32_t Control::DeleteRegistrySection() {
+    ZorvCommon::Storage::Registry section(m_AccessMode);
+    const int32_t hr = Guard(L"OpenEx", &m_SectionName, Absence::Failure, kNotSupported,
+                             [&] { return section.OpenNodeForDelete(*m_pKey, m_SectionName); });
     if (hr < 0) {
         ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
         return hr;
     }
-    hr = cControlForEntry.EnumSection(names);
+    const int32_t hrSubSections = DeleteSubSections(section, m_SectionName);
+    if (hrSubSections < 0) {
+        return hrSubSections;
+    }
+    return Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
+                 [&] { return section.DeleteOpenKey(); });
+}
+
+// Deletes every sub-key of the key open in parent (named sectionName in the log). The
+// first failure stops the walk and keeps parent's key.
+int32_t Control::DeleteSubSections(ZorvCommon::Storage::Registry& parent,
+                                   const std::wstring& sectionName) {
+    std::vector<std::wstring> names;
+    int32_t hr = Guard(L"EnumSection", nullptr, Absence::Accepted, kWrongState,
+                       [&] { return parent.EnumKeys(names); });
     if (hr < 0) {
         ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.EnumSection() failed. [%d]",
                    hr);
-        cControlForEntry.Close(false);
         return hr;
     }
-    hr = cControlForEntry.Close(false);
-    if (hr < 0) {
-        ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Close() failed. [%d]", hr);
-        return hr;
-    }
-
-    std::wstring prefix = m_SectionName;
+    std::wstring prefix = sectionName;
     ZorvCommon::String::AppendBackslash(prefix);
     for (const std::wstring& name : names) {
-        hr = cControlForEntry.OpenEx(OpenTypeDelete, prefix + name, true);
+        const std::wstring childName = prefix + name;
+        ZorvCommon::Storage::Registry child(m_AccessMode);
+        hr = Guard(L"OpenEx", &childName, Absence::Failure, kNotSupported,
+                   [&] { return child.OpenNodeForDelete(parent, name); });
         if (hr < 0) {
             ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
             break;
         }
-        hr = cControlForEntry.DeteleSection();
+        hr = DeleteSubSections(child, childName);
+        if (hr >= 0) {
+            hr = Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
+                       [&] { return child.DeleteOpenKey(); });
+        }
         if (hr < 0) {
             ZORV_ERROR(
                 L"*** Control::DeteleSection() - cControlForEntry.EnumSection() failed. [%d]", hr);
-            cControlForEntry.Close(false);
-            break;
-        }
-        hr = cControlForEntry.Close(false);
-        if (hr < 0) {
-            ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Close() failed. [%d]", hr);
             break;
         }
     }
-    cControlForEntry.Uninitialize();
     if (hr < 0) {
         ZORV_ERROR(
             L"*** Control::DeteleSection() - Failed to delete all entiries under the section() "

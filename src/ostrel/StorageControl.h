@@ -12,6 +12,7 @@
 
 #include "OstrelResult.h"
 #include "ZorvComn_ByteArray.h"
+#include "ZorvComn_Registry.h"
 #include "ZorvComn_Storage.h"
 
 namespace Ostrel {
@@ -72,7 +73,7 @@ public:
                                      const uint64_t& value);  // registry only
 
     // Deletes the section open for deletion; a registry key loses its sub-keys first,
-    // deepest first.
+    // deepest first, and a registry link is deleted itself, never followed.
     [[nodiscard]] int32_t DeteleSection();
     [[nodiscard]] int32_t DeteleEntry(const std::wstring& name);
     // The names of the sub-sections of the section open for enumeration.
@@ -82,7 +83,9 @@ private:
     int32_t CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const;
     int32_t CheckRegistry(const wchar_t* method) const;
     bool IsRegistry() const;
-    int32_t DeleteSubSections();
+    int32_t DeleteRegistrySection();
+    int32_t DeleteSubSections(ZorvCommon::Storage::Registry& parent,
+                              const std::wstring& sectionName);
 
     std::unique_ptr<ZorvCommon::Storage::Base> m_pBase;
     std::unique_ptr<ZorvCommon::Storage::Key> m_pKey;

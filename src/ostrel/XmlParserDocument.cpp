@@ -2,31 +2,26 @@
 
 #include "Frwk_Utility.h"
 #include "OstrelResult.h"
-#include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Exception.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_String.h"
 #include "ZorvComn_XmlParser.h"
 
-// ZORV_ERROR with the caller's source file in place of this one.
-#define DOCUMENT_ERROR(...)                                                                 \
-    do {                                                                                    \
-        if (::ZorvCommon::g_DebugLog.IsPassing(::ZorvCommon::LogLevelError)) {              \
-            (void)::ZorvCommon::g_DebugLog.Trace(m_SourceFile, __LINE__,                    \
-                                                 ::ZorvCommon::LogLevelError, __VA_ARGS__); \
-        }                                                                                   \
-    } while (0)
+// ZORV_ERROR at the caller's statement.
+#define DOCUMENT_ERROR(...) OSTREL_LOG_AT(m_Place, ::ZorvCommon::LogLevelError, __VA_ARGS__)
 
 namespace {
 constexpr size_t kKeyLength = 16;
 }
 
 CXmlParserDocument::CXmlParserDocument(ZorvCommon::Storage::XmlParser& rXmlParser,
-                                       const char* sourceFile, const wchar_t* method)
-    : m_rXmlParser(rXmlParser), m_SourceFile(sourceFile), m_Method(method) {}
+                                       const wchar_t* method)
+    : m_rXmlParser(rXmlParser), m_Method(method) {}
 
-HRESULT CXmlParserDocument::Read(const wchar_t* fileName, const char* szKey, const wchar_t* root,
+HRESULT CXmlParserDocument::Read(const Ostrel::SourcePlace& place, const wchar_t* fileName,
+                                 const char* szKey, const wchar_t* root,
                                  const std::function<HRESULT()>& walk) {
+    m_Place = place;
     m_ReadError = S_OK;
     // An empty installed folder leaves the bare name: the current directory then.
     std::wstring path = Frwk::Utility::GetInstalledFolder();
@@ -64,7 +59,8 @@ HRESULT CXmlParserDocument::Read(const wchar_t* fileName, const char* szKey, con
 HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
                                          ZorvCommon::Storage::FileBase& file, const wchar_t* root,
                                          const std::function<HRESULT()>& walk) {
-    if (!m_rXmlParser.Start(file)) {
+    ZorvCommon::Storage::XmlParserSession session(m_rXmlParser, file);
+    if (!session.IsStarted()) {
         DOCUMENT_ERROR(
             L"*** %s() - this->m_rXmlParser.Start() failed. [%s] [0x%08x] [%s] [%lu] [%lu] [%lu]",
             m_Method, path.c_str(), m_rXmlParser.GetLastResult(),
@@ -95,7 +91,7 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
                 m_rXmlParser.GetLastDepth());
         }
     }
-    if (!m_rXmlParser.Stop()) {
+    if (!session.Stop()) {
         DOCUMENT_ERROR(L"*** %s() - this->m_rXmlParser.Stop() failed.", m_Method);
     }
     return hr;

@@ -128,8 +128,8 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForPolicy(const PolicyForm<Row>& fo
     }
     pRows->clear();
 
-    CXmlParserDocument document(m_rXmlParser, __FILE__, form.Method);
-    HRESULT hr = document.Read(form.FileName, szKey, L"BaseFramework",
+    CXmlParserDocument document(m_rXmlParser, form.Method);
+    HRESULT hr = document.Read(OSTREL_SOURCE_PLACE, form.FileName, szKey, L"BaseFramework",
                                [&] { return ParsePolicyElements(form, *pRows); });
     if (document.GetReadError() < 0) {
         hr = document.GetReadError();
@@ -198,7 +198,9 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
             return hr;
         }
     }
-    return S_OK;
+    // The walk also ends when the reader fails: the row is then cut short.
+    const int32_t lastResult = m_rXmlParser.GetLastResult();
+    return lastResult < 0 ? lastResult : S_OK;
 }
 
 template <class Row>
@@ -369,47 +371,53 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyDepended(const wchar_t* childName,
 }
 
 bool CXmlParserFrameworkPolicy::GetModuleType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetModuleType",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserFrameworkPolicy::GetModuleType",
                                    kModuleTypes, text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetStartupType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetStartupType",
-                                   kStartupTypes, text, value);
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserFrameworkPolicy::GetStartupType", kStartupTypes,
+                                   text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetLoadOption(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetLoadOption",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserFrameworkPolicy::GetLoadOption",
                                    kLoadOptions, text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetUnloadOption(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetUnloadOption",
-                                   kUnloadOptions, text, value);
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserFrameworkPolicy::GetUnloadOption", kUnloadOptions,
+                                   text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetInterfaceType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetInterfaceType",
-                                   kInterfaceTypes, text, value);
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserFrameworkPolicy::GetInterfaceType", kInterfaceTypes,
+                                   text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetDataConversion(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetDataConversion",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserFrameworkPolicy::GetDataConversion",
                                    kDataConversions, text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetSharedType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetSharedType",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserFrameworkPolicy::GetSharedType",
                                    kSharedTypes, text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetPermissionIndex(const std::wstring& text,
                                                    uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetPermissionIndex",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserFrameworkPolicy::GetPermissionIndex",
                                    kPermissionIndexes, text, value);
 }
 
 bool CXmlParserFrameworkPolicy::GetPermissionType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserFrameworkPolicy::GetPermissionType",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserFrameworkPolicy::GetPermissionType",
                                    kPermissionTypes, text, value);
 }

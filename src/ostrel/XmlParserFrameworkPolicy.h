@@ -42,7 +42,8 @@ private:
     // The "FrameworkService"/"FrameworkProvider" elements below the root.
     template <class Row>
     HRESULT ParsePolicyElements(const PolicyForm<Row>& form, std::vector<Row>& rows);
-    // The children of one element; the first failing child ends the walk. The readers
+    // The children of one element; the first failing child ends the walk, and so does a
+    // failure of the reader (its code is then the result: the row is not whole). The readers
     // below take each text into `text`, one buffer for the whole document: once it has
     // grown, reading a text allocates nothing (allocations dominate a big document).
     template <class Row>

@@ -69,9 +69,12 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
         return hr;
     }
 
+    // Declared after the file, so that on every way out (an exception included) the
+    // reader lets go of the file before the file is closed.
+    ZorvCommon::Storage::XmlParserSession session(m_rXmlParser, cFileCrypt.File());
     DocumentParameter parameter;
     parameter.Assign = assign;
-    HRESULT hr = StartDocument(cFileCrypt.File(), documentPath, parameter);
+    HRESULT hr = StartDocument(session, documentPath, parameter);
     if (FAILED(hr)) {
         return hr;
     }
@@ -82,10 +85,11 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
             L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser failed to "
             L"parse element. [%s]",
             m_rXmlParser.GetElementName().c_str());
-        (void)m_rXmlParser.Stop();  // started above: cannot fail
         return hr;
     }
-    if (m_rXmlParser.GetLastResult() < 0) {
+    // A document the reader could not read to its end is kept, wherever it broke off.
+    const bool readToEnd = m_rXmlParser.GetLastResult() >= 0;
+    if (!readToEnd) {
         hr = m_rXmlParser.GetLastResult();
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser failed to "
@@ -93,7 +97,7 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
             hr, m_rXmlParser.GetLastNodeName().c_str(), m_rXmlParser.GetLastLine(),
             m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
     }
-    if (!m_rXmlParser.Stop()) {
+    if (!session.Stop()) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser.Stop() "
             L"failed.");
@@ -105,17 +109,20 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
             L"[0x%08x]",
             ZorvCommon::Exception::ResultFromWin32(error));
     }
-    if (!parameter.Save && !m_KeepDocument) {
-        DeleteDocument(documentPath);
+    if (m_pObserver != nullptr) {
+        m_pObserver->OnDocumentClosed(documentPath);
+    }
+    if (readToEnd && !parameter.Save && !m_KeepDocument) {
+        DeleteDocument(cFileCrypt);
     }
     ZORV_TRACE(L"[Leave] CXmlParserStorageControl::QueryValue()...");
     return hr;
 }
 
-HRESULT CXmlParserStorageControl::StartDocument(ZorvCommon::Storage::FileBase& file,
+HRESULT CXmlParserStorageControl::StartDocument(ZorvCommon::Storage::XmlParserSession& session,
                                                 const std::wstring& documentPath,
                                                 DocumentParameter& parameter) {
-    if (!m_rXmlParser.Start(file)) {
+    if (!session.IsStarted()) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser.Start() "
             L"failed. [%s] [0x%08x] [%s] [%lu] [%lu] [%lu]",
@@ -124,35 +131,32 @@ HRESULT CXmlParserStorageControl::StartDocument(ZorvCommon::Storage::FileBase& f
             m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
         return ReaderFailure();
     }
-    HRESULT hr = S_OK;
     if (!m_rXmlParser.MoveToElement(L"Storage")) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - "
             L"this->m_rXmlParser.MoveToElement() failed. [0x%08x] [%s] [%lu] [%lu] [%lu]",
             m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
             m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
-        hr = ReaderFailure();
-    } else {
-        hr = QueryParameter(parameter);
-        if (FAILED(hr)) {
-            ZORV_ERROR(
-                L"*** CXmlParserStorageControl::QueryValue() - this->QueryParameter() "
-                L"failed. [0x%08x]",
-                hr);
-        }
+        return ReaderFailure();
     }
+    const HRESULT hr = QueryParameter(parameter);
     if (FAILED(hr)) {
-        (void)m_rXmlParser.Stop();  // started above: cannot fail
+        ZORV_ERROR(
+            L"*** CXmlParserStorageControl::QueryValue() - this->QueryParameter() "
+            L"failed. [0x%08x]",
+            hr);
     }
     return hr;
 }
 
-void CXmlParserStorageControl::DeleteDocument(const std::wstring& documentPath) const {
-    if (!DeleteFileW(documentPath.c_str())) {
+void CXmlParserStorageControl::DeleteDocument(ZorvCommon::Storage::CryptDocument& document) const {
+    // Through a handle of the file that was read: a file put at its path since stays.
+    uint32_t error = 0;
+    if (!document.DeleteOpenedFile(&error)) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - "
             L"ZorvCommon::Storage::File::Delete() failed. [0x%08x]",
-            GetLastError());
+            error);
     }
 }
 

@@ -2,8 +2,8 @@
 // Reads an encrypted storage-control document into a chain of storage commands: each
 // Registry and IniFile element, and each Control element inside them, is matched against
 // the running system and the caller's assignment text, and what remains becomes
-// sections, entries and commands. The document file is deleted after a normal read
-// unless its root says "save"="yes".
+// sections, entries and commands. The document file is deleted after a walk that read
+// it to its end, unless its root says "save"="yes".
 
 #include <windows.h>
 
@@ -17,8 +17,9 @@
 
 namespace ZorvCommon {
 namespace Storage {
-class FileBase;
+class CryptDocument;
 class XmlParser;
+class XmlParserSession;
 }  // namespace Storage
 }  // namespace ZorvCommon
 
@@ -50,6 +51,9 @@ public:
     // skipped, else the failure. pSection is the section built from it, or null.
     virtual void OnSectionEnd(const std::wstring& elementName, const ISection* pSection,
                               HRESULT result) = 0;
+    // The document was read to the end of its walk and its file closed; it is deleted
+    // next unless it is kept.
+    virtual void OnDocumentClosed(const std::wstring& documentPath) { (void)documentPath; }
 };
 
 }  // namespace Storage
@@ -147,11 +151,12 @@ private:
                         Ostrel::Storage::Target& target, Ostrel::Storage::TargetVerdict& verdict);
     // The reader's last code when it is a failure, else 0x80040201.
     HRESULT ReaderFailure() const;
-    // Starts the reader on file and reads the parameters of Storage; on a failure the
-    // reader is stopped again.
-    HRESULT StartDocument(ZorvCommon::Storage::FileBase& file, const std::wstring& documentPath,
+    // Checks the session's start, moves to Storage and reads its parameters.
+    HRESULT StartDocument(ZorvCommon::Storage::XmlParserSession& session,
+                          const std::wstring& documentPath,
                           Ostrel::Storage::DocumentParameter& parameter);
-    void DeleteDocument(const std::wstring& documentPath) const;
+    // Deletes the file the document was read from; a failure is only logged.
+    void DeleteDocument(ZorvCommon::Storage::CryptDocument& document) const;
 
     // The tests of a platform or language word other than "all".
     static HRESULT CheckPlatform(bool& matched, const Ostrel::Storage::TargetSystem& system,

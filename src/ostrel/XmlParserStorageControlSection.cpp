@@ -4,8 +4,8 @@
 #include <new>
 
 #include "OstrelResult.h"
+#include "XmlParserLog.h"
 #include "XmlParserStorageControl.h"
-#include "ZorvComn_DebugLog.h"
 #include "ZorvComn_String.h"
 #include "ZorvComn_XmlParser.h"
 
@@ -47,8 +47,8 @@ bool Convert(const wchar_t* method, const wchar_t* mapName,
     if (map(text, value)) {
         return true;
     }
-    ZORV_ERROR(L"*** CXmlParserStorageControl::%s() - this->%s() failed. [%s]", method, mapName,
-               text.c_str());
+    STORAGE_CONTROL_ERROR(L"*** CXmlParserStorageControl::%s() - this->%s() failed. [%s]", method,
+                          mapName, text.c_str());
     return false;
 }
 
@@ -68,7 +68,7 @@ HRESULT CXmlParserStorageControl::ParseRegistry(std::unique_ptr<ISection>& pSect
         4,
         {L"Root", L"Path", L"AccessMode", L"AccessRight"},
         {L"[Root]      :", L"[SubKey]    :", L"[AccessMode]:", L"[AllAccess] :"}};
-    ZORV_TRACE(L"[Enter] CXmlParserStorageControl::ParseRegistry()...");
+    STORAGE_CONTROL_TRACE(L"[Enter] CXmlParserStorageControl::ParseRegistry()...");
     SectionTexts texts;
     HRESULT hr = ParseSectionElement(kForm, texts, entries, parameter);
     if (hr != S_OK) {
@@ -88,13 +88,14 @@ HRESULT CXmlParserStorageControl::ParseRegistry(std::unique_ptr<ISection>& pSect
     }
     const std::wstring& subKey = texts[RegistryPath];
     if (subKey.empty()) {
-        ZORV_ERROR(L"*** CXmlParserStorageControl::ParseRegistry() - tszSubKeyName was empty.");
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::ParseRegistry() - tszSubKeyName was empty.");
         return Ostrel::kInvalidData;
     }
     pSection.reset(new (std::nothrow)
                        Ostrel::Storage::SectionRegistry(root, subKey, accessMode, accessRight));
     if (!pSection) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::ParseRegistry() - pRegistry was invalid. "
             L"[0x%08x][%s][%d][%d]",
             static_cast<uint32_t>(reinterpret_cast<uintptr_t>(root)), subKey.c_str(), accessMode,
@@ -102,7 +103,7 @@ HRESULT CXmlParserStorageControl::ParseRegistry(std::unique_ptr<ISection>& pSect
         return Ostrel::kInvalidObject;
     }
     hr = CheckEntries(kForm, texts, entries);
-    ZORV_TRACE(L"[Leave] CXmlParserStorageControl::ParseRegistry()...");
+    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::ParseRegistry()...");
     return hr;
 }
 
@@ -114,7 +115,7 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
                                       2,
                                       {L"Path", L"Section"},
                                       {L"[IniFilePath]:", L"[SectionName]:"}};
-    ZORV_TRACE(L"[Enter] CXmlParserStorageControl::ParseIniFile()...");
+    STORAGE_CONTROL_TRACE(L"[Enter] CXmlParserStorageControl::ParseIniFile()...");
     SectionTexts texts;
     HRESULT hr = ParseSectionElement(kForm, texts, entries, parameter);
     if (hr != S_OK) {
@@ -123,31 +124,33 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
 
     std::wstring path = texts[IniFilePath];
     if (!ReplacePath(path)) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::ParseIniFile() - this->ReplacePath() failed. "
             L"[%s]",
             path.c_str());
         return Ostrel::kInvalidData;
     }
     if (path.empty()) {
-        ZORV_ERROR(L"*** CXmlParserStorageControl::ParseIniFile() - tszSubKeyName was empty.");
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::ParseIniFile() - tszSubKeyName was empty.");
         return Ostrel::kInvalidData;
     }
     const std::wstring& sectionName = texts[IniFileSection];
     if (sectionName.empty()) {
-        ZORV_ERROR(L"*** CXmlParserStorageControl::ParseIniFile() - tszSectionName was empty.");
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::ParseIniFile() - tszSectionName was empty.");
         return Ostrel::kInvalidData;
     }
     pSection.reset(new (std::nothrow) Ostrel::Storage::SectionIniFile(path, sectionName));
     if (!pSection) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::ParseIniFile() - pIniFile was invalid. "
             L"[%s][%s]",
             path.c_str(), sectionName.c_str());
         return Ostrel::kInvalidObject;
     }
     hr = CheckEntries(kForm, texts, entries);
-    ZORV_TRACE(L"[Leave] CXmlParserStorageControl::ParseIniFile()...");
+    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::ParseIniFile()...");
     return hr;
 }
 
@@ -175,13 +178,15 @@ HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, S
             DocumentEntry entry;
             hr = ParseEntry(entry, parameter);
             if (FAILED(hr)) {
-                ZORV_ERROR(L"*** CXmlParserStorageControl::%s() - this->ParseEntry(). [0x%08x]",
-                           form.Method, hr);
+                STORAGE_CONTROL_ERROR(
+                    L"*** CXmlParserStorageControl::%s() - this->ParseEntry(). [0x%08x]",
+                    form.Method, hr);
                 return hr;
             }
             if (hr == Ostrel::kElementSkipped) {
-                ZORV_INFO(L"*** CXmlParserStorageControl::%s() - Specified Element was skipped.",
-                          form.Method);
+                STORAGE_CONTROL_INFO(
+                    L"*** CXmlParserStorageControl::%s() - Specified Element was skipped.",
+                    form.Method);
             } else {
                 entries.push_back(entry);
             }
@@ -196,7 +201,7 @@ HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, S
         }
     }
     if (m_rXmlParser.GetLastResult() < 0) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::%s() - this->m_rXmlParser failed to parse "
             L"element. [%s]",
             form.Method, m_rXmlParser.GetLastNodeName().c_str());
@@ -204,20 +209,20 @@ HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, S
     }
 
     for (const DocumentEntry& entry : entries) {
-        ZORV_INFO(L"*** CXmlParserStorageControl::%s() - [Action]    :%d.", form.Method,
-                  entry.CommandType);
-        ZORV_INFO(L"*** CXmlParserStorageControl::%s() - [Name]      :%s.", form.Method,
-                  entry.Name.c_str());
-        ZORV_INFO(L"*** CXmlParserStorageControl::%s() - [Type]      :%d.", form.Method,
-                  entry.ValueType);
-        ZORV_INFO(L"*** CXmlParserStorageControl::%s() - [Value]     :%s.", form.Method,
-                  entry.Value.c_str());
-        ZORV_INFO(L"*** CXmlParserStorageControl::%s() - [Overwrite] :%d.", form.Method,
-                  entry.Overwrite ? 1 : 0);
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::%s() - [Action]    :%d.", form.Method,
+                             entry.CommandType);
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::%s() - [Name]      :%s.", form.Method,
+                             entry.Name.c_str());
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::%s() - [Type]      :%d.", form.Method,
+                             entry.ValueType);
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::%s() - [Value]     :%s.", form.Method,
+                             entry.Value.c_str());
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::%s() - [Overwrite] :%d.", form.Method,
+                             entry.Overwrite ? 1 : 0);
     }
     for (size_t field = 0; field < form.FieldCount; ++field) {
-        ZORV_INFO(L"*** CXmlParserStorageControl::%s() - %s%s.", form.Method, form.Labels[field],
-                  texts[field].c_str());
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::%s() - %s%s.", form.Method,
+                             form.Labels[field], texts[field].c_str());
     }
     return S_OK;
 }
@@ -227,7 +232,7 @@ HRESULT CXmlParserStorageControl::CheckEntries(const SectionForm& form, const Se
     if (!entries.empty()) {
         return S_OK;
     }
-    ZORV_INFO(
+    STORAGE_CONTROL_INFO(
         L"*** CXmlParserStorageControl::%s() - _vArrayOfEntry was empty so that it will be "
         L"skipped. [%s][%s]",
         form.Method, texts[0].c_str(), texts[1].c_str());
@@ -238,7 +243,7 @@ HRESULT CXmlParserStorageControl::CheckEntries(const SectionForm& form, const Se
 
 HRESULT CXmlParserStorageControl::ParseEntry(DocumentEntry& entry,
                                              const DocumentParameter& parameter) {
-    ZORV_TRACE(L"[Enter] CXmlParserStorageControl::ParseEntry()...");
+    STORAGE_CONTROL_TRACE(L"[Enter] CXmlParserStorageControl::ParseEntry()...");
     Target target;
     TargetVerdict verdict = TargetVerdict::Targeted;
     HRESULT hr = MatchTarget(L"ParseEntry", kSkipNotInTargeted, parameter, target, verdict);
@@ -262,7 +267,7 @@ HRESULT CXmlParserStorageControl::ParseEntry(DocumentEntry& entry,
     if (m_pObserver != nullptr) {
         m_pObserver->OnEntry(target, verdict, &entry);
     }
-    ZORV_TRACE(L"[Leave] CXmlParserStorageControl::ParseEntry()...");
+    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::ParseEntry()...");
     return S_OK;
 }
 
@@ -278,7 +283,7 @@ HRESULT CXmlParserStorageControl::ParseEntryChild(DocumentEntry& entry) {
     }
     std::wstring text;
     if (!m_rXmlParser.GetText(text)) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::ParseEntry() - this->m_rXmlParser.GetText(). "
             L"[%s] [0x%08x] [%s] [%lu] [%lu] [%lu]",
             element.c_str(), m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
@@ -311,7 +316,7 @@ HRESULT CXmlParserStorageControl::ParseTarget(Target& target) {
         std::wstring& field = target.*attribute.Field;
         if (!m_rXmlParser.GetAttribute(attribute.Name, field)) {
             field.clear();
-            ZORV_ERROR(
+            STORAGE_CONTROL_ERROR(
                 L"*** CXmlParserStorageControl::ParseTarget() - "
                 L"this->m_rXmlParser.GetAttribute(). [0x%08x] [%s] [%lu] [%lu] [%lu]",
                 m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
@@ -327,17 +332,19 @@ HRESULT CXmlParserStorageControl::MatchTarget(const wchar_t* method, const wchar
                                               TargetVerdict& verdict) {
     HRESULT hr = ParseTarget(target);
     if (FAILED(hr)) {
-        ZORV_ERROR(L"*** CXmlParserStorageControl::%s() - this->ParseTarget() failed. [0x%08x]",
-                   method, hr);
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::%s() - this->ParseTarget() failed. [0x%08x]", method,
+            hr);
     }
     hr = CheckParameter(verdict, parameter, target);
     if (FAILED(hr)) {
-        ZORV_ERROR(L"*** CXmlParserStorageControl::%s() - this->CheckParameter() failed. [0x%08x]",
-                   method, hr);
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::%s() - this->CheckParameter() failed. [0x%08x]", method,
+            hr);
         return hr;
     }
     if (verdict != TargetVerdict::Targeted) {
-        ZORV_INFO(skipLine);
+        STORAGE_CONTROL_INFO(skipLine);
     }
     return S_OK;
 }

@@ -6,8 +6,8 @@
 #include "Frwk_StringUtility.h"
 #include "OstrelResult.h"
 #include "SrvFrwk_UnitVersion.h"
+#include "XmlParserLog.h"
 #include "XmlParserTextTable.h"
-#include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Exception.h"
 
 using Ostrel::TextValue;
@@ -71,7 +71,7 @@ HRESULT CheckWord(bool& matched, const TargetSystem& system, const std::wstring&
                   const wchar_t* missingLine, WordTest test) {
     matched = false;
     if (word.empty()) {
-        ZORV_ERROR(missingLine);
+        STORAGE_CONTROL_ERROR(missingLine);
         return Ostrel::kInvalidData;
     }
     if (IsAll(word)) {
@@ -86,21 +86,22 @@ HRESULT CheckWord(bool& matched, const TargetSystem& system, const std::wstring&
 HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
                                                  const DocumentParameter& parameter,
                                                  const Target& target) {
-    ZORV_TRACE(L"[Enter] CXmlParserStorageControl::CheckParameter()...");
+    STORAGE_CONTROL_TRACE(L"[Enter] CXmlParserStorageControl::CheckParameter()...");
     verdict = TargetVerdict::OtherAssignment;
     if (target.Assign.empty()) {
-        ZORV_ERROR(L"*** CXmlParserStorageControl::CheckParameter() - _tszProduct was empty.");
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - _tszProduct was empty.");
         return Ostrel::kInvalidData;
     }
     if (!Frwk::StringUtility::EqualsNoCase(target.Assign, parameter.Assign)) {
-        ZORV_INFO(
+        STORAGE_CONTROL_INFO(
             L"*** CXmlParserStorageControl::CheckParameter() - Specified Assigned was not matched "
             L"so that it will be skipped. [%s][%s]",
             target.Assign.c_str(), parameter.Assign.c_str());
         return S_OK;
     }
     if (!parameter.Check) {
-        ZORV_INFO(
+        STORAGE_CONTROL_INFO(
             L"*** CXmlParserStorageControl::CheckParameter() - Specified Xml File was not checked "
             L"for any parameters.");
         verdict = TargetVerdict::Targeted;
@@ -120,7 +121,7 @@ HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
     const std::wstring& version = parameter.System.ProductVersion;
     if (SrvFrwk::CompareVersion(target.MinVersion, version) == -1 ||
         SrvFrwk::CompareVersion(version, target.MaxVersion) == -1) {
-        ZORV_INFO(
+        STORAGE_CONTROL_INFO(
             L"*** CXmlParserStorageControl::CheckParameter() - Specified Version was beyond so "
             L"that it will be skipped. [%s][%s][%s]",
             target.MinVersion.c_str(), version.c_str(), target.MaxVersion.c_str());
@@ -138,7 +139,7 @@ HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
     }
 
     if (target.Product.empty()) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::CheckParameter() - _Target.tszProduct was empty.");
         return Ostrel::kInvalidData;
     }
@@ -146,7 +147,7 @@ HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
     // comparison with "all" is made and its outcome discarded, as documents expect.
     (void)IsAll(target.Product);
     verdict = TargetVerdict::Targeted;
-    ZORV_TRACE(L"[Leave] CXmlParserStorageControl::CheckParameter()...");
+    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::CheckParameter()...");
     return S_OK;
 }
 
@@ -155,7 +156,7 @@ HRESULT CXmlParserStorageControl::CheckPlatform(bool& matched, const TargetSyste
     uint32_t bitness = 0;
     uint32_t versionClass = 0;
     if (!GetPlatformType(platform, bitness, versionClass)) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
             L"failed. [%s]",
             platform.c_str());
@@ -163,7 +164,7 @@ HRESULT CXmlParserStorageControl::CheckPlatform(bool& matched, const TargetSyste
     }
     if (system.PlatformError != 0) {
         const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(system.PlatformError);
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
             L"failed. [0x%08x]",
             hr);
@@ -184,14 +185,14 @@ HRESULT CXmlParserStorageControl::CheckPlatform(bool& matched, const TargetSyste
             matched = true;
             break;
         default:
-            ZORV_ERROR(
+            STORAGE_CONTROL_ERROR(
                 L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform Type "
                 L"was not supported. [%d][%d]",
                 bitness, versionClass);
             break;
     }
     if (!matched) {
-        ZORV_INFO(
+        STORAGE_CONTROL_INFO(
             L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform was not matched "
             L"so that it will be skipped. [%d][%d][%d][%d][%s]",
             system.Version.Major, system.Version.Minor, system.Version.Build,
@@ -204,7 +205,7 @@ HRESULT CXmlParserStorageControl::CheckLanguage(bool& matched, const TargetSyste
                                                 const std::wstring& language) {
     uint32_t code = 0;
     if (!GetLanguageCode(language, code)) {
-        ZORV_ERROR(
+        STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::CheckParameter() - this->GetLanguageType() "
             L"failed. [%s]",
             language.c_str());
@@ -212,7 +213,7 @@ HRESULT CXmlParserStorageControl::CheckLanguage(bool& matched, const TargetSyste
     }
     matched = code == system.LanguageCode;
     if (!matched) {
-        ZORV_INFO(
+        STORAGE_CONTROL_INFO(
             L"*** CXmlParserStorageControl::CheckParameter() - Specified Language was not matched "
             L"so that it will be skipped. [%d][%d]",
             code, system.LanguageCode);
@@ -229,7 +230,7 @@ bool CXmlParserStorageControl::GetPlatformType(const std::wstring& text, uint32_
             return true;
         }
     }
-    ZORV_ERROR(
+    STORAGE_CONTROL_ERROR(
         L"*** CXmlParserStorageControl::GetPlatformType() - Specified text was not "
         L"supported. [%s]",
         text.c_str());
@@ -245,6 +246,7 @@ bool CXmlParserStorageControl::GetLanguageCode(const std::wstring& text, uint32_
 }
 
 bool CXmlParserStorageControl::GetLanguageType(const std::wstring& text, uint32_t& language) {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetLanguageType",
-                                   kLanguages, text, language);
+    return Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE,
+                                   L"CXmlParserStorageControl::GetLanguageType", kLanguages, text,
+                                   language);
 }

@@ -5,9 +5,9 @@
 
 #include "Frwk_Utility.h"
 #include "StorageCommand.h"
+#include "XmlParserLog.h"
 #include "XmlParserStorageControl.h"
 #include "XmlParserTextTable.h"
-#include "ZorvComn_DebugLog.h"
 #include "ZorvComn_String.h"
 
 using Ostrel::TextValue;
@@ -87,12 +87,12 @@ bool CXmlParserStorageControl::ReplacePath(std::wstring& path) {
         }
         std::wstring folder = macro.Query();
         if (folder.empty()) {
-            ZORV_ERROR(macro.FailureLine, GetLastError());
+            STORAGE_CONTROL_ERROR(macro.FailureLine, GetLastError());
             return false;
         }
         ZorvCommon::String::AppendBackslash(folder);
-        ZORV_INFO(L"*** CXmlParserStorageControl::ReplacePath() - %s [%s]", macro.Label,
-                  folder.c_str());
+        STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::ReplacePath() - %s [%s]", macro.Label,
+                             folder.c_str());
         path.replace(at, wcslen(macro.Macro), folder);
         return true;
     }
@@ -101,8 +101,9 @@ bool CXmlParserStorageControl::ReplacePath(std::wstring& path) {
 
 bool CXmlParserStorageControl::GetRegistryRoot(const std::wstring& text, HKEY& root) {
     uint32_t value = 0;
-    if (!Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetRegistryRoot",
-                                 kRegistryRoots, text, value)) {
+    if (!Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE,
+                                 L"CXmlParserStorageControl::GetRegistryRoot", kRegistryRoots, text,
+                                 value)) {
         return false;
     }
     root = Ostrel::Storage::ToRegistryRoot(value);
@@ -110,29 +111,32 @@ bool CXmlParserStorageControl::GetRegistryRoot(const std::wstring& text, HKEY& r
 }
 
 bool CXmlParserStorageControl::GetAccessMode(const std::wstring& text, uint32_t& accessMode) {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetAccessMode",
-                                   kAccessModes, text, accessMode);
+    return Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE,
+                                   L"CXmlParserStorageControl::GetAccessMode", kAccessModes, text,
+                                   accessMode);
 }
 
 bool CXmlParserStorageControl::GetAccessRight(const std::wstring& text, uint32_t& accessRight) {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetAccessRight",
-                                   kAccessRights, text, accessRight);
+    return Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE,
+                                   L"CXmlParserStorageControl::GetAccessRight", kAccessRights, text,
+                                   accessRight);
 }
 
 bool CXmlParserStorageControl::GetCommandType(const std::wstring& text, uint32_t& commandType) {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetCommandType",
-                                   kCommandTypes, text, commandType);
+    return Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE,
+                                   L"CXmlParserStorageControl::GetCommandType", kCommandTypes, text,
+                                   commandType);
 }
 
 bool CXmlParserStorageControl::GetValueType(const std::wstring& text, uint32_t& valueType) {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetValueType", kValueTypes,
-                                   text, valueType);
+    return Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE, L"CXmlParserStorageControl::GetValueType",
+                                   kValueTypes, text, valueType);
 }
 
 bool CXmlParserStorageControl::GetBoolean(const std::wstring& text, bool& value) {
     uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(__FILE__, L"CXmlParserStorageControl::GetBoolean", kBooleans, text,
-                                 number)) {
+    if (!Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE, L"CXmlParserStorageControl::GetBoolean",
+                                 kBooleans, text, number)) {
         return false;
     }
     value = number != 0;

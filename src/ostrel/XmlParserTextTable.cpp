@@ -1,7 +1,5 @@
 #include "XmlParserTextTable.h"
 
-#include "ZorvComn_DebugLog.h"
-
 namespace Ostrel {
 
 bool FindTextValue(const TextValue* table, size_t count, const std::wstring& text,
@@ -15,16 +13,13 @@ bool FindTextValue(const TextValue* table, size_t count, const std::wstring& tex
     return false;
 }
 
-bool LookUpTextValue(const char* sourceFile, const wchar_t* method, const TextValue* table,
+bool LookUpTextValue(const SourcePlace& place, const wchar_t* method, const TextValue* table,
                      size_t count, const std::wstring& text, uint32_t& value) {
     if (FindTextValue(table, count, text, value)) {
         return true;
     }
-    if (ZorvCommon::g_DebugLog.IsPassing(ZorvCommon::LogLevelError)) {
-        (void)ZorvCommon::g_DebugLog.Trace(sourceFile, __LINE__, ZorvCommon::LogLevelError,
-                                           L"*** %s() - Specified text was not supported. [%s]",
-                                           method, text.c_str());
-    }
+    OSTREL_LOG_AT(place, ZorvCommon::LogLevelError,
+                  L"*** %s() - Specified text was not supported. [%s]", method, text.c_str());
     return false;
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "XmlParserLog.h"
+
 namespace Ostrel {
 
 struct TextValue {
@@ -22,13 +24,13 @@ bool FindTextValue(const TextValue (&table)[N], const std::wstring& text, uint32
 }
 
 // FindTextValue that logs an unknown text as the failure of method ("Class::Method"),
-// in a line that names sourceFile (the caller's __FILE__).
-bool LookUpTextValue(const char* sourceFile, const wchar_t* method, const TextValue* table,
+// in a line that names place (the caller's statement, OSTREL_SOURCE_PLACE).
+bool LookUpTextValue(const SourcePlace& place, const wchar_t* method, const TextValue* table,
                      size_t count, const std::wstring& text, uint32_t& value);
 template <size_t N>
-bool LookUpTextValue(const char* sourceFile, const wchar_t* method, const TextValue (&table)[N],
+bool LookUpTextValue(const SourcePlace& place, const wchar_t* method, const TextValue (&table)[N],
                      const std::wstring& text, uint32_t& value) {
-    return LookUpTextValue(sourceFile, method, table, N, text, value);
+    return LookUpTextValue(place, method, table, N, text, value);
 }
 
 }  // namespace Ostrel

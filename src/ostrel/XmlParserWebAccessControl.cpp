@@ -50,9 +50,8 @@ HRESULT CXmlParserWebAccessControl::QueryValue(WebAccessControlList* pWebAccessC
         m_Protections.clear();
 
         char szKey[] = "J8*rB4%nV6!qC9#t";
-        CXmlParserDocument document(m_rXmlParser, __FILE__,
-                                    L"CXmlParserWebAccessControl::QueryValue");
-        hr = document.Read(L"QjEnPvWc.xen", szKey, L"WebAccess",
+        CXmlParserDocument document(m_rXmlParser, L"CXmlParserWebAccessControl::QueryValue");
+        hr = document.Read(OSTREL_SOURCE_PLACE, L"QjEnPvWc.xen", szKey, L"WebAccess",
                            [&] { return ParseWebAccess(*pWebAccessControlList); });
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::QueryValue()...");
@@ -187,19 +186,28 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplications() {
 }
 
 HRESULT CXmlParserWebAccessControl::ParseTarget(Target& target) {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseTarget()...");
+    HRESULT hr = S_OK;
     if (!m_rXmlParser.GetAttribute(L"platform", target.tszPlatform)) {
         ZORV_ERROR(
             L"*** CXmlParserWebAccessControl::ParseTarget() - "
             L"this->m_rXmlParser.GetAttribute(). [0x%08x] [%s] [%lu] [%lu] [%lu]",
             m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
             m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
-        return Ostrel::kNotFound;
+        hr = Ostrel::kNotFound;
     }
-    return S_OK;
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseTarget()...");
+    return hr;
 }
 
 HRESULT CXmlParserWebAccessControl::CheckParameter(const Target& target) {
-    const std::wstring& platform = target.tszPlatform;
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::CheckParameter()...");
+    const HRESULT hr = MatchPlatform(target.tszPlatform);
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CheckParameter()...");
+    return hr;
+}
+
+HRESULT CXmlParserWebAccessControl::MatchPlatform(const std::wstring& platform) const {
     if (platform.empty()) {
         ZORV_ERROR(
             L"*** CXmlParserWebAccessControl::CheckParameter() - _Target.tszPlatform was "
@@ -237,36 +245,42 @@ HRESULT CXmlParserWebAccessControl::CheckParameter(const Target& target) {
 
 HRESULT CXmlParserWebAccessControl::ParseWebApplicationProcess(WebApplication& application) {
     static const wchar_t kMethod[] = L"ParseWebApplicationProcess";
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebApplicationProcess()...");
+    HRESULT hr = S_OK;
     bool is32bit = false;
     if (!ReadAttribute(kMethod, L"label", application.Label) ||
         !ReadAttribute(kMethod, L"native", application.Data)) {
-        return Ostrel::kNotFound;
+        hr = Ostrel::kNotFound;
+    } else if (!GetNative32bit(application.Data, is32bit)) {
+        hr = Ostrel::kInvalidData;
+    } else {
+        if (is32bit && m_bIsWindows64bit) {
+            ZORV_INFO(
+                L"*** CXmlParserWebAccessControl::ParseWebApplicationProcess() - Specified "
+                L"process was recognized as Wow64 process.");
+            application.IsWow64 = true;
+        }
+        // Optional: a missing one is noted and stays empty.
+        ReadAttribute(kMethod, L"vender", application.Vendor, ZorvCommon::LogLevelInfo);
+        ReadAttribute(kMethod, L"family", application.Family, ZorvCommon::LogLevelInfo);
+        ReadAttribute(kMethod, L"code", application.Identifier, ZorvCommon::LogLevelInfo);
     }
-    if (!GetNative32bit(application.Data, is32bit)) {
-        return Ostrel::kInvalidData;
-    }
-    if (is32bit && m_bIsWindows64bit) {
-        ZORV_INFO(
-            L"*** CXmlParserWebAccessControl::ParseWebApplicationProcess() - Specified "
-            L"process was recognized as Wow64 process.");
-        application.IsWow64 = true;
-    }
-    // Optional: a missing one is noted and stays empty.
-    ReadAttribute(kMethod, L"vender", application.Vendor, ZorvCommon::LogLevelInfo);
-    ReadAttribute(kMethod, L"family", application.Family, ZorvCommon::LogLevelInfo);
-    ReadAttribute(kMethod, L"code", application.Identifier, ZorvCommon::LogLevelInfo);
-    return S_OK;
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebApplicationProcess()...");
+    return hr;
 }
 
 HRESULT CXmlParserWebAccessControl::ParseWebApplicationFileName(WebApplication& application) {
+    ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebApplicationFileName()...");
     // Without a "FileName" the application is kept, and left out of the list at the join.
+    HRESULT hr = S_OK;
     uint32_t depth = 0;
-    if (m_rXmlParser.MoveToFirstChildElement(depth, L"FileName") &&
-        m_rXmlParser.GetText(application.FileName)) {
-        return S_OK;
+    if (!m_rXmlParser.MoveToFirstChildElement(depth, L"FileName") ||
+        !m_rXmlParser.GetText(application.FileName)) {
+        const int32_t lastResult = m_rXmlParser.GetLastResult();
+        hr = lastResult < 0 ? lastResult : S_OK;
     }
-    const int32_t lastResult = m_rXmlParser.GetLastResult();
-    return lastResult < 0 ? lastResult : S_OK;
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebApplicationFileName()...");
+    return hr;
 }
 
 HRESULT CXmlParserWebAccessControl::ParseWebAccessControls() {
@@ -491,14 +505,15 @@ HRESULT CXmlParserWebAccessControl::InsertByLabel(std::map<std::wstring, Data>& 
 
 bool CXmlParserWebAccessControl::GetWebAccessFilterType(const std::wstring& text,
                                                         uint32_t& filterType) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetWebAccessFilterType",
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserWebAccessControl::GetWebAccessFilterType",
                                    kFilterTypes, text, filterType);
 }
 
 bool CXmlParserWebAccessControl::GetBoolian(const std::wstring& text, bool& value) const {
     uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetBoolian", kBooleans,
-                                 text, number)) {
+    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserWebAccessControl::GetBoolian",
+                                 kBooleans, text, number)) {
         return false;
     }
     value = number != 0;
@@ -507,7 +522,7 @@ bool CXmlParserWebAccessControl::GetBoolian(const std::wstring& text, bool& valu
 
 bool CXmlParserWebAccessControl::GetNative32bit(const std::wstring& text, bool& is32bit) const {
     uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetNative32bit",
+    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserWebAccessControl::GetNative32bit",
                                  kNativeBitness, text, number)) {
         return false;
     }
@@ -517,6 +532,7 @@ bool CXmlParserWebAccessControl::GetNative32bit(const std::wstring& text, bool& 
 
 bool CXmlParserWebAccessControl::GetPlatformType(const std::wstring& text,
                                                  uint32_t& versionClass) const {
-    return Ostrel::LookUpTextValue(__FILE__, L"CXmlParserWebAccessControl::GetPlatformType",
-                                   kPlatformTypes, text, versionClass);
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                   L"CXmlParserWebAccessControl::GetPlatformType", kPlatformTypes,
+                                   text, versionClass);
 }

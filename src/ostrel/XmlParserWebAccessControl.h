@@ -64,8 +64,10 @@ private:
     HRESULT ParseWebSites();
     HRESULT ParseWebApplications();
     HRESULT ParseTarget(Target& target);
-    // 0 when the platform matches, 0x00040202 when it does not.
+    // 0 when the platform matches, 0x00040202 when it does not, 0x80040206 for an empty
+    // or unknown platform text. MatchPlatform is the test, CheckParameter adds its traces.
     HRESULT CheckParameter(const Target& target);
+    HRESULT MatchPlatform(const std::wstring& platform) const;
     HRESULT ParseWebApplicationProcess(SrvFrwk::Interface::WebApplication& application);
     HRESULT ParseWebApplicationFileName(SrvFrwk::Interface::WebApplication& application);
     HRESULT ParseWebAccessControls();

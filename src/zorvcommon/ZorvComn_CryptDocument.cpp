@@ -68,19 +68,32 @@ bool CryptDocument::Open(const std::wstring& path, const char* key, uint32_t* er
     }
     memcpy(m_Key, key, kDocumentKeyLength);
     m_Plain.SetFileName(path);
+    m_OpenedFileError = ERROR_INVALID_HANDLE;
     try {
         AccessControl::SecurityAttributes security(AccessControl::ObjectKindFile);
-        return m_Crypt.Open(&security, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING,
-                            FILE_ATTRIBUTE_NORMAL, error);
+        if (!m_Crypt.Open(&security, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING,
+                          FILE_ATTRIBUTE_NORMAL, error)) {
+            return false;
+        }
     } catch (AccessControl::Exception* exception) {
         const uint32_t code = exception->m_Error;
         delete exception;
         return Fail(error, code);
     }
+    // Unknown, the file is read all the same; only a delete depends on it.
+    (void)m_Plain.GetIdentity(m_OpenedFile, &m_OpenedFileError);
+    return true;
 }
 
 bool CryptDocument::Close(uint32_t* error) {
     return m_Crypt.Close(error);
+}
+
+bool CryptDocument::DeleteOpenedFile(uint32_t* error) {
+    if (m_OpenedFileError != ERROR_SUCCESS) {
+        return Fail(error, m_OpenedFileError);
+    }
+    return DeleteSameFile(m_Plain.GetFileName(), m_OpenedFile, error);
 }
 
 bool EncryptDocumentBytes(const char* key, const std::vector<uint8_t>& plaintext,

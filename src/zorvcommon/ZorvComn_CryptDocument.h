@@ -30,6 +30,10 @@ public:
     // the file for reading (shared for reading, existing only, default-kind security).
     bool Open(const std::wstring& path, const char* key, uint32_t* error = nullptr);
     bool Close(uint32_t* error = nullptr);
+    // Deletes the file the last Open opened, once it is closed, and only while that very
+    // file is still the one at its path (DeleteSameFile): a file put there since is left
+    // alone. 6 when nothing was opened, or the error that kept the file from being known.
+    bool DeleteOpenedFile(uint32_t* error = nullptr);
     // The decrypting file to read from, or to hand to the XML reader.
     FileBase& File() { return m_Crypt; }
 
@@ -39,6 +43,9 @@ private:
     FileCrypt m_Crypt;
     uint8_t m_Key[kDocumentKeyLength] = {};
     CipherParameters m_Parameters;
+    // The file the last Open reached, taken while its handle was open.
+    FileIdentity m_OpenedFile;
+    uint32_t m_OpenedFileError = ERROR_INVALID_HANDLE;  // 0 once m_OpenedFile is known
 };
 
 // Whole documents in memory. 13 for a key that is not 16 characters long; decryption

@@ -4,6 +4,7 @@
 
 #include "ZorvComn_DebugLogSettings.h"
 #include "ZorvComn_Exception.h"
+#include "ZorvComn_Library.h"
 #include "ZorvComn_String.h"
 
 namespace ZorvCommon {
@@ -42,6 +43,32 @@ private:
     DWORD m_LastError;
 };
 
+// Enters a lock, or only tries to when waiting is not allowed; leaves it if it entered.
+class LockUnlessBusy {
+public:
+    LockUnlessBusy(Synchronize::CriticalSection& section, bool mayWait) : m_Section(section) {
+        if (mayWait) {
+            m_Section.Lock();
+            m_Held = true;
+        } else {
+            m_Held = m_Section.TryLock();
+        }
+    }
+    ~LockUnlessBusy() {
+        if (m_Held) {
+            m_Section.Unlock();
+        }
+    }
+    LockUnlessBusy(const LockUnlessBusy&) = delete;
+    LockUnlessBusy& operator=(const LockUnlessBusy&) = delete;
+
+    bool IsHeld() const { return m_Held; }
+
+private:
+    Synchronize::CriticalSection& m_Section;
+    bool m_Held = false;
+};
+
 }  // namespace
 
 DebugLog g_DebugLog;
@@ -51,6 +78,17 @@ DebugLog::~DebugLog() = default;
 
 bool DebugLog::Initialize(const std::wstring& unitName, const Storage::Key& configKey,
                           const std::wstring& traceLibraryFolder) {
+    try {
+        return InitializeUnguarded(unitName, configKey, traceLibraryFolder);
+    } catch (Exception::Base* pException) {
+        delete pException;
+    } catch (...) {
+    }
+    return false;  // not initialized: the pass mask stays 0
+}
+
+bool DebugLog::InitializeUnguarded(const std::wstring& unitName, const Storage::Key& configKey,
+                                   const std::wstring& traceLibraryFolder) {
     Synchronize::SingleLock initializeLock(&m_InitializeLock);
     {
         Synchronize::SingleLock stateLock(&m_StateLock);
@@ -83,6 +121,9 @@ bool DebugLog::Initialize(const std::wstring& unitName, const Storage::Key& conf
 // Under the initialisation lock.
 bool DebugLog::LoadTraceLibrary(const std::wstring& traceLibraryFolder,
                                 const DebugLogConfig& config) {
+    if (!Library::IsFullPath(traceLibraryFolder)) {
+        return false;
+    }
     std::wstring path = traceLibraryFolder;
     String::AppendBackslash(path);
     path += L"ZorvDbg64.dll";
@@ -119,53 +160,75 @@ bool DebugLog::Uninitialize() {
 
 bool DebugLog::Trace(const char* sourceFile, uint32_t line, uint32_t level, const wchar_t* format,
                      ...) {
-    LastErrorKeeper lastErrorKeeper;
-    std::wstring unitName;
-    {
-        Synchronize::SingleLock stateLock(&m_StateLock);
-        if (!m_Initialized) {
-            return false;
-        }
-        if (!m_Enabled) {
-            return true;
-        }
-        if ((m_LevelMask & level) == 0) {
-            return false;
-        }
-        unitName = m_UnitName;
-    }
+    va_list args;
+    va_start(args, format);
+    const bool written = TraceV(true, sourceFile, line, level, format, args);
+    va_end(args);
+    return written;
+}
 
-    std::wstring message;
-    std::wstring head;
-    std::wstring tail;
-    SYSTEMTIME time = {};
+bool DebugLog::TraceWithoutWaiting(const char* sourceFile, uint32_t line, uint32_t level,
+                                   const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const bool written = TraceV(false, sourceFile, line, level, format, args);
+    va_end(args);
+    return written;
+}
+
+bool DebugLog::TraceV(bool mayWait, const char* sourceFile, uint32_t line, uint32_t level,
+                      const wchar_t* format, va_list args) noexcept {
+    LastErrorKeeper lastErrorKeeper;
     try {
-        va_list args;
-        va_start(args, format);
-        const bool formatted = String::FormatV(message, format, args);
-        va_end(args);
-        if (!formatted) {
+        std::wstring unitName;
+        {
+            LockUnlessBusy stateLock(m_StateLock, mayWait);
+            if (!stateLock.IsHeld() || !m_Initialized) {
+                return false;
+            }
+            if (!m_Enabled) {
+                return true;
+            }
+            if ((m_LevelMask & level) == 0) {
+                return false;
+            }
+            unitName = m_UnitName;
+        }
+        std::wstring message;
+        if (!String::FormatV(message, format, args)) {
             return false;
         }
+        SYSTEMTIME time = {};
         GetLocalTime(&time);
+        std::wstring head;
+        std::wstring tail;
         (void)String::Format(head, L"%02d/%02d/%04d %02d:%02d:%02d.%03d %04x:%04x %3s <%s> ",
                              time.wDay, time.wMonth, time.wYear, time.wHour, time.wMinute,
                              time.wSecond, time.wMilliseconds, GetCurrentProcessId(),
                              GetCurrentThreadId(), LevelTag(level), unitName.c_str());
         (void)String::Format(tail, L" - %s(%lu)\r\n", SourceFilePiece(sourceFile).c_str(), line);
-    } catch (String::Exception* pException) {
+        return HandOver(mayWait, time, head + message + tail);
+    } catch (Exception::Base* pException) {
         delete pException;
-        return false;
+    } catch (...) {
     }
-    return HandOver(time, head + message + tail);
+    return false;  // the line is lost, the caller goes on
 }
 
-bool DebugLog::HandOver(const SYSTEMTIME& time, const std::wstring& line) {
-    Synchronize::SingleLock initializeLock(&m_InitializeLock);
-    if (!m_TraceLibrary.IsResolved()) {
+bool DebugLog::HandOver(bool mayWait, const SYSTEMTIME& time, const std::wstring& line) {
+    LockUnlessBusy initializeLock(m_InitializeLock, mayWait);
+    if (!initializeLock.IsHeld() || !m_TraceLibrary.IsResolved()) {
         return false;
     }
     return m_TraceLibrary.TraceFunction()(m_TraceHandle, &time, line.c_str()) == 0;
+}
+
+void DebugLog::AbandonAtProcessExit() {
+    // No lock: the threads that could hold one are gone, and one of them may have died
+    // holding it.
+    m_PassMask.store(0, std::memory_order_relaxed);
+    m_TraceLibrary.Abandon();
+    m_TraceHandle = nullptr;
 }
 
 void DebugLog::PublishPassMask() {

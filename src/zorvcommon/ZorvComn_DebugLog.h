@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <string>
 
@@ -34,14 +35,27 @@ public:
     DebugLog& operator=(const DebugLog&) = delete;
 
     // Reads the configuration below configKey and, when enabled, loads
-    // traceLibraryFolder\ZorvDbg64.dll and hands it the configuration.
+    // traceLibraryFolder\ZorvDbg64.dll and hands it the configuration. The folder must be
+    // a full path: an empty one (the module's own path was unknown) or a relative one loads
+    // no trace library, so that the library is never looked for along a search path.
+    // Never throws: a failure of any kind is false.
     bool Initialize(const std::wstring& unitName, const Storage::Key& configKey,
                     const std::wstring& traceLibraryFolder);
     bool Uninitialize();
 
     // sourceFile is the compiler's source path; only its last component is printed.
     // format is a wide printf format with Microsoft semantics (%s takes a wide string).
+    // Never throws: a line that cannot be made (memory ran out) is lost and answers false.
     bool Trace(const char* sourceFile, uint32_t line, uint32_t level, const wchar_t* format, ...);
+    // The same, for process exit, where a thread stopped in the middle of a log call may
+    // still hold one of the log's locks: the line is written only when both locks can be
+    // taken without waiting, else it is lost (false).
+    bool TraceWithoutWaiting(const char* sourceFile, uint32_t line, uint32_t level,
+                             const wchar_t* format, ...);
+    // Process exit: the log passes nothing more and tears nothing down. The trace library
+    // stays loaded and its file open (the loader and the system end them), no lock is
+    // taken and nothing waits.
+    void AbandonAtProcessExit();
 
     // The fast filter the macros test before anything is formatted: the level mask
     // while the log is initialized and enabled, 0 otherwise.
@@ -50,8 +64,12 @@ public:
     }
 
 private:
+    bool InitializeUnguarded(const std::wstring& unitName, const Storage::Key& configKey,
+                             const std::wstring& traceLibraryFolder);
     bool LoadTraceLibrary(const std::wstring& traceLibraryFolder, const DebugLogConfig& config);
-    bool HandOver(const SYSTEMTIME& time, const std::wstring& line);
+    bool TraceV(bool mayWait, const char* sourceFile, uint32_t line, uint32_t level,
+                const wchar_t* format, va_list args) noexcept;
+    bool HandOver(bool mayWait, const SYSTEMTIME& time, const std::wstring& line);
     void PublishPassMask();  // under the state lock
 
     Synchronize::CriticalSection m_StateLock;

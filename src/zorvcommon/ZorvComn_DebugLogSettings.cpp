@@ -2,12 +2,12 @@
 
 #include <windows.h>
 #include <knownfolders.h>
-#include <objbase.h>
 #include <shlobj.h>
 
 #include <cstring>
 #include <memory>
 
+#include "ZorvComn_Exception.h"
 #include "ZorvComn_IniFile.h"
 #include "ZorvComn_Library.h"
 #include "ZorvComn_Platform.h"
@@ -41,19 +41,7 @@ std::wstring LocalAppDataLowFolder() {
     Platform::VersionRecord version;
     if (Platform::GetVersionRecord(version) && version.PlatformId == Platform::PlatformNt &&
         version.Major >= 6) {
-        UniqueModule shell32(LoadLibraryW(Library::SystemDirectoryPath(L"Shell32.dll").c_str()));
-        const auto getKnownFolderPath =
-            shell32 ? reinterpret_cast<decltype(&SHGetKnownFolderPath)>(reinterpret_cast<void*>(
-                          GetProcAddress(shell32.get(), "SHGetKnownFolderPath")))
-                    : nullptr;
-        PWSTR path = nullptr;
-        if (getKnownFolderPath == nullptr ||
-            FAILED(getKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &path))) {
-            return std::wstring();
-        }
-        std::wstring folder(path);
-        CoTaskMemFree(path);
-        return folder;
+        return Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
     }
     wchar_t path[MAX_PATH] = {};
     if (FAILED(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, path))) {
@@ -114,11 +102,11 @@ bool ReadDebugLogSettings(const Storage::Key& key, const std::wstring& unitName,
     settings.Record.ServiceSession = serviceSession ? 1 : 0;
     CopyText(settings.Record.UnitName, ARRAYSIZE(settings.Record.UnitName), unitName);
 
-    std::unique_ptr<Storage::Base> storage = MakeStorage(key.m_Type);
-    if (!storage) {
-        return false;
-    }
     try {
+        std::unique_ptr<Storage::Base> storage = MakeStorage(key.m_Type);
+        if (!storage) {
+            return false;
+        }
         if (storage->Open(key, serviceSession ? L"ServiceSession" : L"InteractiveSession")) {
             ReadValues(*storage, serviceSession, settings);
             storage->Close();
@@ -126,6 +114,11 @@ bool ReadDebugLogSettings(const Storage::Key& key, const std::wstring& unitName,
     } catch (Storage::Exception* pException) {
         // The early stop is deliberate: what was read so far stands.
         delete pException;
+    } catch (Exception::Base* pException) {
+        delete pException;
+        return false;
+    } catch (...) {
+        return false;  // memory ran out: the log stays silent rather than half-configured
     }
     return true;
 }

@@ -24,7 +24,8 @@ bool IsServiceSession();
 // The values are read in a fixed order and the first missing one ends the reading:
 // what was read stands, the rest keeps its default (numbers) or stays empty (texts).
 // In the interactive session the folder is expanded and created when missing.
-// False only when the key's storage type has no backend.
+// False when the key's storage type has no backend, or when the reading failed for
+// another reason than a missing value (memory ran out). Never throws.
 bool ReadDebugLogSettings(const Storage::Key& key, const std::wstring& unitName,
                           bool serviceSession, DebugLogSettings& settings);
 

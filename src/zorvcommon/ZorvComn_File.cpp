@@ -21,6 +21,17 @@ bool ReportResult(BOOL succeeded, uint32_t* error) {
     return succeeded ? Succeed(error) : ReportLastError(error);
 }
 
+bool QueryIdentity(HANDLE file, FileIdentity& identity, uint32_t* error) {
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (!GetFileInformationByHandle(file, &information)) {
+        return ReportLastError(error);
+    }
+    identity.VolumeSerial = information.dwVolumeSerialNumber;
+    identity.FileIndex =
+        (static_cast<uint64_t>(information.nFileIndexHigh) << 32) | information.nFileIndexLow;
+    return Succeed(error);
+}
+
 }  // namespace
 
 void FileBase::SetFileName(const std::wstring& path) {
@@ -143,6 +154,39 @@ bool FileBase::SetEnd(uint32_t* error) {
         return false;
     }
     return ReportResult(SetEndOfFile(m_File.get()), error);
+}
+
+bool FileBase::GetIdentity(FileIdentity& identity, uint32_t* error) const {
+    if (!IsOpen()) {
+        return false;
+    }
+    return QueryIdentity(m_File.get(), identity, error);
+}
+
+bool DeleteSameFile(const std::wstring& path, const FileIdentity& identity, uint32_t* error) {
+    if (path.empty()) {
+        return Fail(error, ERROR_BAD_ARGUMENTS);
+    }
+    // Shared with every other opener, as a delete by path would be.
+    const UniqueFile file(CreateFileW(path.c_str(), DELETE | FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT,
+                                      nullptr));
+    if (!file) {
+        return ReportLastError(error);
+    }
+    FileIdentity found;
+    if (!QueryIdentity(file.get(), found, error)) {
+        return false;
+    }
+    if (found != identity) {
+        return Fail(error, ERROR_FILE_NOT_FOUND);
+    }
+    FILE_DISPOSITION_INFO disposition = {};
+    disposition.DeleteFile = TRUE;
+    return ReportResult(SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition,
+                                                   sizeof(disposition)),
+                        error);
 }
 
 }  // namespace Storage

@@ -16,6 +16,18 @@ class SecurityAttributes;
 
 namespace Storage {
 
+// Which file a handle reaches: the serial number of its volume and its index there. Two
+// handles with the same identity reach the same file, whatever paths they were opened by.
+struct FileIdentity {
+    uint32_t VolumeSerial = 0;
+    uint64_t FileIndex = 0;
+
+    bool operator==(const FileIdentity& other) const {
+        return VolumeSerial == other.VolumeSerial && FileIndex == other.FileIndex;
+    }
+    bool operator!=(const FileIdentity& other) const { return !(*this == other); }
+};
+
 class FileBase {
 public:
     FileBase() = default;
@@ -50,10 +62,21 @@ public:
     // Virtual so that a file that forwards to another (FileCrypt) answers for it.
     virtual bool IsOpen() const { return m_File.is_valid(); }
 
+    // The identity of the open file; fails without an error code when it is not open.
+    bool GetIdentity(FileIdentity& identity, uint32_t* error = nullptr) const;
+
 protected:
     UniqueFile m_File;
     std::wstring m_Path;
 };
+
+// Deletes the file at path only while it is the file identity names: the path is opened
+// for deletion without following a reparse point (link or junction) at its end, the file
+// reached is compared with identity, and it is deleted through that handle. So a file put
+// at the path after the one named was read or closed, renamed away or replaced, is left
+// alone: 2 (not found) then. Otherwise the error of the open or of the delete.
+bool DeleteSameFile(const std::wstring& path, const FileIdentity& identity,
+                    uint32_t* error = nullptr);
 
 }  // namespace Storage
 }  // namespace ZorvCommon

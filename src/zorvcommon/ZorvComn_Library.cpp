@@ -1,5 +1,9 @@
 #include "ZorvComn_Library.h"
 
+#include <objbase.h>
+
+#include <memory>
+
 #include "ZorvComn_Win32Error.h"
 
 namespace ZorvCommon {
@@ -13,7 +17,10 @@ Wrapper::~Wrapper() = default;
 
 bool Wrapper::Load(const std::wstring& path, uint32_t* error) {
     if (!m_Module) {
-        m_Module.reset(LoadLibraryW(path.c_str()));
+        if (!IsFullPath(path)) {
+            return Fail(error, ERROR_BAD_PATHNAME);
+        }
+        m_Module.reset(LoadLibraryExW(path.c_str(), nullptr, kSafeLoadFlags));
         if (!m_Module) {
             return Fail(error, GetLastError());
         }
@@ -29,6 +36,21 @@ bool Wrapper::Free(uint32_t* error) {
     return Resolve(false, error);
 }
 
+void Wrapper::Abandon() {
+    (void)m_Module.release();
+    (void)Resolve(false, nullptr);
+}
+
+bool IsFullPath(const std::wstring& path) {
+    const auto isSeparator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
+    const auto isDriveLetter = [](wchar_t c) { return (c | 0x20) >= L'a' && (c | 0x20) <= L'z'; };
+    if (path.size() >= 3 && isDriveLetter(path[0]) && path[1] == L':' && isSeparator(path[2])) {
+        return true;
+    }
+    return path.size() >= 3 && isSeparator(path[0]) && isSeparator(path[1]) &&
+           !isSeparator(path[2]);
+}
+
 std::wstring SystemDirectoryPath(const wchar_t* fileName) {
     std::wstring folder(MAX_PATH, L'\0');
     UINT cchFolder = GetSystemDirectoryW(&folder[0], static_cast<UINT>(folder.size()));
@@ -41,6 +63,24 @@ std::wstring SystemDirectoryPath(const wchar_t* fileName) {
     }
     folder.resize(cchFolder);
     return folder + L"\\" + fileName;
+}
+
+std::wstring KnownFolderPath(const KnownFolderLookup& lookup, REFKNOWNFOLDERID folderId) {
+    PWSTR text = nullptr;
+    const HRESULT result = lookup.GetPath(folderId, 0, nullptr, &text);
+    const std::unique_ptr<wchar_t, decltype(lookup.FreeText)> owner(text, lookup.FreeText);
+    return SUCCEEDED(result) && text != nullptr ? std::wstring(text) : std::wstring();
+}
+
+std::wstring KnownFolderPath(REFKNOWNFOLDERID folderId) {
+    const UniqueModule shell32(
+        LoadLibraryExW(SystemDirectoryPath(L"Shell32.dll").c_str(), nullptr, kSafeLoadFlags));
+    const auto getPath =
+        shell32 ? reinterpret_cast<decltype(KnownFolderLookup::GetPath)>(reinterpret_cast<void*>(
+                      GetProcAddress(shell32.get(), "SHGetKnownFolderPath")))
+                : nullptr;
+    return getPath == nullptr ? std::wstring()
+                              : KnownFolderPath({getPath, CoTaskMemFree}, folderId);
 }
 
 }  // namespace Library

@@ -1,9 +1,15 @@
 #include "ZorvComn_Registry.h"
 
+#include <winternl.h>
+
 #include <cstring>
 
 #include "ZorvComn_DebugLog.h"
+#include "ZorvComn_Library.h"
 #include "ZorvComn_SecurityAttributes.h"
+
+// Declared here for its type only: ntdll is bound at run time.
+extern "C" NTSTATUS NTAPI NtDeleteKey(HANDLE KeyHandle);
 
 namespace ZorvCommon {
 namespace Storage {
@@ -12,6 +18,7 @@ namespace {
 constexpr REGSAM kCreateAccess = KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
 constexpr REGSAM kDeleteAccess = DELETE | KEY_SET_VALUE;
 constexpr REGSAM kEnumAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
+constexpr REGSAM kNodeAccess = DELETE | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 // The longest value name the registry allows, plus the terminator (key names are shorter).
 constexpr DWORD kMaxNameChars = 16384;
 // What a value read offers room for at first: a path of MAX_PATH characters fits.
@@ -88,6 +95,18 @@ void EnumNames(HKEY key, Enumerate enumerate, std::vector<std::wstring>& names) 
     }
 }
 
+// An entry point of the system directory's ntdll, typed through its declaration; throws
+// the lookup's error when there is none.
+template <typename Function>
+Function NtDllProc(const UniqueModule& ntdll, const char* name) {
+    const FARPROC proc = ntdll ? GetProcAddress(ntdll.get(), name) : nullptr;
+    if (proc == nullptr) {
+        const DWORD error = GetLastError();
+        ZORV_THROW_STORAGE(error != ERROR_SUCCESS ? error : ERROR_PROC_NOT_FOUND);
+    }
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(proc));
+}
+
 }  // namespace
 
 std::wstring JoinKeyPath(const std::wstring& base, const std::wstring& name) {
@@ -121,23 +140,26 @@ void Registry::RequireOpen() const {
     }
 }
 
-bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
-                     const wchar_t* method) {
+bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path) {
     if (status != ERROR_SUCCESS) {
-        ZORV_ERROR(L"*** Registry::%s() - failed. [0x%08x] [%s]", method, status, path.c_str());
-        ZORV_THROW_STORAGE(status);
+        ZORV_THROW_STORAGE(status);  // the caller decides whether a missing key is a failure
     }
     m_Key = std::move(opened);
     m_Path = path;
     return true;
 }
 
-bool Registry::OpenWith(const Key& key, const std::wstring& name, REGSAM access) {
-    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
+bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
+                            const std::wstring& path) {
     UniqueRegKey opened;
     const LSTATUS status =
-        RegOpenKeyExW(key.m_Root, path.c_str(), 0, access | ViewFlag(), opened.put());
-    return Adopt(status, opened, path, L"Open");
+        RegOpenKeyExW(parent, name.c_str(), options, access | ViewFlag(), opened.put());
+    return Adopt(status, opened, path);
+}
+
+bool Registry::OpenWith(const Key& key, const std::wstring& name, REGSAM access) {
+    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
+    return OpenRelative(key.m_Root, path, 0, access, path);
 }
 
 bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM access) {
@@ -147,7 +169,7 @@ bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM acces
     const LSTATUS status = RegCreateKeyExW(
         key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access | ViewFlag(),
         security.GetSecurityAttributes(), created.put(), nullptr);
-    return Adopt(status, created, path, L"Create");
+    return Adopt(status, created, path);
 }
 
 bool Registry::Open(const Key& key, const std::wstring& name) {
@@ -168,6 +190,17 @@ bool Registry::OpenForDelete(const Key& key, const std::wstring& name) {
 
 bool Registry::OpenForEnum(const Key& key, const std::wstring& name) {
     return OpenWith(key, name, kEnumAccess);
+}
+
+bool Registry::OpenNodeForDelete(const Key& key, const std::wstring& name) {
+    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
+    return OpenRelative(key.m_Root, path, REG_OPTION_OPEN_LINK, kNodeAccess, path);
+}
+
+bool Registry::OpenNodeForDelete(const Registry& parent, const std::wstring& name) {
+    parent.RequireOpen();
+    return OpenRelative(parent.m_Key.get(), name, REG_OPTION_OPEN_LINK, kNodeAccess,
+                        JoinKeyPath(parent.m_Path, name));
 }
 
 bool Registry::Close() {
@@ -280,6 +313,23 @@ bool Registry::SetUint32(const std::wstring& name, uint32_t value) {
 bool Registry::DeleteKey(const std::wstring& name) {
     RequireOpen();
     Check(RegDeleteKeyExW(m_Key.get(), name.c_str(), ViewFlag(), 0), __LINE__);
+    return true;
+}
+
+// NtDeleteKey acts on the object behind the handle; RegDeleteKeyExW looks the name up
+// again, and through a link.
+bool Registry::DeleteOpenKey() {
+    RequireOpen();
+    const UniqueModule ntdll(LoadLibraryW(Library::SystemDirectoryPath(L"ntdll.dll").c_str()));
+    const auto deleteKey = NtDllProc<decltype(&NtDeleteKey)>(ntdll, "NtDeleteKey");
+    const auto toWin32Error =
+        NtDllProc<decltype(&RtlNtStatusToDosError)>(ntdll, "RtlNtStatusToDosError");
+    const NTSTATUS status = deleteKey(m_Key.get());
+    if (status < 0) {
+        ZORV_THROW_STORAGE(toWin32Error(status));
+    }
+    m_Key.reset();
+    m_Path.clear();
     return true;
 }
 

@@ -48,14 +48,26 @@ public:
     // Creates (or opens) root\subkey\name with KEY_ALL_ACCESS.
     bool CreateAllAccess(const Key& key, const std::wstring& name);
 
+    // For a delete of a whole tree: a key opened as it is named, for enumeration and
+    // deletion. A link is opened itself (REG_OPTION_OPEN_LINK), never its target: by
+    // path below the key, or relative to the key open in parent (so that nothing on
+    // the way is looked up again by path).
+    bool OpenNodeForDelete(const Key& key, const std::wstring& name);
+    bool OpenNodeForDelete(const Registry& parent, const std::wstring& name);
+    // Deletes the key this object has open, through its handle, and closes it: a link
+    // opened as a node goes and its target stays (deleting a link by its path would
+    // delete the target instead). A key that still has sub-keys is refused.
+    bool DeleteOpenKey();
+
     const std::wstring& GetPath() const { return m_Path; }
 
 private:
     bool OpenWith(const Key& key, const std::wstring& name, REGSAM access);
     bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
+    bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
+                      const std::wstring& path);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path,
-               const wchar_t* method);
+    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
     void RequireOpen() const;
 

@@ -19,12 +19,28 @@ HRESULT ResultFromFileError(uint32_t error) {
     return ZorvCommon::Exception::ResultFromWin32(error);
 }
 
+// The COM face is called from inside the XML reader, whose frames no exception may
+// unwind: an operation that throws answers with a result instead.
+template <typename Operation>
+HRESULT Contained(Operation operation) noexcept {
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (ZorvCommon::Exception::Base* pException) {
+        delete pException;
+        return E_FAIL;
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
+}
+
 }  // namespace
 
 // ---- StreamCom: the COM face -------------------------------------------------------
 
 HRESULT StreamCom::QueryInterface(REFIID riid, void** ppvObject) {
-    return OnQueryInterface(riid, ppvObject);
+    return Contained([&] { return OnQueryInterface(riid, ppvObject); });
 }
 
 ULONG StreamCom::AddRef() {
@@ -46,48 +62,48 @@ ULONG StreamCom::Release() {
 }
 
 HRESULT StreamCom::Read(void* pv, ULONG cb, ULONG* pcbRead) {
-    return OnRead(pv, cb, pcbRead);
+    return Contained([&] { return OnRead(pv, cb, pcbRead); });
 }
 
 HRESULT StreamCom::Write(const void* pv, ULONG cb, ULONG* pcbWritten) {
-    return OnWrite(pv, cb, pcbWritten);
+    return Contained([&] { return OnWrite(pv, cb, pcbWritten); });
 }
 
 HRESULT StreamCom::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) {
-    return OnSeek(dlibMove, dwOrigin, plibNewPosition);
+    return Contained([&] { return OnSeek(dlibMove, dwOrigin, plibNewPosition); });
 }
 
 HRESULT StreamCom::SetSize(ULARGE_INTEGER libNewSize) {
-    return OnSetSize(libNewSize);
+    return Contained([&] { return OnSetSize(libNewSize); });
 }
 
 HRESULT StreamCom::CopyTo(IStream* pstm, ULARGE_INTEGER cb, ULARGE_INTEGER* pcbRead,
                           ULARGE_INTEGER* pcbWritten) {
-    return OnCopyTo(pstm, cb, pcbRead, pcbWritten);
+    return Contained([&] { return OnCopyTo(pstm, cb, pcbRead, pcbWritten); });
 }
 
 HRESULT StreamCom::Commit(DWORD grfCommitFlags) {
-    return OnCommit(grfCommitFlags);
+    return Contained([&] { return OnCommit(grfCommitFlags); });
 }
 
 HRESULT StreamCom::Revert() {
-    return OnRevert();
+    return Contained([&] { return OnRevert(); });
 }
 
 HRESULT StreamCom::LockRegion(ULARGE_INTEGER libOffset, ULARGE_INTEGER cb, DWORD dwLockType) {
-    return OnLockRegion(libOffset, cb, dwLockType);
+    return Contained([&] { return OnLockRegion(libOffset, cb, dwLockType); });
 }
 
 HRESULT StreamCom::UnlockRegion(ULARGE_INTEGER libOffset, ULARGE_INTEGER cb, DWORD dwLockType) {
-    return OnUnlockRegion(libOffset, cb, dwLockType);
+    return Contained([&] { return OnUnlockRegion(libOffset, cb, dwLockType); });
 }
 
 HRESULT StreamCom::Stat(STATSTG* pstatstg, DWORD grfStatFlag) {
-    return OnStat(pstatstg, grfStatFlag);
+    return Contained([&] { return OnStat(pstatstg, grfStatFlag); });
 }
 
 HRESULT StreamCom::Clone(IStream** ppstm) {
-    return OnClone(ppstm);
+    return Contained([&] { return OnClone(ppstm); });
 }
 
 // ---- StreamCom: operations no stream of the library provides -----------------------

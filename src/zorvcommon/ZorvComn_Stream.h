@@ -1,7 +1,8 @@
 #pragma once
 // COM streams over the library's file objects, so that the XML reader can pull a
 // document straight out of a (decrypting) file. Stream operations never throw; they
-// return HRESULTs.
+// return HRESULTs, also when the file under them throws (E_OUTOFMEMORY for exhausted
+// memory, E_FAIL for a library exception, E_UNEXPECTED for any other).
 
 #include <windows.h>
 #include <objidl.h>

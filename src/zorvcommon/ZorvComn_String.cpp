@@ -15,8 +15,7 @@ namespace {
 
 constexpr size_t kFormatStep = 256;
 constexpr uint32_t kAllocationFailed = 6;
-// A format that keeps failing for another reason than size would otherwise grow the
-// buffer until memory runs out.
+// The longest text, with its terminator, that Format produces (16 Mi characters).
 constexpr size_t kFormatLimit = 16 * 1024 * 1024;
 
 // Converts with errno saved and restored: success needs no ERANGE and the whole
@@ -86,7 +85,11 @@ bool FormatStep(std::wstring& out, size_t& cchSize, const wchar_t* format, va_li
         cchSize += kFormatStep;
         return false;
     }
-    out.assign(buffer.get(), static_cast<size_t>(written));
+    try {
+        out.assign(buffer.get(), static_cast<size_t>(written));
+    } catch (const std::bad_alloc&) {
+        throw new Exception(kAllocationFailed, __LINE__, __FILE__);
+    }
     return true;
 }
 
@@ -95,19 +98,30 @@ bool FormatV(std::wstring& out, const wchar_t* format, va_list args) {
     if (format == nullptr) {
         return false;
     }
-    size_t cchSize = kFormatStep;
-    while (cchSize <= kFormatLimit) {
-        if (FormatStep(out, cchSize, format, args)) {
-            return true;
-        }
+    // Counted once, formatted once: a text of n characters costs O(n), not one whole
+    // formatting per 256 characters. A format the runtime refuses counts -1 and fails, as
+    // every step of a growing buffer would have; so does a text beyond the limit.
+    va_list counting;
+    va_copy(counting, args);
+    const int cchText = _vscwprintf(format, counting);
+    va_end(counting);
+    if (cchText < 0 || static_cast<size_t>(cchText) >= kFormatLimit) {
+        return false;
     }
-    return false;
+    size_t cchSize = static_cast<size_t>(cchText) + 1;
+    return FormatStep(out, cchSize, format, args);
 }
 
 bool Format(std::wstring& out, const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
-    const bool formatted = FormatV(out, format, args);
+    bool formatted = false;
+    try {
+        formatted = FormatV(out, format, args);
+    } catch (...) {
+        va_end(args);
+        throw;
+    }
     va_end(args);
     return formatted;
 }

@@ -37,12 +37,15 @@ int CopyTString(wchar_t* destination, size_t cchDestination, const wchar_t* sour
 // strnlen: the length of text, counting at most maximum characters.
 size_t GetLengthA(const char* text, size_t maximum);
 
-// Formats into out (emptied first), growing the buffer by 256 characters until the
-// text fits. Throws a String::Exception (by pointer) when a buffer cannot be allocated.
+// Formats into out (emptied first): the text is counted first and formatted once into a
+// buffer of its size. False for a null format, a format the runtime refuses, or a text
+// of 16 Mi characters or more. When memory for the text cannot be had it throws a
+// String::Exception (by pointer, error 6) and nothing else; the argument list is ended on
+// every way out.
 bool Format(std::wstring& out, const wchar_t* format, ...);
 bool FormatV(std::wstring& out, const wchar_t* format, va_list args);
 // One attempt with cchSize characters (256 when zero): true when the text fitted, else
-// cchSize grows by 256 and the caller tries again.
+// cchSize grows by 256 and the caller tries again. Throws as Format does.
 bool FormatStep(std::wstring& out, size_t& cchSize, const wchar_t* format, va_list args);
 
 // Appends "\" to a non-empty path that does not end in one.

@@ -15,6 +15,8 @@ public:
 
     virtual void Lock() { EnterCriticalSection(&m_Section); }
     virtual void Unlock() { LeaveCriticalSection(&m_Section); }
+    // Enters only when no other thread holds the section; never waits.
+    bool TryLock() { return TryEnterCriticalSection(&m_Section) != FALSE; }
 
 private:
     CRITICAL_SECTION m_Section;

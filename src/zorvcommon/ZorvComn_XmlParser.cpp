@@ -1,7 +1,9 @@
 #include "ZorvComn_XmlParser.h"
 
+#include <cctype>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "ZorvComn_File.h"
 #include "ZorvComn_Stream.h"
@@ -41,11 +43,33 @@ bool IsTextNode(XmlNodeType nodeType) {
            nodeType == XmlNodeType_Whitespace;
 }
 
-// Wine's reader ends the process on a failed assertion when its input ends, or holds a
-// NUL, while it still reads the start of a document: behind a UTF-8 byte-order mark or
-// inside an XML declaration, up to the first byte after the first '>'. Such a start is
-// looked at before the reader sees it and refused as an early end of the input; the file
-// is put back where it was. S_OK for any other start.
+// Wine's reader ends the process on a failed assertion when its input runs out, or
+// reaches a NUL (which it takes for the end), while it still reads the start of a
+// document: behind a UTF-8 byte-order mark with at most "<?xml" after it, inside "<?xml"
+// itself, or right after a whole XML declaration. No well-formed document starts so.
+// head is the start of the input up to at least the first byte after the first '>'
+// (or all of it, when it is shorter).
+bool IsStartThatStopsTheReader(std::string_view head) {
+    constexpr std::string_view kMark = "\xef\xbb\xbf";
+    constexpr std::string_view kDeclaration = "<?xml";
+    const bool marked = head.substr(0, kMark.size()) == kMark;
+    if (!marked && head.substr(0, 2) != "<?") {
+        return false;  // other encodings and starts are the reader's to judge
+    }
+    std::string_view text = head.substr(marked ? kMark.size() : 0);
+    text = text.substr(0, text.find('\0'));
+    if (kDeclaration.substr(0, text.size()) == text) {
+        return true;
+    }
+    const bool declaration = text.size() > kDeclaration.size() &&
+                             text.substr(0, kDeclaration.size()) == kDeclaration &&
+                             isspace(static_cast<unsigned char>(text[kDeclaration.size()]));
+    return declaration && text.find('>') == text.size() - 1;
+}
+
+// Such a start is refused as an early end of the input before the reader sees it, and the
+// file is put back where it was. S_OK for any other start, a root element straight behind
+// the mark included.
 HRESULT CheckDocumentStart(FileBase& file) {
     constexpr size_t kLookLimit = 64 * 1024;
     uint32_t position = 0;
@@ -68,14 +92,7 @@ HRESULT CheckDocumentStart(FileBase& file) {
     if (!file.SetPointer(static_cast<int32_t>(position), FILE_BEGIN, nullptr, &error)) {
         return ZorvCommon::Exception::ResultFromWin32(error);
     }
-    const size_t start = head.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
-    if (start == 0 && head.compare(0, 2, "<?") != 0) {
-        return S_OK;
-    }
-    const size_t close = head.find('>', start);
-    const size_t headEnd = close == std::string::npos ? head.size() : close + 1;
-    const bool nul = head.find('\0', start) <= headEnd;
-    return nul || (atEnd && headEnd >= head.size()) ? XmlParser::kResultUnexpectedEnd : S_OK;
+    return IsStartThatStopsTheReader(head) ? XmlParser::kResultUnexpectedEnd : S_OK;
 }
 
 }  // namespace
@@ -374,7 +391,7 @@ bool XmlParser::MoveToElement(std::wstring_view localName) {
     return Catching([&] {
         XmlNodeType nodeType;
         while (ReadNode(nodeType)) {
-            if (nodeType == XmlNodeType_Element && m_NodeName == localName) {
+            if (nodeType == XmlNodeType_Element && EqualsNoCase(m_NodeName, localName)) {
                 TakeElement();
                 return true;
             }

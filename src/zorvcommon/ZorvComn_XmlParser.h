@@ -94,7 +94,8 @@ public:
     bool Stop();
     bool IsStarted() const { return m_Started; }
 
-    // Reads forward to the next element with exactly this local name, at any depth.
+    // Reads forward to the next element with this local name (case ignored, as by every
+    // move), at any depth.
     bool MoveToElement(std::wstring_view localName);
     // Exact-name lookup in the current element's attributes.
     bool GetAttribute(std::wstring_view name, std::wstring& value) const;
@@ -178,6 +179,27 @@ private:
     uint32_t m_LastLine = 0;
     uint32_t m_LastColumn = 0;
     uint32_t m_LastDepth = 0;
+};
+
+// One Start of a parser, undone on every way out of the scope that holds it (an exception
+// included), so that a walk that breaks off never leaves a shared parser started for the
+// next document. A Start that failed, or that found the parser started already, holds
+// nothing. Declare it after the file it reads: the parser lets go of the file first.
+class XmlParserSession {
+public:
+    XmlParserSession(XmlParser& parser, FileBase& file)
+        : m_rParser(parser), m_Started(parser.Start(file)) {}
+    ~XmlParserSession() { (void)Stop(); }
+    XmlParserSession(const XmlParserSession&) = delete;
+    XmlParserSession& operator=(const XmlParserSession&) = delete;
+
+    bool IsStarted() const { return m_Started; }
+    // Stops the parser now; false when this session holds no start (any more).
+    bool Stop() { return std::exchange(m_Started, false) && m_rParser.Stop(); }
+
+private:
+    XmlParser& m_rParser;
+    bool m_Started;
 };
 
 }  // namespace Storage

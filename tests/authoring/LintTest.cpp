@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -155,6 +156,81 @@ TEST(Lint, FindsProblemsOfPolicyAndWebAccessDocuments) {
                     {"process=\"nobody\"", "warning", "\"nobody\" names no <Process>"},
                     {"enable=\"YES\"", "error", "\"YES\" is not a valid \"enable\" (yes or no)"},
                     {"address=\"nowhere\"", "warning", "\"nowhere\" names no <Address>"}});
+}
+
+// The readers take element names, the root's included, in any letter case; the schemas
+// cannot, so each such name is a warning and nothing else changes.
+TEST(Lint, TakesElementNamesInAnyCaseAndWarnsThatTheSchemasDoNot) {
+    TestSupport::ScratchFolder folder(L"AuthoringLintCase");
+    const std::string storage = R"(<storage version="1">
+  <REGISTRY assign="a">
+    <root>HKCU</root><Path>Software\Vendor</Path>
+    <accessmode>default</accessmode><AccessRight>default</AccessRight>
+    <control assign="a"><Action>delete</Action><name>N</name></control>
+  </REGISTRY>
+</storage>
+)";
+    ExpectFindings(folder, L"storage.xml", storage, 0,
+                   {{"storage version", "warning",
+                     "<storage> is read as <Storage>, but the schemas accept only that spelling"},
+                    {"REGISTRY assign", "warning", "<REGISTRY> is read as <Registry>"},
+                    {"root>", "warning", "<root> is read as <Root>"},
+                    {"accessmode>", "warning", "<accessmode> is read as <AccessMode>"},
+                    {"control assign", "warning", "<control> is read as <Control>"},
+                    {"name>", "warning", "<name> is read as <Name>"}});
+    ExpectFindings(
+        folder, L"webaccess.xml",
+        "<webaccess>\n  <Sites><Address label=\"a\" id=\"https://a.example/\"/></Sites>\n"
+        "</webaccess>\n",
+        0, {{"webaccess>", "warning", "<webaccess> is read as <WebAccess>"}});
+    ExpectFindings(folder, L"services.xml",
+                   "<BASEFRAMEWORK>\n  <FrameworkService version=\"1.0.0\"/>\n</BASEFRAMEWORK>\n",
+                   0,
+                   {{"BASEFRAMEWORK>", "warning", "<BASEFRAMEWORK> is read as <BaseFramework>"}});
+}
+
+// "LINE:COLUMN" just past the last character of text.
+std::string EndOf(const std::string& text) {
+    const size_t lastBreak = text.rfind('\n');
+    const size_t line = 1 + std::count(text.begin(), text.end(), '\n');
+    const size_t column = text.size() - (lastBreak == std::string::npos ? 0 : lastBreak + 1) + 1;
+    return std::to_string(line) + ":" + std::to_string(column);
+}
+
+// A document that ends before its root element closes is reported, however it ends,
+// and only that is reported.
+TEST(Lint, ReportsEveryDocumentThatEndsBeforeItsRootCloses) {
+    TestSupport::ScratchFolder folder(L"AuthoringLintCut");
+    const std::string whole =
+        "<Storage version=\"1\">\n<Registry assign=\"a\"><Root>HKCU</Root><Path>P</Path>"
+        "<AccessMode>default</AccessMode><AccessRight>default</AccessRight>"
+        "<Control assign=\"a\"><Action>delete</Action></Control></Registry>";
+    const std::string cuts[] = {
+        whole,                            // right after a closed child
+        whole + "\n",                     // and a line break
+        whole + "\n<!-- the end -->",     // and a comment
+        whole + "\n</Stor",               // inside the root's end tag
+        "<Storage version=\"1\">\n<Reg",  // inside a start tag
+    };
+    const std::wstring path = folder.File(L"cut.xml");
+    for (const std::string& cut : cuts) {
+        AuthoringTest::WriteText(path, cut);
+        const TestSupport::ToolRun run = RunXentool(L"lint " + Quoted(path));
+        EXPECT_EQ(1u, run.ExitCode) << cut << "\n" << run.Output;
+        EXPECT_EQ(1u, LinesWith(run.Output, ": error: not well-formed XML").size()) << cut << "\n"
+                                                                                    << run.Output;
+        EXPECT_EQ(1u, LinesWith(run.Output, ": error: ").size() +
+                          LinesWith(run.Output, ": warning: ").size())
+            << cut << "\n"
+            << run.Output;
+    }
+    AuthoringTest::WriteText(path, whole);
+    const TestSupport::ToolRun run = RunXentool(L"lint " + Quoted(path));
+    EXPECT_EQ(1u, LinesWith(run.Output, ":" + EndOf(whole) +
+                                            ": error: not well-formed XML (XmlLite 0xc00cee01): "
+                                            "the document ends early")
+                      .size())
+        << run.Output;
 }
 
 TEST(Lint, ReadsEncryptedDocumentsWithTheirKeyAndFailsOnlyOnWhatItCannotRead) {

@@ -45,6 +45,7 @@ public:
     Utility& operator=(const Utility&) = delete;
 
     bool IsValid() const { return m_pUtility != nullptr; }
+    SrvFrwk::Interface::IUtilityEx* Get() const { return m_pUtility; }
     HRESULT Query(uint32_t valueType, void* pValue);
     HRESULT Send(uint32_t valueType, void* pValue);
 

@@ -9,6 +9,7 @@
 
 #include "Scratch.h"
 #include "ZorvComn_DebugLogSettings.h"
+#include "ZorvComn_Library.h"
 
 namespace {
 
@@ -154,6 +155,48 @@ TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
     EXPECT_EQ(L"%LocalAppDataLow", ExpandLogFolder(L"%LocalAppDataLow"));
     EXPECT_EQ(L"C:\\%LocalAppDataLow%", ExpandLogFolder(L"C:\\%LocalAppDataLow%"));
     EXPECT_EQ(L"", ExpandLogFolder(L""));
+}
+
+// A shell whose lookup answers as told and hands out its text even when it fails (as
+// SHGetKnownFolderPath may: its caller frees the text whatever the result).
+struct FakeShell {
+    static HRESULT s_Result;
+    static wchar_t* s_Text;
+    static void* s_Freed;
+
+    static HRESULT WINAPI GetPath(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
+        *path = s_Text;
+        return s_Result;
+    }
+    static void WINAPI FreeText(void* text) { s_Freed = text; }
+};
+HRESULT FakeShell::s_Result = S_OK;
+wchar_t* FakeShell::s_Text = nullptr;
+void* FakeShell::s_Freed = nullptr;
+
+TEST(KnownFolderPath, TheShellsTextIsFreedAfterAFailureToo) {
+    wchar_t text[] = L"C:\\Known";
+    const struct {
+        HRESULT result;
+        wchar_t* text;
+        const wchar_t* path;
+    } cases[] = {
+        {S_OK, text, L"C:\\Known"}, {E_FAIL, text, L""},  {E_INVALIDARG, text, L""},
+        {E_FAIL, nullptr, L""},     {S_OK, nullptr, L""},
+    };
+    const ZorvCommon::Library::KnownFolderLookup shell = {FakeShell::GetPath, FakeShell::FreeText};
+    for (const auto& testCase : cases) {
+        FakeShell::s_Result = testCase.result;
+        FakeShell::s_Text = testCase.text;
+        FakeShell::s_Freed = nullptr;
+        EXPECT_EQ(testCase.path, ZorvCommon::Library::KnownFolderPath(shell, FOLDERID_ProgramData))
+            << std::hex << testCase.result;
+        EXPECT_EQ(static_cast<void*>(testCase.text), FakeShell::s_Freed)
+            << std::hex << testCase.result;
+    }
+    EXPECT_EQ(KnownLocalAppDataLow(),
+              ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow))
+        << "the shell's own lookup";
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cwctype>
+#include <future>
 #include <map>
 #include <regex>
 #include <string>
@@ -14,6 +17,7 @@
 #include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Handle.h"
 #include "ZorvComn_Storage.h"
+#include "ZorvDbg_LogFile.h"
 
 namespace {
 
@@ -41,6 +45,49 @@ ZorvCommon::Storage::Key DebugLogKey() {
     return ZorvCommon::Storage::Key(ZorvCommon::Storage::StorageTypeRegistry, HKEY_LOCAL_MACHINE,
                                     TestSupport::ProductKey::kDebugLogPath);
 }
+
+// The trace library's default folder, removed afterwards when this test made it.
+class DefaultLogFolder {
+public:
+    DefaultLogFolder() : m_Path(ZorvDbg::DefaultLogFolder()), m_Existed(Exists()) {}
+    ~DefaultLogFolder() {
+        if (!m_Existed) {
+            RemoveDirectoryW(m_Path.c_str());
+        }
+    }
+    DefaultLogFolder(const DefaultLogFolder&) = delete;
+    DefaultLogFolder& operator=(const DefaultLogFolder&) = delete;
+
+    bool Exists() const { return TestSupport::FileExists(m_Path); }
+    std::wstring File(const std::wstring& name) const { return m_Path + L"\\" + name; }
+
+private:
+    std::wstring m_Path;
+    bool m_Existed;
+};
+
+std::string FileText(const std::wstring& path) {
+    const std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+// Runs in a scratch folder as the current directory, and goes back afterwards.
+class ScratchCurrentDirectory {
+public:
+    ScratchCurrentDirectory() {
+        GetCurrentDirectoryW(MAX_PATH, m_Previous);
+        SetCurrentDirectoryW(m_Folder.Path().c_str());
+    }
+    ~ScratchCurrentDirectory() { SetCurrentDirectoryW(m_Previous); }
+    ScratchCurrentDirectory(const ScratchCurrentDirectory&) = delete;
+    ScratchCurrentDirectory& operator=(const ScratchCurrentDirectory&) = delete;
+
+    const TestSupport::ScratchFolder& Folder() const { return m_Folder; }
+
+private:
+    TestSupport::ScratchFolder m_Folder{L"DebugLogCurrent"};
+    wchar_t m_Previous[MAX_PATH] = {};
+};
 
 TEST(DebugLog, WritesOneExactlyFormattedLinePerCall) {
     LogCapture capture(0x111);
@@ -97,12 +144,20 @@ TEST(DebugLog, LevelMaskSelectsTheLinesAndTagsThem) {
 TEST(DebugLog, LongMessagesAndBothSeparatorsOfTheSourcePath) {
     LogCapture capture(0x111);
     const std::wstring longText(1000, L'x');
+    std::wstring million(1000000, L'0');
+    for (size_t i = 0; i < million.size(); i += 7) {
+        million[i] = static_cast<wchar_t>(L'1' + i % 9);
+    }
     EXPECT_TRUE(g_DebugLog.Trace("C:\\src\\deep\\Win.cpp", 5, 16, L"[%s]", longText.c_str()));
+    EXPECT_TRUE(
+        g_DebugLog.Trace("C:\\src\\Big.cpp", 8, 256, L"*** bad value [%s]", million.c_str()));
     EXPECT_TRUE(g_DebugLog.Trace("/src/deep/Unix.cpp", 6, 16, L"short"));
     EXPECT_TRUE(g_DebugLog.Trace("Bare.cpp", 7, 16, L"100%% sure"));
     EXPECT_TRUE(capture.Contains(L"[" + longText + L"] - Win.cpp(5)\r\n"));
     EXPECT_TRUE(capture.Contains(L"short - Unix.cpp(6)\r\n"));
     EXPECT_TRUE(capture.Contains(L"100% sure - Bare.cpp(7)\r\n"));
+    EXPECT_TRUE(
+        capture.Contains(L"!!! <Ostrel> *** bad value [" + million + L"] - Big.cpp(8)\r\n"));
 }
 
 TEST(DebugLog, UninitializedLogWritesNothingAndKeepsTheLastError) {
@@ -140,6 +195,7 @@ TEST(DebugLog, DisabledLogIsInitializedButSilent) {
 }
 
 TEST(DebugLog, MissingLevelKeepsTheDefaultMaskAndLeavesTheRestUnread) {
+    const DefaultLogFolder defaultFolder;
     LogCapture capture(0x111, false);
     capture.Product().ClearDebugLog();
     capture.Product().SetDebugLogUint32(L"Enable", 1);
@@ -153,18 +209,117 @@ TEST(DebugLog, MissingLevelKeepsTheDefaultMaskAndLeavesTheRestUnread) {
     ZORV_ERROR(L"*** default mask");
     EXPECT_TRUE(g_DebugLog.Uninitialize());
 
-    // Neither the folder nor the file name was read: the trace library fell back to the
-    // temporary folder and the unit name.
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(MAX_PATH, temp);
-    const std::wstring fallback = std::wstring(temp) + L"OstrelLevelTest";
+    // Neither the folder nor the file name was read: the trace library fell back to its
+    // own folder and the unit name.
+    const std::wstring fallback = defaultFolder.File(L"OstrelLevelTest");
     EXPECT_FALSE(TestSupport::FileExists(capture.Folder() + L"\\unread"));
     ASSERT_TRUE(TestSupport::FileExists(fallback));
-    const std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(fallback);
+    const std::string text = FileText(fallback);
     DeleteFileW(fallback.c_str());
-    EXPECT_NE(
-        std::string::npos,
-        std::string(bytes.begin(), bytes.end()).find("!!! <OstrelLevelTest> *** default mask"));
+    EXPECT_NE(std::string::npos, text.find("!!! <OstrelLevelTest> *** default mask"));
+}
+
+// For a service the temporary folder is one where every user may create files: with no
+// folder configured the trace library writes into a folder of its own under the common
+// application data folder (its access list: TraceLibraryFiles tests).
+TEST(DebugLog, WithoutAFolderTheLogGoesToTheTraceLibrarysOwnFolderNotTheTemporaryOne) {
+    const DefaultLogFolder defaultFolder;
+    LogCapture capture(0x111, false);
+    capture.Product().SetDebugLogString(L"LogFolder", L"");
+    capture.Product().SetDebugLogString(L"LogFile", L"OstrelDefaultFolderTest");
+    ASSERT_TRUE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), TestSupport::BinFolder()));
+    ZORV_INFO(L"*** in its own folder");
+    EXPECT_TRUE(g_DebugLog.Uninitialize());
+
+    const std::wstring path = defaultFolder.File(L"OstrelDefaultFolderTest.log");
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    const std::wstring tempPath = std::wstring(temp) + L"OstrelDefaultFolderTest.log";
+    const bool inTemp = TestSupport::FileExists(tempPath);
+    DeleteFileW(tempPath.c_str());
+    EXPECT_FALSE(inTemp);
+    ASSERT_TRUE(TestSupport::FileExists(path));
+    const std::string text = FileText(path);
+    DeleteFileW(path.c_str());
+    EXPECT_NE(std::string::npos, text.find("@@@ <Ostrel> *** in its own folder"));
+}
+
+// Neither the trace library nor the log file is ever looked for through the current
+// directory: a folder that is not a full path (the module's own path was unknown, or a
+// relative LogFolder) loads and writes nothing.
+TEST(DebugLog, NothingIsLoadedOrWrittenThroughTheCurrentDirectory) {
+    LogCapture capture(0x111, false);
+    g_DebugLog.Uninitialize();
+    const ScratchCurrentDirectory current;
+    const std::wstring standIn = current.Folder().File(L"ZorvDbg64.dll");
+    ASSERT_TRUE(CopyFileW(
+        (TestSupport::ExecutableFolder() + L"trace-library-standin\\ZorvDbg64.dll").c_str(),
+        standIn.c_str(), FALSE));
+    for (const wchar_t* folder : {L"", L".\\", L"."}) {
+        EXPECT_FALSE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), folder)) << folder;
+        EXPECT_EQ(nullptr, GetModuleHandleW(standIn.c_str())) << folder;
+        g_DebugLog.Uninitialize();
+    }
+
+    ASSERT_TRUE(CreateDirectoryW(current.Folder().File(L"relative-logs").c_str(), nullptr));
+    capture.Product().SetDebugLogString(L"LogFolder", L"relative-logs");
+    EXPECT_FALSE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), TestSupport::BinFolder()));
+    ZORV_INFO(L"*** nowhere");
+    g_DebugLog.Uninitialize();
+    EXPECT_FALSE(TestSupport::FileExists(current.Folder().File(L"relative-logs\\capture.log")));
+}
+
+// A log file that is another link of some other file is never written through.
+TEST(DebugLog, ALogFileWithAnotherLinkIsNeverWritten) {
+    LogCapture capture(0x111, false);
+    TestSupport::ScratchFolder elsewhere(L"DebugLogElsewhere");
+    const std::wstring target = elsewhere.File(L"precious.txt");
+    TestSupport::WriteFileBytes(target, {'k', 'e', 'e', 'p'});
+    ASSERT_TRUE(CreateHardLinkW(capture.FilePath().c_str(), target.c_str(), nullptr));
+
+    EXPECT_FALSE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), TestSupport::BinFolder()));
+    ZORV_INFO(L"*** through the link");
+    g_DebugLog.Uninitialize();
+    EXPECT_EQ("keep", FileText(target));
+}
+
+// A document's text may hold line breaks: written escaped, it cannot forge a line.
+TEST(DebugLog, ControlCharactersInAMessageCannotForgeALine) {
+    LogCapture capture(0x111);
+    ZORV_ERROR(L"*** CreateEntry() - failed. [%s]",
+               L"x\r\n01/01/2026 00:00:00.000 0001:0001 @@@ <Ostrel> *** forged\x1b[0m");
+    const std::vector<std::wstring> lines = Lines(capture.Text());
+    ASSERT_EQ(1u, lines.size()) << capture.Text();
+    EXPECT_NE(std::wstring::npos,
+              lines[0].find(L"[x\\r\\n01/01/2026 00:00:00.000 0001:0001 @@@ <Ostrel> *** "
+                            L"forged\\x1B[0m] - DebugLogTest.cpp("));
+}
+
+// Writers once took a named mutex derived from the file's path, and waited up to 10 s a
+// line for it: whoever made that name first could stall every line. Appends need no
+// mutex; a squatter holding the old name changes nothing.
+TEST(DebugLog, ASquatterOnTheOldMutexNameDoesNotStallTheLog) {
+    LogCapture capture(0x111);
+    uint64_t hash = 14695981039346656037ull;  // FNV-1a of the lower-cased path
+    for (wchar_t c : capture.FilePath()) {
+        hash = (hash ^ static_cast<uint64_t>(towlower(c))) * 1099511628211ull;
+    }
+    wchar_t name[64];
+    _snwprintf_s(name, _countof(name), _TRUNCATE, L"Local\\ZorvDbg64-%016llx",
+                 static_cast<unsigned long long>(hash));
+    const ZorvCommon::UniqueFile squatter(CreateMutexW(nullptr, FALSE, name));
+    ASSERT_TRUE(squatter.is_valid());
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(squatter.get(), 0)) << "held by this thread";
+
+    std::future<void> lines = std::async(std::launch::async, [] {
+        for (int i = 0; i < 3; ++i) {
+            ZORV_INFO(L"*** past the squatter %d", i);
+        }
+    });
+    EXPECT_EQ(std::future_status::ready, lines.wait_for(std::chrono::seconds(5)));
+    ReleaseMutex(squatter.get());
+    lines.wait();
+    EXPECT_EQ(3u, capture.Count(L"*** past the squatter "));
 }
 
 TEST(DebugLog, ProcessIdInTheFileNameAndUtf8Text) {
@@ -185,10 +340,12 @@ TEST(DebugLog, ProcessIdInTheFileNameAndUtf8Text) {
               std::string(bytes.begin(), bytes.end()).find("*** caf\xC3\xA9 \xE2\x82\xAC - "));
 }
 
-// Two processes and two threads of this one write into one file at the same time:
-// every line arrives whole, none is lost.
+// Two processes and two threads of this one append long lines to one file at the same
+// time, with no named mutex: every line arrives whole, none is lost.
 TEST(DebugLog, ConcurrentWritersLoseNoLines) {
     constexpr int kLinesPerWriter = 300;
+    constexpr int kPadding = 3000;
+    const std::wstring padding(kPadding, L'p');
     LogCapture capture(0x111);
 
     std::wstring binFolder = TestSupport::BinFolder();
@@ -196,7 +353,8 @@ TEST(DebugLog, ConcurrentWritersLoseNoLines) {
     std::vector<PROCESS_INFORMATION> children;
     for (const wchar_t* tag : {L"procA", L"procB"}) {
         std::wstring command = L"\"" + TestSupport::ExecutableFolder() + L"log_writer.exe\" \"" +
-                               binFolder + L"\" " + tag + L" " + std::to_wstring(kLinesPerWriter);
+                               binFolder + L"\" " + tag + L" " + std::to_wstring(kLinesPerWriter) +
+                               L" " + std::to_wstring(kPadding);
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         PROCESS_INFORMATION process = {};
@@ -205,9 +363,9 @@ TEST(DebugLog, ConcurrentWritersLoseNoLines) {
             << GetLastError();
         children.push_back(process);
     }
-    auto write = [](const wchar_t* tag) {
+    auto write = [&padding](const wchar_t* tag) {
         for (int i = 0; i < kLinesPerWriter; ++i) {
-            ZORV_INFO(L"*** line %s %d", tag, i);
+            ZORV_INFO(L"*** line %s %d %s", tag, i, padding.c_str());
         }
     };
     std::thread threadA(write, L"threadA");
@@ -225,7 +383,7 @@ TEST(DebugLog, ConcurrentWritersLoseNoLines) {
 
     const std::wregex shape(
         LR"(^\S+ \S+ [0-9a-f]+:[0-9a-f]+ @@@ <(Ostrel|Writer)> \*\*\* line )"
-        LR"((procA|procB|threadA|threadB) (\d+) - \S+\(\d+\)\r\n$)");
+        LR"((procA|procB|threadA|threadB) (\d+) p{3000} - \S+\(\d+\)\r\n$)");
     std::map<std::wstring, std::vector<bool>> seen;
     for (const std::wstring& line : Lines(capture.Text())) {
         std::wsmatch match;

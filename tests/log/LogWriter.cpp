@@ -1,5 +1,6 @@
-// Writes "<count>" numbered lines tagged "<tag>" through the process log, configured
-// from the product key like the module's own log: log_writer <bin folder> <tag> <count>.
+// Writes "<count>" numbered lines tagged "<tag>", each followed by <padding> times "p",
+// through the process log, configured from the product key like the module's own log:
+// log_writer <bin folder> <tag> <count> <padding>.
 
 #include <windows.h>
 
@@ -10,7 +11,7 @@
 #include "ZorvComn_Storage.h"
 
 int wmain(int argc, wchar_t** argv) {
-    if (argc != 4) {
+    if (argc != 5) {
         return 2;
     }
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry, HKEY_LOCAL_MACHINE,
@@ -19,8 +20,9 @@ int wmain(int argc, wchar_t** argv) {
         return 3;
     }
     const unsigned long count = wcstoul(argv[3], nullptr, 10);
+    const std::wstring padding(wcstoul(argv[4], nullptr, 10), L'p');
     for (unsigned long i = 0; i < count; ++i) {
-        ZORV_INFO(L"*** line %s %lu", argv[2], i);
+        ZORV_INFO(L"*** line %s %lu %s", argv[2], i, padding.c_str());
     }
     return ZorvCommon::g_DebugLog.Uninitialize() ? 0 : 4;
 }

@@ -4,14 +4,18 @@
 
 #include <string>
 
+#include "AllocationFault.h"
 #include "ReliabilityKit.h"
+#include "ServiceManager.h"
 #include "ZorvComn_Handle.h"
 
 namespace {
 
 using namespace Reliability;
+using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
 using SrvFrwk::Interface::StorageControlRequest;
+using SrvFrwk::Interface::ValueTypeRecord;
 using SrvFrwk::Interface::WebAccessControlList;
 
 class FaultTest : public ::testing::Test {
@@ -146,6 +150,62 @@ TEST_F(FaultTest, TheInstalledFolderMissingFromTheRegistry) {
     EXPECT_TRUE(
         Logged(L"*** CXmlParserWebAccessControl::QueryValue() - cFileCrypt.Open() "
                L"failed. [0x80070002]"));
+}
+
+// One request of kind whose failing-th allocation fails; the payload is made before and
+// dropped after, so that only the object's own work meets the fault. Whether it did.
+bool RequestWithFailingAllocation(CServiceManager& utility, RequestKind kind,
+                                  const StorageLane& lane, size_t failing) {
+    ArrayOfRowService services;
+    ArrayOfRowProvider providers;
+    WebAccessControlList list;
+    StorageControlRequest request;
+    request.DocumentPath = lane.Document;
+    request.CommandArgument = kCommandArgument;
+    ValueTypeRecord record{SrvFrwk::Interface::ValueTypeStorageControl};
+    void* pPayload = &request;
+    if (kind == RequestKind::Services) {
+        record.ValueType = SrvFrwk::Interface::ValueTypeServicePolicy;
+        pPayload = &services;
+    } else if (kind == RequestKind::Providers) {
+        record.ValueType = SrvFrwk::Interface::ValueTypeProviderPolicy;
+        pPayload = &providers;
+    } else if (kind == RequestKind::WebAccess) {
+        record.ValueType = SrvFrwk::Interface::ValueTypeWebAccessControl;
+        pPayload = &list;
+    }
+    AllocationFault fault(failing);
+    if (kind == RequestKind::Storage) {
+        (void)utility.SendMessage(&record, nullptr, nullptr, pPayload);
+    } else {
+        (void)utility.QueryValue(&record, nullptr, nullptr, pPayload);
+    }
+    return fault.Fired();
+}
+
+// An allocation that fails anywhere in a request, the walk of a document included (an
+// exception between the start and the stop of the object's one reader), leaves the
+// reader stopped and the document closed: the same object answers its next request as
+// before. The module's utility object is linked into this suite for this test, so that
+// each of its allocations in turn can be made to fail.
+TEST_F(FaultTest, AFailedAllocationAnywhereInARequestLeavesTheObjectAsItWas) {
+    CServiceManager utility;
+    const StorageLane lane = MakeLane(m_Folder, m_Key.Path(), L"allocation");
+    for (const RequestKind kind : {RequestKind::Services, RequestKind::Providers,
+                                   RequestKind::WebAccess, RequestKind::Storage}) {
+        const std::wstring expected = Ask(utility, kind, lane);
+        ASSERT_EQ(0u, expected.find(L"result=0")) << static_cast<int>(kind);
+        size_t failing = 1;
+        while (RequestWithFailingAllocation(utility, kind, lane, failing)) {
+            const std::wstring after = Ask(utility, kind, lane);
+            ASSERT_EQ(expected, after) << "request kind " << static_cast<int>(kind)
+                                       << ", after allocation " << failing << " failed";
+            ++failing;
+        }
+        EXPECT_GT(failing, 20u) << "request kind " << static_cast<int>(kind);
+        RecordProperty("allocations_of_kind_" + std::to_string(static_cast<int>(kind)),
+                       static_cast<int>(failing - 1));
+    }
 }
 
 }  // namespace

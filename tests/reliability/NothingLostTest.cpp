@@ -121,4 +121,33 @@ TEST_F(NothingLostTest, ADocumentIsDeletedOnlyAfterACompleteWalk) {
               TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Walk"), L"Text"));
 }
 
+// Wherever the reader breaks off (after a whole section, between sections, before the
+// root's end), the document is kept for the host to look at, as when its last section
+// fails; the commands of the sections read before still run.
+TEST_F(NothingLostTest, ADocumentTheReaderBrokeOffIsKeptWhereverItBroke) {
+    std::string whole = SteadyStorageDocument(m_Key.Child(L"Cut"));
+    whole.replace(whole.find(" save=\"yes\""), 11, "");
+    const size_t sectionStart = whole.find("  <Registry");
+    const size_t sectionEnd = whole.find("</Registry>\n") + 12;
+    whole.insert(sectionEnd, whole.substr(sectionStart, sectionEnd - sectionStart));
+    const size_t firstEnd = whole.find("</Registry>") + 11;
+    const size_t secondStart = whole.find("<Registry", firstEnd);
+    const size_t lastEnd = whole.rfind("</Registry>") + 12;
+    for (const auto& [where, length] : {std::make_pair("after a whole section", firstEnd),
+                                        std::make_pair("between sections", secondStart),
+                                        std::make_pair("before the root's end", lastEnd)}) {
+        TestSupport::WriteRegValue(HKEY_CURRENT_USER, m_Key.Child(L"Cut"), L"Text", REG_SZ, L"",
+                                   sizeof(wchar_t));
+        const std::wstring cut = m_Folder.File(L"cut.xen");
+        WriteStorageDocument(cut, whole.substr(0, length));
+        EXPECT_EQ(S_OK, Send(cut)) << where << ": the commands built run, and answer";
+        EXPECT_EQ(L"steady",
+                  TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Cut"), L"Text"))
+            << where;
+        EXPECT_TRUE(TestSupport::FileExists(cut)) << where;
+    }
+    EXPECT_EQ(3u, m_Module.Log().Count(L"*** CXmlParserStorageControl::QueryValue() - "
+                                       L"this->m_rXmlParser failed to parse. [0xc00cee01]"));
+}
+
 }  // namespace

@@ -1,5 +1,7 @@
 #include "ReliabilityKit.h"
 
+#include <objbase.h>
+
 #include "FuzzPaths.h"
 #include "ZorvComn_Handle.h"
 
@@ -25,11 +27,42 @@ std::string RegistrySection(const std::wstring& keyPath, const std::string& root
            controls + "  </Registry>\n";
 }
 
-template <typename Rows>
-std::wstring DescribeRows(const Rows& rows) {
+std::wstring GuidText(const GUID& guid) {
+    wchar_t text[39] = {};
+    StringFromGUID2(guid, text, 39);
+    return text;
+}
+
+// A row cut short shows: every field is in its text.
+template <typename Row>
+std::wstring DescribeRow(const Row& row, const GUID& guid, const std::vector<GUID>& depended) {
+    std::wstring text = row.ModuleName + L"@" + row.Version + L"," + GuidText(guid);
+    for (const uint32_t number :
+         {row.ModuleType, row.StartupType, row.LoadOption, row.UnloadOption, row.OrderOfLoading,
+          row.OrderOfUnloading, row.SharedType, row.Permission[0], row.Permission[1],
+          row.Permission[2], row.Permission[3], row.DataConversion}) {
+        text += L"," + std::to_wstring(number);
+    }
+    text += L"," + GuidText(row.SharedGuid) + L"," + row.ConvModuleName;
+    for (const GUID& dependency : depended) {
+        text += L"," + GuidText(dependency);
+    }
+    return text;
+}
+
+std::wstring DescribeRows(const ArrayOfRowService& rows) {
     std::wstring text = L";rows=" + std::to_wstring(rows.size());
     for (const auto& row : rows) {
-        text += L";" + row.ModuleName + L"@" + row.Version;
+        text += L";" + DescribeRow(row, row.ServiceGuid, row.DependedServices) + L"," +
+                std::to_wstring(row.InterfaceType);
+    }
+    return text;
+}
+
+std::wstring DescribeRows(const ArrayOfRowProvider& rows) {
+    std::wstring text = L";rows=" + std::to_wstring(rows.size());
+    for (const auto& row : rows) {
+        text += L";" + DescribeRow(row, row.ProviderGuid, row.DependedProviders);
     }
     return text;
 }
@@ -135,25 +168,38 @@ StorageLane MakeLane(const TestSupport::ScratchFolder& folder, const std::wstrin
 }
 
 std::wstring Ask(OstrelFuzz::Utility& utility, RequestKind kind, const StorageLane& lane) {
+    return Ask(*utility.Get(), kind, lane);
+}
+
+std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
+                 const StorageLane& lane) {
+    const auto query = [&utility](uint32_t valueType, void* pValue) {
+        const SrvFrwk::Interface::ValueTypeRecord record{valueType};
+        return utility.QueryValue(&record, nullptr, nullptr, pValue);
+    };
+    const auto send = [&utility](uint32_t valueType, void* pValue) {
+        const SrvFrwk::Interface::ValueTypeRecord record{valueType};
+        return utility.SendMessage(&record, nullptr, nullptr, pValue);
+    };
     HRESULT result = S_OK;
     std::wstring details;
     StorageControlRequest request;
     switch (kind) {
         case RequestKind::Services: {
             ArrayOfRowService rows;
-            result = utility.Query(SrvFrwk::Interface::ValueTypeServicePolicy, &rows);
+            result = query(SrvFrwk::Interface::ValueTypeServicePolicy, &rows);
             details = DescribeRows(rows);
             break;
         }
         case RequestKind::Providers: {
             ArrayOfRowProvider rows;
-            result = utility.Query(SrvFrwk::Interface::ValueTypeProviderPolicy, &rows);
+            result = query(SrvFrwk::Interface::ValueTypeProviderPolicy, &rows);
             details = DescribeRows(rows);
             break;
         }
         case RequestKind::WebAccess: {
             WebAccessControlList list;
-            result = utility.Query(SrvFrwk::Interface::ValueTypeWebAccessControl, &list);
+            result = query(SrvFrwk::Interface::ValueTypeWebAccessControl, &list);
             details = DescribeList(list);
             break;
         }
@@ -162,13 +208,13 @@ std::wstring Ask(OstrelFuzz::Utility& utility, RequestKind kind, const StorageLa
             request.DocumentPath =
                 kind == RequestKind::Storage ? lane.Document : lane.BrokenDocument;
             request.CommandArgument = kCommandArgument;
-            result = utility.Send(SrvFrwk::Interface::ValueTypeStorageControl, &request);
+            result = send(SrvFrwk::Interface::ValueTypeStorageControl, &request);
             break;
         case RequestKind::Unsupported:
-            result = utility.Query(SrvFrwk::Interface::ValueTypeStorageControl, nullptr);
+            result = query(SrvFrwk::Interface::ValueTypeStorageControl, nullptr);
             break;
         default:
-            result = utility.Send(SrvFrwk::Interface::ValueTypeStorageControl, nullptr);
+            result = send(SrvFrwk::Interface::ValueTypeStorageControl, nullptr);
             break;
     }
     return L"result=" + std::to_wstring(static_cast<uint32_t>(result)) + details;

@@ -79,7 +79,10 @@ enum class RequestKind {
 };
 constexpr size_t kRequestKinds = static_cast<size_t>(RequestKind::Count);
 
-// Sends one request and reduces its answer to text: the result code and what came back.
+// Sends one request and reduces its answer to text: the result code and what came back
+// (every field of every row, the lists' sizes and sites).
+std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
+                 const StorageLane& lane);
 std::wstring Ask(OstrelFuzz::Utility& utility, RequestKind kind, const StorageLane& lane);
 
 // Every key and value under root\path (value type and bytes; keys with type REG_NONE and

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "NativeRegistry.h"
 #include "Scratch.h"
 #include "ThrownError.h"
 #include "ZorvComn_Registry.h"
@@ -99,6 +100,8 @@ TEST(Registry, EveryOperationOnAClosedObjectThrowsInvalidHandle) {
         [](Registry& r) { r.SetUint64(L"v", 1); },
         [](Registry& r) { r.SetUint32(L"v", 1); },
         [](Registry& r) { r.DeleteKey(L"k"); },
+        [](Registry& r) { r.DeleteOpenKey(); },
+        [](Registry& r) { Registry().OpenNodeForDelete(r, L"k"); },
         [](Registry& r) { r.DeleteValue(L"v"); },
         [&](Registry& r) { r.EnumKeys(names); },
         [&](Registry& r) { r.EnumValues(names); }};
@@ -109,24 +112,16 @@ TEST(Registry, EveryOperationOnAClosedObjectThrowsInvalidHandle) {
     }
 }
 
-// The 32-bit view's copy of a scratch key, which the scratch fixture does not remove.
-struct RedirectedKey {
-    const std::wstring path = L"Software\\Wow6432Node\\OstrelTests\\storage-view";
-    ~RedirectedKey() {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, path.c_str());
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
-    }
-};
-
 TEST(Registry, PathsJoinWithOneBackslashAndViewsSelectTheTree) {
     EXPECT_EQ(L"A\\B", JoinKeyPath(L"A\\", L"B"));
     ScratchRegistryKey scratch(L"storage-view", HKEY_LOCAL_MACHINE);
-    const RedirectedKey redirected;
+    const ScratchRegistryKey redirected(L"storage-view", HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY);
     Registry view32(RegistryView32), view64(RegistryView64);
     ASSERT_TRUE(view32.Create(KeyOf(scratch), L"Child") && view32.SetString(L"V", L"32"));
     ASSERT_TRUE(view64.Create(KeyOf(scratch, L"\\"), L"Child") && view64.SetString(L"V", L"64"));
-    EXPECT_EQ(L"32",
-              TestSupport::ReadRegString(HKEY_LOCAL_MACHINE, redirected.path + L"\\Child", L"V"));
+    EXPECT_EQ(L"32", TestSupport::ReadRegString(
+                         HKEY_LOCAL_MACHINE,
+                         L"Software\\Wow6432Node\\OstrelTests\\storage-view\\Child", L"V"));
     EXPECT_EQ(L"64", TestSupport::ReadRegString(HKEY_LOCAL_MACHINE, scratch.Child(L"Child"), L"V",
                                                 KEY_WOW64_64KEY));
     ASSERT_TRUE(view32.OpenForDelete(KeyOf(scratch), L""));
@@ -151,6 +146,33 @@ TEST(Registry, DeleteKeyIsOneLevelAndEnumerationsAppend) {
     EXPECT_TRUE(registry.DeleteValue(L"V"));
     EXPECT_EQ(2u, StorageError([&] { registry.DeleteValue(std::wstring(L"V")); }));
     EXPECT_FALSE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Parent")));
+}
+
+// The nodes of a tree delete: opened as named (a link itself) relative to their parent,
+// and deleted through their own handle, which leaves a link's target alone.
+TEST(Registry, NodesAreOpenedAsNamedAndDeletedThroughTheirHandle) {
+    ScratchRegistryKey scratch(L"storage-node");
+    Registry registry;
+    ASSERT_TRUE(registry.Create(KeyOf(scratch), L"Target\\Sub"));
+    ASSERT_TRUE(registry.Create(KeyOf(scratch), L"Target") && registry.SetUint32(L"V", 1));
+    const TestSupport::ScratchRegistryLink link(scratch.Root(), scratch.Child(L"Link"),
+                                                scratch.Root(), scratch.Child(L"Target"));
+    Registry parent;
+    ASSERT_TRUE(parent.OpenNodeForDelete(KeyOf(scratch), L""));
+    Registry node;
+    ASSERT_TRUE(node.OpenNodeForDelete(parent, L"Link"));
+    std::vector<std::wstring> names;
+    ASSERT_TRUE(node.EnumKeys(names));
+    EXPECT_TRUE(names.empty()) << "the link's own sub-keys, not its target's";
+    EXPECT_EQ(2u, StorageError([&] { node.OpenNodeForDelete(parent, L"Missing"); }));
+    EXPECT_EQ(scratch.Child(L"Link"), node.GetPath()) << "a failed open keeps the open key";
+
+    EXPECT_TRUE(node.DeleteOpenKey());
+    EXPECT_FALSE(link.Exists());
+    EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Target"), L"V"));
+    EXPECT_TRUE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Target\\Sub")));
+    EXPECT_EQ(6u, StorageError([&] { node.DeleteOpenKey(); })) << "closed by the delete";
+    EXPECT_EQ(5u, StorageError([&] { parent.DeleteOpenKey(); })) << "it has sub-keys";
 }
 
 }  // namespace

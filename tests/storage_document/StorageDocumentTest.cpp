@@ -288,6 +288,60 @@ TEST_F(StorageDocument, OnlyTheLastSectionDecidesTheResultAndTheFileItsFate) {
     EXPECT_EQ(static_cast<HRESULT>(0xC00CEE3B), Read(Storage(good + "<Note><a></b></Note>")))
         << "the reader's failure after the last section";
     EXPECT_EQ(1u, m_Chain.GetCount());
+    EXPECT_TRUE(FileExists(m_Document)) << "a document the reader failed on is kept";
+}
+
+// Someone who can write the document's folder swaps the document for another file after
+// the reader closed it: the file that was read goes, or nothing does.
+class SwapAfterRead : public Ostrel::Storage::IDocumentObserver {
+public:
+    SwapAfterRead(const std::wstring& movedTo, const std::vector<uint8_t>& other)
+        : m_MovedTo(movedTo), m_Other(other) {}
+
+    void OnSection(const std::wstring&, const Ostrel::Storage::Target&,
+                   Ostrel::Storage::TargetVerdict) override {}
+    void OnEntry(const Ostrel::Storage::Target&, Ostrel::Storage::TargetVerdict,
+                 const Ostrel::Storage::DocumentEntry*) override {}
+    void OnSectionEnd(const std::wstring&, const Ostrel::Storage::ISection*, HRESULT) override {}
+    void OnDocumentClosed(const std::wstring& documentPath) override {
+        ASSERT_TRUE(MoveFileW(documentPath.c_str(), m_MovedTo.c_str()));
+        TestSupport::WriteFileBytes(documentPath, m_Other);
+    }
+
+private:
+    std::wstring m_MovedTo;
+    std::vector<uint8_t> m_Other;
+};
+
+TEST_F(StorageDocument, OnlyTheFileThatWasReadIsDeleted) {
+    const std::wstring movedTo = m_Folder.File(L"moved.xen");
+    const std::vector<uint8_t> other = {'n', 'o', 't', ' ', 'm', 'i', 'n', 'e'};
+    SwapAfterRead swap(movedTo, other);
+    CXmlParserStorageControl reader(m_XmlParser);
+    reader.SetObserver(&swap);
+    Write(Storage(Registry(SubKey("A"), Store("V", "string", "x"))));
+    EXPECT_EQ(S_OK, reader.QueryValue(&m_Chain, m_Document, L"t"));
+    EXPECT_EQ(1u, m_Chain.GetCount());
+    EXPECT_EQ(other, TestSupport::ReadFileBytes(m_Document)) << "the file put in its place stays";
+    EXPECT_TRUE(FileExists(movedTo)) << "the document read is no longer at its path";
+    EXPECT_TRUE(m_Log.Contains(
+        L"*** CXmlParserStorageControl::QueryValue() - ZorvCommon::Storage::File::Delete() "
+        L"failed. [0x00000002]"));
+
+    // Without a swap the same road deletes the document, and a file it may not delete
+    // is reported as before.
+    Write(Storage(Registry(SubKey("A"), Store("V", "string", "x"))));
+    reader.SetObserver(nullptr);
+    EXPECT_EQ(S_OK, reader.QueryValue(&m_Chain, m_Document, L"t"));
+    EXPECT_FALSE(FileExists(m_Document));
+    Write(Storage(Registry(SubKey("A"), Store("V", "string", "x"))));
+    ASSERT_TRUE(SetFileAttributesW(m_Document.c_str(), FILE_ATTRIBUTE_READONLY));
+    EXPECT_EQ(S_OK, reader.QueryValue(&m_Chain, m_Document, L"t"));
+    SetFileAttributesW(m_Document.c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_TRUE(FileExists(m_Document));
+    EXPECT_TRUE(m_Log.Contains(
+        L"*** CXmlParserStorageControl::QueryValue() - ZorvCommon::Storage::File::Delete() "
+        L"failed. [0x00000005]"));
 }
 
 TEST_F(StorageDocument, ConsecutiveEntriesOfOneEffectiveCommandShareIt) {

@@ -202,12 +202,14 @@ TEST(CommandAppend, AddsToWhatIsStored) {
                                                                {4, L"Q", L"3"},
                                                                {2, L"B", L"03"},
                                                                {1, L"NewS", L"new"},
+                                                               {3, L"NewD", L"5"},
                                                                {2, L"NewB", L"0A0B"}})));
     EXPECT_EQ(L"abcd", ReadRegString(scratch.Root(), scratch.Child(L"K"), L"S"));
     EXPECT_EQ(1u, ReadNumber<uint32_t>(scratch, L"K", L"D"));
     EXPECT_EQ(2u, ReadNumber<uint64_t>(scratch, L"K", L"Q"));
     EXPECT_EQ((std::vector<uint8_t>{1, 2, 3}), ReadBytes(scratch, L"K", L"B"));
     EXPECT_EQ(L"new", ReadRegString(scratch.Root(), scratch.Child(L"K"), L"NewS"));
+    EXPECT_EQ(5u, ReadNumber<uint32_t>(scratch, L"K", L"NewD"));
     EXPECT_EQ((std::vector<uint8_t>{0x0A, 0x0B}), ReadBytes(scratch, L"K", L"NewB"))
         << "a missing value starts from nothing";
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
+#include "NativeRegistry.h"
 #include "Scratch.h"
 #include "StorageControl.h"
 #include "StorageProduct.h"
@@ -25,6 +26,18 @@ void CreateKey(const ScratchRegistryKey& scratch, const std::wstring& relative) 
     const uint32_t value = 1;
     TestSupport::WriteRegValue(scratch.Root(), scratch.Child(relative), L"V", REG_DWORD, &value,
                                sizeof(value));
+}
+
+// Deletes the whole section name through a control over key (accessMode may be null):
+// open for deletion, delete, close. Returns what the delete gave.
+int32_t DeleteSection(const Key& key, const std::wstring& name,
+                      const uint32_t* accessMode = nullptr) {
+    Control control;
+    EXPECT_EQ(kSuccess, control.Initialize(key, accessMode));
+    EXPECT_EQ(kSuccess, control.Open(OpenTypeDelete, name));
+    const int32_t hr = control.DeteleSection();
+    EXPECT_EQ(kSuccess, control.Close(false));
+    return hr;
 }
 
 TEST(Control, GuardsItsStates) {
@@ -159,53 +172,97 @@ TEST(Control, DeletesNestedKeysDeepestFirst) {
     CreateKey(scratch, L"Top\\A\\A1\\A11");
     CreateKey(scratch, L"Top\\A\\A2");
     CreateKey(scratch, L"Top\\B");
-    Control control;
-    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
-    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
-    EXPECT_EQ(kSuccess, control.DeteleSection());
-    ASSERT_EQ(kSuccess, control.Close(false));
+    EXPECT_EQ(kSuccess, DeleteSection(RegistryKey(scratch), L"Top"));
     EXPECT_FALSE(RegKeyExists(scratch.Root(), scratch.Child(L"Top")));
     EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Path()));
 
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
     std::vector<std::wstring> names;
     EXPECT_EQ(kWrongOpenState, control.EnumSection(names));
     EXPECT_EQ(kNotFound, control.Open(OpenTypeEnum, L"Top"));
 }
 
-// A sub-key that cannot be opened for deletion (a link to a key that does not exist)
-// stops the walk: the section and the keys not reached stay.
+// A sub-key that cannot be opened (its name holds a NUL) stops the walk: the section
+// and the keys not reached stay.
 TEST(Control, AFailureBelowKeepsTheSection) {
     LogCapture log;
     ScratchRegistryKey scratch(L"engine-control-keep");
     CreateKey(scratch, L"Top\\Below");
-    HKEY link = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegCreateKeyExW(scratch.Root(), scratch.Child(L"Top\\Below\\Link").c_str(), 0,
-                              nullptr, REG_OPTION_CREATE_LINK, KEY_ALL_ACCESS | KEY_CREATE_LINK,
-                              nullptr, &link, nullptr));
-    const std::wstring target = L"\\Registry\\Machine\\Software\\OstrelTestsNoSuchKey";
-    RegSetValueExW(link, L"SymbolicLinkValue", 0, REG_LINK,
-                   reinterpret_cast<const BYTE*>(target.data()),
-                   static_cast<DWORD>(target.size() * sizeof(wchar_t)));
-    RegCloseKey(link);
-
-    Control control;
-    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
-    ASSERT_EQ(kSuccess, control.Open(OpenTypeDelete, L"Top"));
-    EXPECT_EQ(kNotFound, control.DeteleSection());
+    const TestSupport::ScratchUnopenableKey hidden(scratch.Root(), scratch.Child(L"Top\\Below"));
+    EXPECT_EQ(kNotFound, DeleteSection(RegistryKey(scratch), L"Top"));
+    EXPECT_TRUE(log.Contains(L"*** Control::DeteleSection() - cControlForEntry.Open() failed."));
     EXPECT_TRUE(
         log.Contains(L"*** Control::DeteleSection() - Failed to delete all entiries under the "
                      L"section() failed."));
-    ASSERT_EQ(kSuccess, control.Close(false));
     EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Top\\Below")));
+}
 
-    // The link goes with its own handle, not through the link.
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(scratch.Root(), scratch.Child(L"Top\\Below\\Link").c_str(),
-                      REG_OPTION_OPEN_LINK, DELETE, &opened) == ERROR_SUCCESS) {
-        RegDeleteKeyW(opened, L"");
-        RegCloseKey(opened);
+// Deleting a section never reaches through a registry link: a link below the section,
+// or the section's own key when it is one, goes itself, and its target keeps its values
+// and sub-keys. The other keys of the section go as usual.
+TEST(Control, DeletesALinkItselfAndNeverItsTarget) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-link");
+    CreateKey(scratch, L"Target\\Sub");
+    CreateKey(scratch, L"Target");
+    CreateKey(scratch, L"Top\\Plain\\Deep");
+    const TestSupport::ScratchRegistryLink below(scratch.Root(), scratch.Child(L"Top\\Plain\\Link"),
+                                                 scratch.Root(), scratch.Child(L"Target"));
+    const TestSupport::ScratchRegistryLink alias(scratch.Root(), scratch.Child(L"Alias"),
+                                                 scratch.Root(), scratch.Child(L"Target"));
+    struct Case {
+        const wchar_t* section;
+        const TestSupport::ScratchRegistryLink& link;
+    };
+    for (const Case& test : {Case{L"Top", below}, Case{L"Alias", alias}}) {
+        EXPECT_EQ(kSuccess, DeleteSection(RegistryKey(scratch), test.section)) << test.section;
+        EXPECT_FALSE(test.link.Exists()) << test.section;
+        EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Target"), L"V"))
+            << test.section;
+        EXPECT_TRUE(RegKeyExists(scratch.Root(), scratch.Child(L"Target\\Sub"))) << test.section;
     }
+    EXPECT_FALSE(RegKeyExists(scratch.Root(), scratch.Child(L"Top")));
+}
+
+// A section of the 32-bit view is emptied in that view: the 64-bit key of the same path
+// and what is below it stay.
+TEST(Control, TheNestedDeleteKeepsTheSectionsView) {
+    LogCapture log;
+    const ScratchRegistryKey scratch64(L"engine-control-view", HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY);
+    const ScratchRegistryKey scratch32(L"engine-control-view", HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY);
+    const uint32_t value = 1;
+    TestSupport::WriteRegValue(HKEY_LOCAL_MACHINE, scratch32.Child(L"Top\\A32\\Deep"), L"V",
+                               REG_DWORD, &value, sizeof(value), KEY_WOW64_32KEY);
+    TestSupport::WriteRegValue(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), L"V",
+                               REG_DWORD, &value, sizeof(value), KEY_WOW64_64KEY);
+
+    const uint32_t mode = AccessMode32;
+    EXPECT_EQ(kSuccess, DeleteSection(RegistryKey(scratch32), L"Top", &mode));
+    EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, scratch32.Child(L"Top"), KEY_WOW64_32KEY));
+    EXPECT_TRUE(
+        RegKeyExists(HKEY_LOCAL_MACHINE, scratch64.Child(L"Top\\A64\\Deep"), KEY_WOW64_64KEY));
+}
+
+// A flush that fails (the key was deleted behind the section's back) is the close's
+// result, but the section is closed all the same: the next open succeeds.
+TEST(Control, AFailedFlushStillClosesTheSection) {
+    LogCapture log;
+    ScratchRegistryKey scratch(L"engine-control-flush");
+    Control control;
+    ASSERT_EQ(kSuccess, control.Initialize(RegistryKey(scratch), nullptr));
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeStore, L"Doomed"));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"V", uint32_t{1}));
+    ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyW(scratch.Root(), scratch.Child(L"Doomed").c_str()));
+    constexpr int32_t kKeyDeleted = static_cast<int32_t>(0x800703FA);
+    EXPECT_EQ(kKeyDeleted, control.Close(true));
+    EXPECT_TRUE(
+        log.Contains(L"*** Control::Close() - Got ZorvCommon::Storage::Exception(). [0x000003fa]"));
+
+    ASSERT_EQ(kSuccess, control.Open(OpenTypeStore, L"Again"));
+    EXPECT_EQ(kSuccess, control.StoreValue(L"V", uint32_t{2}));
+    EXPECT_EQ(kSuccess, control.Close(true));
+    EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Again"), L"V"));
 }
 
 TEST(Control, DocumentRootNumbersBecomePredefinedHandles) {

@@ -59,13 +59,13 @@ void RemoveFolder(const std::wstring& path) {
 
 }  // namespace
 
-ScratchRegistryKey::ScratchRegistryKey(const std::wstring& suite, HKEY root)
-    : m_Root(root), m_Path(std::wstring(kTestsRoot) + L"\\" + suite) {
-    DeleteTree(m_Root, m_Path);
-    RegCloseKey(CreateKey(m_Root, m_Path));
+ScratchRegistryKey::ScratchRegistryKey(const std::wstring& suite, HKEY root, REGSAM view)
+    : m_Root(root), m_Path(std::wstring(kTestsRoot) + L"\\" + suite), m_View(view) {
+    DeleteTree(m_Root, m_Path, m_View);
+    RegCloseKey(CreateKey(m_Root, m_Path, m_View));
 }
 
-ScratchRegistryKey::~ScratchRegistryKey() { DeleteTree(m_Root, m_Path); }
+ScratchRegistryKey::~ScratchRegistryKey() { DeleteTree(m_Root, m_Path, m_View); }
 
 ScratchFolder::ScratchFolder(const std::wstring& suite) {
     wchar_t temp[MAX_PATH];

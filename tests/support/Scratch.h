@@ -11,9 +11,11 @@
 namespace TestSupport {
 
 // HKCU\Software\OstrelTests\<suite>: deleted and created fresh, removed afterwards.
+// view (KEY_WOW64_32KEY or KEY_WOW64_64KEY) picks the registry view it lives in.
 class ScratchRegistryKey {
 public:
-    explicit ScratchRegistryKey(const std::wstring& suite, HKEY root = HKEY_CURRENT_USER);
+    explicit ScratchRegistryKey(const std::wstring& suite, HKEY root = HKEY_CURRENT_USER,
+                                REGSAM view = 0);
     ~ScratchRegistryKey();
     ScratchRegistryKey(const ScratchRegistryKey&) = delete;
     ScratchRegistryKey& operator=(const ScratchRegistryKey&) = delete;
@@ -25,6 +27,7 @@ public:
 private:
     HKEY m_Root;
     std::wstring m_Path;
+    REGSAM m_View;
 };
 
 // A fresh folder under the temporary directory, removed with its contents afterwards.

@@ -10,6 +10,11 @@ namespace TestSupport {
 using ZorvCommon::UniqueFile;
 
 ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments) {
+    return RunProgram(BinFolder() + tool, arguments);
+}
+
+ToolRun RunProgram(const std::wstring& program, const std::wstring& arguments,
+                   const std::wstring& currentFolder) {
     ToolRun run;
     SECURITY_ATTRIBUTES inherit = {sizeof(inherit), nullptr, TRUE};
     UniqueFile readEnd;
@@ -24,10 +29,11 @@ ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments) {
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = writeEnd.get();
     startup.hStdError = writeEnd.get();
-    std::wstring commandLine = Quoted(BinFolder() + tool) + L" " + arguments;
+    std::wstring commandLine = Quoted(program) + L" " + arguments;
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, &commandLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                        &startup, &process)) {
+    if (!CreateProcessW(nullptr, &commandLine[0], nullptr, nullptr, TRUE, 0, nullptr,
+                        currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup,
+                        &process)) {
         ADD_FAILURE() << "CreateProcessW failed: " << GetLastError();
         return run;
     }

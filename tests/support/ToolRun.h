@@ -14,6 +14,10 @@ struct ToolRun {
 
 // bin\<tool> with the arguments (quoted by the caller); waits up to a minute.
 ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments);
+// The same for a program given by its full path, run in currentFolder (this process's
+// current folder when empty).
+ToolRun RunProgram(const std::wstring& program, const std::wstring& arguments,
+                   const std::wstring& currentFolder = std::wstring());
 
 // L"\"path\"".
 std::wstring Quoted(const std::wstring& path);

@@ -78,6 +78,42 @@ TEST(Format, StepGrowsTheSizeUntilTheTextFits) {
     EXPECT_EQ(text, out);
 }
 
+// The text a growing buffer gave (every earlier step only failed): FormatStep from the
+// largest multiple of 256 that is still too small.
+std::wstring GrownFormat(size_t cchText, const wchar_t* format, const wchar_t* text, int number) {
+    std::wstring out;
+    size_t cchSize = cchText / 256 * 256;
+    while (!StepOnce(out, cchSize, format, text, number)) {
+    }
+    return out;
+}
+
+TEST(Format, AMillionCharactersComeOutWholeAndAsTheGrowingBufferGaveThem) {
+    std::wstring text(1000000, L'7');
+    for (size_t i = 0; i < text.size(); i += 13) {
+        text[i] = static_cast<wchar_t>(L'a' + i % 26);
+    }
+    const wchar_t* const format = L"*** CreateEntry() - failed. [%s] [0x%08x]";
+    std::wstring out;
+    ASSERT_TRUE(Format(out, format, text.c_str(), 0x2a));
+    EXPECT_EQ(L"*** CreateEntry() - failed. [" + text + L"] [0x0000002a]", out);
+    EXPECT_EQ(GrownFormat(out.size(), format, text.c_str(), 0x2a), out);
+}
+
+// The longest text is 16 Mi characters less one, as before (a growing buffer that stopped
+// at 16 Mi characters); counting it first keeps that cheap.
+TEST(Format, TheLimitIsSixteenMiCharactersWithTheTerminator) {
+    constexpr size_t kLimit = 16 * 1024 * 1024;
+    std::wstring text(kLimit - 1, L'q');
+    std::wstring out;
+    ASSERT_TRUE(Format(out, L"%s", text.c_str()));
+    EXPECT_TRUE(out == text) << "the longest text is formatted whole";
+    text.push_back(L'q');
+    EXPECT_FALSE(Format(out, L"%s", text.c_str()));
+    EXPECT_TRUE(out.empty());
+    EXPECT_FALSE(Format(out, L"%s%s", text.c_str(), L"")) << "the whole text counts";
+}
+
 TEST(StringHelpers, BackslashAndTruncation) {
     std::wstring path = L"C:\\dir";
     AppendBackslash(path);

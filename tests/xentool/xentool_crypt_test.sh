@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # xentool encrypt must write what `openssl enc -aes-128-cbc` writes with the document key
-# and a zero IV, and xentool decrypt must read what openssl wrote. Argument: the build
-# folder (xentool.exe is in its bin folder). Wine settings come from scripts/env.sh.
+# and a zero IV, and xentool decrypt must read what openssl wrote; a bad command line
+# prints the usage text and exits 2. Argument: the build folder (xentool.exe is in its
+# bin folder). Wine settings come from scripts/env.sh.
 set -uo pipefail
 BUILD="${1:?usage: xentool_crypt_test.sh BUILD_DIR}"
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/env.sh"
@@ -24,6 +25,18 @@ expect_refusal() {
     local status=$?
     [ "$status" -eq "$code" ] || fail "xentool $* exited $status, expected $code"
     grep -q -- "$fragment" stderr || fail "xentool $* said: $(cat stderr)"
+}
+
+# A bad command line: exit 2, the message and the usage text on stderr, nothing on stdout.
+expect_usage() {
+    local fragment="$1"
+    shift
+    wine "$XENTOOL" "$@" >stdout 2>stderr
+    local status=$?
+    [ "$status" -eq 2 ] || fail "xentool $* exited $status, expected 2"
+    grep -q -- "$fragment" stderr || fail "xentool $* said: $(cat stderr)"
+    grep -q "^usage:" stderr || fail "xentool $* printed no usage"
+    [ ! -s stdout ] || fail "xentool $* wrote to stdout: $(cat stdout)"
 }
 
 declare -A KEYS=([storage]='P5!dW0#sG7@kF2^x' [service]='m3^Tb8&Yc1*Nh6%e'
@@ -64,14 +77,19 @@ expect_refusal 2 "is empty" decrypt --kind storage empty.xen out.xml
 head -c 20 /dev/urandom >cut.xen
 expect_refusal 5 "16-byte blocks" decrypt --kind storage cut.xen out.xml
 cp plain100 keep
-expect_refusal 1 "overwrite the input" encrypt --kind storage keep ./keep
+expect_usage "overwrite the input" encrypt --kind storage keep ./keep
 cmp -s plain100 keep || fail "the input was changed"
-expect_refusal 1 "either --kind" encrypt plain100 out.xen
-expect_refusal 1 "unknown command" scramble
+expect_usage "either --kind" encrypt plain100 out.xen
+expect_usage "unknown option '--force'" encrypt --kind storage --force plain100
+expect_usage "no command given"
+expect_usage "unknown command" scramble
+expect_usage "unknown option '--json'" lint --json plain100
+expect_usage "expected one document" lint plain100 plain15
+expect_usage "unexpected argument '--bogus'" plan --bogus plain100
 for f in out.xen out.xml; do [ ! -e "$f" ] || fail "a refused command left $f behind"; done
 
 if [ "$failures" -ne 0 ]; then
     echo "$failures failure(s)"
     exit 1
 fi
-echo "xentool matches openssl for ${#SIZES[@]} sizes and all 4 kinds; refusals checked"
+echo "xentool matches openssl for ${#SIZES[@]} sizes and all 4 kinds; refusals and usage checked"

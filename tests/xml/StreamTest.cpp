@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "Scratch.h"
+#include "ZorvComn_Exception.h"
 #include "ZorvComn_File.h"
 #include "ZorvComn_Stream.h"
 #include "ZorvComn_XmlLite.h"
@@ -172,6 +174,45 @@ TEST_F(StreamOverFile, OtherOperationsAreNotImplemented) {
     EXPECT_EQ(E_NOTIMPL, m_pStream->LockRegion(any, any, LOCK_WRITE));
     EXPECT_EQ(E_NOTIMPL, m_pStream->UnlockRegion(any, any, LOCK_WRITE));
     EXPECT_EQ(E_NOTIMPL, m_pStream->Clone(&pClone));
+}
+
+// A file whose reads throw what the layers under a stream may throw.
+class ThrowingFile : public FileBase {
+public:
+    enum class Throws { OutOfMemory, LibraryException, Other };
+    explicit ThrowingFile(Throws what) : m_What(what) {}
+    using FileBase::Read;
+    bool Read(void*, uint32_t, uint32_t*, uint32_t*) override {
+        switch (m_What) {
+            case Throws::OutOfMemory:
+                throw std::bad_alloc();
+            case Throws::LibraryException:
+                throw new ZorvCommon::Exception::Base();
+            default:
+                throw 1;
+        }
+    }
+
+private:
+    Throws m_What;
+};
+
+// The XML reader calls the stream from its own frames, which no exception may unwind.
+TEST(StreamOverThrowingFile, AnExceptionOfTheFileBecomesTheReadResult) {
+    for (const auto& [what, expected] :
+         {std::make_pair(ThrowingFile::Throws::OutOfMemory, E_OUTOFMEMORY),
+          std::make_pair(ThrowingFile::Throws::LibraryException, E_FAIL),
+          std::make_pair(ThrowingFile::Throws::Other, E_UNEXPECTED)}) {
+        ThrowingFile file(what);
+        IStream* pStream = new StreamComFileBase(&file);
+        uint8_t buffer[16];
+        ULONG cbRead = 0xdeadbeef;
+        HRESULT result = S_OK;
+        EXPECT_NO_THROW(result = pStream->Read(buffer, sizeof(buffer), &cbRead));
+        EXPECT_EQ(expected, result);
+        EXPECT_EQ(0u, cbRead);
+        EXPECT_EQ(0u, pStream->Release());
+    }
 }
 
 TEST_F(StreamOverFile, StreamFileExOwnsOneStream) {

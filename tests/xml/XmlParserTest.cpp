@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -71,11 +72,7 @@ TEST_F(XmlParserTest, NamesAndAttributesOfTheCurrentElement) {
                            "<Storage version=\"1\" save=\"yes\" Save=\"no\" empty=\"\">"
                            "<Registry/></Storage>");
     ASSERT_TRUE(m_Parser.Start(document.File()));
-    EXPECT_FALSE(m_Parser.MoveToElement(L"storage")) << "MoveToElement matches exactly";
-    ASSERT_TRUE(m_Parser.Stop());
-    document.Rewind();
-    ASSERT_TRUE(m_Parser.Start(document.File()));
-    ASSERT_TRUE(m_Parser.MoveToElement(L"Storage"));
+    ASSERT_TRUE(m_Parser.MoveToElement(L"storage")) << "MoveToElement ignores case as well";
     EXPECT_EQ(L"Storage", m_Parser.GetElementName());
     EXPECT_TRUE(m_Parser.IsElementName(L"STORAGE"));
     EXPECT_FALSE(m_Parser.IsElementName(L"Storag"));
@@ -97,6 +94,17 @@ TEST_F(XmlParserTest, NamesAndAttributesOfTheCurrentElement) {
     ASSERT_TRUE(m_Parser.MoveToFirstChildElement(depth, L"REGISTRY"));
     EXPECT_EQ(1u, depth);
     EXPECT_FALSE(m_Parser.GetAttribute(L"save", value)) << "the map was refilled";
+}
+
+// Documents name their root in any case; a name of another length is another name.
+TEST_F(XmlParserTest, MoveToElementComparesNamesAsTheOtherMovesDo) {
+    PlainDocument document(m_Folder, L"roots.xml",
+                           "<r><storag n=\"1\"/><STORAGES n=\"2\"/><sTorAge n=\"3\"/></r>");
+    ASSERT_TRUE(m_Parser.Start(document.File()));
+    ASSERT_TRUE(m_Parser.MoveToElement(L"Storage"));
+    std::wstring value;
+    ASSERT_TRUE(m_Parser.GetAttribute(L"n", value));
+    EXPECT_EQ(L"3", value);
 }
 
 TEST_F(XmlParserTest, EmptyElementsMixedContentAndWhitespace) {
@@ -241,6 +249,63 @@ TEST_F(XmlParserTest, HostileInputEndsTheWalkInsteadOfHanging) {
     EXPECT_FALSE(m_Parser.MoveToElement(L"b"));
     EXPECT_LT(m_Parser.GetLastResult(), 0);
     ASSERT_TRUE(m_Parser.Stop());
+}
+
+// Wine's reader ends the process when its input runs out, or reaches a NUL, while it
+// still reads a document's opening; those openings are refused before it sees them (as
+// an early end of the input), and nothing else is: every well-formed document starts.
+TEST_F(XmlParserTest, OnlyOpeningsThatStopTheReaderAreRefused) {
+    const std::string kMark = "\xEF\xBB\xBF";
+    const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
+    const std::string kNul(1, '\0');
+    for (const std::string& refused :
+         {kMark, kMark + "<", kMark + "<?", kMark + "<?xml", std::string("<?x"),
+          std::string("<?xml"), kDeclaration, kMark + kDeclaration, kDeclaration + kNul + "<a/>",
+          kMark + kNul + "<a/>", "<?xm" + kNul + "l version=\"1.0\"?><a/>"}) {
+        PlainDocument document(m_Folder, L"refused.xml", refused);
+        EXPECT_FALSE(m_Parser.Start(document.File())) << refused.size();
+        EXPECT_EQ(XmlParser::kResultUnexpectedEnd, m_Parser.GetLastResult()) << refused.size();
+        uint32_t position = 1;
+        EXPECT_TRUE(document.File().SetPointer(0, FILE_CURRENT, &position));
+        EXPECT_EQ(0u, position) << "the file is put back";
+    }
+    for (const std::string& opening :
+         {kMark, kDeclaration, kMark + kDeclaration, kMark + "<!-- c -->", kDeclaration + "\n",
+          std::string("<?pi x?>"), kMark + " ", std::string()}) {
+        PlainDocument document(m_Folder, L"started.xml", opening + "<Root/>");
+        ASSERT_TRUE(m_Parser.Start(document.File())) << opening;
+        EXPECT_TRUE(m_Parser.MoveToElement(L"Root")) << opening;
+        EXPECT_EQ(0, m_Parser.GetLastResult()) << opening;
+        ASSERT_TRUE(m_Parser.Stop());
+    }
+}
+
+// A walk that leaves its scope by an exception still stops the parser it started, and
+// a session never stops a parser that someone else started.
+TEST_F(XmlParserTest, ASessionStopsWhatItStartedOnEveryWayOut) {
+    PlainDocument first(m_Folder, L"first.xml", "<a><b/></a>");
+    PlainDocument second(m_Folder, L"second.xml", "<a><c/></a>");
+    try {
+        ZorvCommon::Storage::XmlParserSession session(m_Parser, first.File());
+        ASSERT_TRUE(session.IsStarted());
+        ASSERT_TRUE(m_Parser.MoveToElement(L"b"));
+        throw std::bad_alloc();
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_FALSE(m_Parser.IsStarted());
+
+    ZorvCommon::Storage::XmlParserSession session(m_Parser, second.File());
+    ASSERT_TRUE(session.IsStarted());
+    {
+        first.Rewind();
+        ZorvCommon::Storage::XmlParserSession nested(m_Parser, first.File());
+        EXPECT_FALSE(nested.IsStarted());
+        EXPECT_FALSE(nested.Stop());
+    }
+    EXPECT_TRUE(m_Parser.MoveToElement(L"c")) << "still reading the second document";
+    EXPECT_TRUE(session.Stop());
+    EXPECT_FALSE(session.Stop()) << "stopped once";
+    EXPECT_FALSE(m_Parser.IsStarted());
 }
 
 }  // namespace

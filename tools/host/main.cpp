@@ -1,5 +1,5 @@
-// ostrel-host: loads Ostrel.dll the way the host framework does (LoadLibrary, the four
-// exports, one utility object) and lets an operator send it requests.
+// ostrel-host: loads Ostrel.dll the way the host framework does (from its own folder by full
+// path, the four exports, one utility object) and lets an operator send it requests.
 //
 //   ostrel-host services|providers|webaccess [--json]
 //   ostrel-host storage DOC.xen [--assign TEXT]
@@ -66,23 +66,39 @@ std::wstring ResultLine(const wchar_t* what, HRESULT result) {
     return std::wstring(what) + L": " + code + L" (" + DescribeResult(result) + L")\n";
 }
 
+// This program's folder with its backslash; empty when its path is unknown.
 std::wstring ExecutableFolder() {
-    std::vector<wchar_t> path(MAX_PATH);
-    DWORD length = 0;
-    while ((length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()))) ==
-           path.size()) {
-        path.resize(path.size() * 2);
+    constexpr size_t kLongestPath = 32768;
+    for (std::vector<wchar_t> path(MAX_PATH); path.size() <= kLongestPath;
+         path.resize(path.size() * 2)) {
+        const DWORD length =
+            GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+        if (length == 0) {
+            return std::wstring();
+        }
+        if (length < path.size()) {
+            const std::wstring file(path.data(), length);
+            return file.substr(0, file.find_last_of(L'\\') + 1);
+        }
     }
-    std::wstring folder(path.data(), length);
-    return folder.substr(0, folder.find_last_of(L'\\') + 1);
+    return std::wstring();
 }
 
 // The module and its exports, for the lifetime of one run.
 class Module {
 public:
     bool Load(std::wstring& failure) {
-        const std::wstring path = ExecutableFolder() + L"Ostrel.dll";
-        m_Module.reset(LoadLibraryW(path.c_str()));
+        const std::wstring folder = ExecutableFolder();
+        if (folder.empty()) {
+            failure = L"cannot tell where this program is (system error " +
+                      std::to_wstring(GetLastError()) + L"), so Ostrel.dll is not loaded";
+            return false;
+        }
+        // By full path; its own imports from its folder and the system directory only.
+        const std::wstring path = folder + L"Ostrel.dll";
+        m_Module.reset(
+            LoadLibraryExW(path.c_str(), nullptr,
+                           LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32));
         if (!m_Module) {
             failure = L"cannot load " + path + L" (system error " +
                       std::to_wstring(GetLastError()) + L")";

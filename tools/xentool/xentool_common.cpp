@@ -6,6 +6,7 @@
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_File.h"
+#include "xentool_usage.h"
 
 namespace Xentool {
 
@@ -106,9 +107,8 @@ bool TakeDocumentKey(Arguments* arguments, std::string* key, int* exitCode) {
     bool hasKey = false;
     if (!TakeOption(arguments, L"--kind", &kind, &hasKind) ||
         !TakeOption(arguments, L"--key", &text, &hasKey) || hasKind == hasKey) {
-        *exitCode = Fail(ExitUsage,
-                         L"give either --kind storage|service|provider|webaccess "
-                         L"or --key TEXT");
+        *exitCode =
+            UsageError(L"give either --kind storage|service|provider|webaccess or --key TEXT");
         return false;
     }
     if (hasKind) {

@@ -8,9 +8,11 @@
 
 namespace Xentool {
 
+// 1 is lint's alone: the document has errors. A bad command line shares 2 with a file
+// that cannot be read or decrypted.
 enum ExitCode : int {
     ExitOk = 0,
-    ExitUsage = 1,   // bad command line
+    ExitUsage = 2,   // bad command line (the usage text is printed)
     ExitInput = 2,   // input missing, unreadable or empty
     ExitKey = 3,     // unknown kind or a key that is not 16 characters
     ExitOutput = 4,  // output could not be written

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "ZorvComn_CryptDocument.h"
+#include "xentool_usage.h"
 
 namespace Xentool {
 
@@ -22,17 +23,17 @@ struct Job {
 // Key first (before any file is touched), then the two paths, which must differ.
 bool ParseJob(const Arguments& arguments, Job* job, int* exitCode) {
     Arguments rest = arguments;
-    if (!TakeDocumentKey(&rest, &job->key, exitCode)) {
+    if (!TakeDocumentKey(&rest, &job->key, exitCode) || !NoOtherOptions(rest, exitCode)) {
         return false;
     }
     if (rest.size() != 2) {
-        *exitCode = Fail(ExitUsage, L"expected an input and an output path");
+        *exitCode = UsageError(L"expected an input and an output path");
         return false;
     }
     job->input = rest[0];
     job->output = rest[1];
     if (SamePath(job->input, job->output)) {
-        *exitCode = Fail(ExitUsage, L"the output would overwrite the input '" + job->input + L"'");
+        *exitCode = UsageError(L"the output would overwrite the input '" + job->input + L"'");
         return false;
     }
     return true;

@@ -4,9 +4,10 @@
 
 #include <cstdio>
 
-#include "Frwk_StringUtility.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
+#include "xentool_lint_grammar.h"
+#include "xentool_usage.h"
 #include "xentool_whatif.h"
 
 namespace Xentool {
@@ -83,14 +84,10 @@ const wchar_t* KindName(DocumentKind kind) {
 // The root decides which rules apply; an encrypted document's key must agree with it.
 void LintDocument(const XmlElement& root, DocumentKind keyKind, Findings& findings) {
     for (const RootKind& known : kRoots) {
-        if (root.Name != known.Root) {
-            if (Frwk::StringUtility::EqualsNoCase(root.Name, known.Root)) {
-                findings.Error(root.At, L"the reader looks for <" + std::wstring(known.Root) +
-                                            L"> written exactly so, not <" + root.Name + L">");
-                return;
-            }
+        if (!root.IsNamed(known.Root)) {
             continue;
         }
+        CheckSpelling(root, known.Root, findings);
         if (keyKind != DocumentKind::Unknown && keyKind != known.Kinds[0] &&
             keyKind != known.Kinds[1]) {
             findings.Error(root.At, std::wstring(L"encrypted with the ") + KindName(keyKind) +
@@ -117,8 +114,12 @@ void LintDocument(const XmlElement& root, DocumentKind keyKind, Findings& findin
 }
 
 int Lint(const Arguments& arguments) {
+    int exitCode = kLintClean;
+    if (!NoOtherOptions(arguments, &exitCode)) {
+        return exitCode;
+    }
     if (arguments.size() != 1) {
-        return Fail(ExitUsage, L"expected one document");
+        return UsageError(L"expected one document");
     }
     const std::wstring& path = arguments[0];
     std::vector<uint8_t> bytes;

@@ -74,6 +74,7 @@ void CheckChildren(const Grammar& grammar, const ElementRule& rule, const XmlEle
                                          L"; the reader ignores it");
             continue;
         }
+        CheckSpelling(child, known->Name, findings);
         if (++counts[known - rule.Children.begin()] == 2 && !known->Repeatable) {
             findings.Warning(child.At, L"<" + child.Name + L"> appears again in " + tag +
                                            L"; the last one counts");
@@ -129,6 +130,13 @@ void CheckStructure(const Grammar& grammar, const XmlElement& element, Findings&
     CheckChildren(grammar, *pRule, element, findings);
     if (pRule->HasText) {
         CheckText(pRule->Text, element.Text, element.TextAt, L"<" + element.Name + L">", findings);
+    }
+}
+
+void CheckSpelling(const XmlElement& element, const wchar_t* spelling, Findings& findings) {
+    if (element.Name != spelling) {
+        findings.Warning(element.At, L"<" + element.Name + L"> is read as <" + spelling +
+                                         L">, but the schemas accept only that spelling");
     }
 }
 

@@ -71,6 +71,10 @@ private:
 // texts outside their tables.
 void CheckStructure(const Grammar& grammar, const XmlElement& element, Findings& findings);
 
+// The readers take element names in any letter case, the schemas only as spelled: a
+// warning when element is not written as spelling.
+void CheckSpelling(const XmlElement& element, const wchar_t* spelling, Findings& findings);
+
 // The last child of that name (the one the readers keep), or null.
 const XmlElement* LastChild(const XmlElement& element, const wchar_t* name);
 // The attribute's value, empty when absent.

@@ -11,6 +11,7 @@
 #include "ZorvComn_XmlParser.h"
 #include "xentool_json.h"
 #include "xentool_profile.h"
+#include "xentool_usage.h"
 #include "xentool_whatif.h"
 
 namespace Xentool {
@@ -372,12 +373,12 @@ bool ParseOptions(const Arguments& arguments, PlanOptions& options, int& exitCod
         } else if (options.Document.empty() && argument.rfind(L"--", 0) != 0) {
             options.Document = argument;
         } else {
-            exitCode = Fail(ExitUsage, L"unexpected argument '" + argument + L"'");
+            exitCode = UsageError(L"unexpected argument '" + argument + L"'");
             return false;
         }
     }
     if (options.Document.empty()) {
-        exitCode = Fail(ExitUsage, L"expected a storage-control document");
+        exitCode = UsageError(L"expected a storage-control document");
         return false;
     }
     return true;

@@ -37,7 +37,8 @@ private:
 
 class TreeBuilder {
 public:
-    explicit TreeBuilder(XmlLiteReader& reader) : m_Reader(reader) {}
+    // end: where the text ends, reported for a document that ends early.
+    TreeBuilder(XmlLiteReader& reader, const Position& end) : m_Reader(reader), m_End(end) {}
 
     // Throws XmlException (by pointer) for what the reader refuses and for a document
     // that ends early.
@@ -51,7 +52,7 @@ public:
                     OpenElement(at);
                     break;
                 case XmlNodeType_EndElement:
-                    m_pCurrent = m_pCurrent != nullptr ? m_pCurrent->Parent : nullptr;
+                    CloseElement(at);
                     break;
                 case XmlNodeType_Text:
                 case XmlNodeType_CDATA:
@@ -63,13 +64,28 @@ public:
             }
         }
         if (m_pRoot == nullptr || m_pCurrent != nullptr) {
-            throw new XmlException(XmlException::KindFailedCall, __LINE__, __FILE__,
-                                   XmlParser::kResultUnexpectedEnd, m_Last.Line, m_Last.Column);
+            EndsEarly();
         }
         return std::move(m_pRoot);
     }
 
 private:
+    [[noreturn]] void EndsEarly() const {
+        throw new XmlException(XmlException::KindFailedCall, __LINE__, __FILE__,
+                               XmlParser::kResultUnexpectedEnd, m_End.Line, m_End.Column);
+    }
+
+    // Wine's reader ends a document whose elements are not all closed without an error,
+    // after end elements of its own, which it places where their start elements stand:
+    // a real end tag always stands after its start tag.
+    void CloseElement(const Position& at) {
+        if (m_pCurrent != nullptr && at.Line == m_pCurrent->At.Line &&
+            at.Column == m_pCurrent->At.Column) {
+            EndsEarly();
+        }
+        m_pCurrent = m_pCurrent != nullptr ? m_pCurrent->Parent : nullptr;
+    }
+
     Position Here() {
         Position at;
         at.Line = m_Reader.GetLineNumber();
@@ -84,8 +100,7 @@ private:
         m_LastType = nodeType;
         m_Last = at;
         if (m_Repeats > kRepeatLimit) {
-            throw new XmlException(XmlException::KindFailedCall, __LINE__, __FILE__,
-                                   XmlParser::kResultUnexpectedEnd, at.Line, at.Column);
+            EndsEarly();
         }
     }
 
@@ -135,6 +150,7 @@ private:
     }
 
     XmlLiteReader& m_Reader;
+    const Position m_End;
     std::unique_ptr<XmlElement> m_pRoot;
     XmlElement* m_pCurrent = nullptr;
     XmlNodeType m_LastType = XmlNodeType_None;
@@ -230,11 +246,15 @@ bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>&
         failure.Result = E_OUTOFMEMORY;
         return false;
     }
+    const std::vector<std::wstring> lines = SourceLines(bytes);
+    Position end;
+    end.Line = static_cast<uint32_t>(lines.size());
+    end.Column = static_cast<uint32_t>(lines.back().size() + 1);
     XmlLiteReader reader;
     try {
         reader.Create(library, stream.get());
-        root = TreeBuilder(reader).Build();
-        PlaceTexts(SourceLines(bytes), *root);
+        root = TreeBuilder(reader, end).Build();
+        PlaceTexts(lines, *root);
         return true;
     } catch (XmlException* pException) {
         const std::unique_ptr<XmlException> owner(pException);

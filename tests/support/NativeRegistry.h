@@ -1,0 +1,52 @@
+#pragma once
+// Registry keys that only the native functions make, for tests of code that must cope
+// with them: links (a key made with REG_OPTION_CREATE_LINK whose REG_LINK value
+// "SymbolicLinkValue" names another key by its native path) and keys whose name holds a
+// NUL. Each is removed through its own handle, so that neither the test nor the scratch
+// key's clean-up reaches through a link. Declare them after the scratch key that holds
+// them.
+
+#include <windows.h>
+
+#include <string>
+
+#include "ZorvComn_Handle.h"
+
+namespace TestSupport {
+
+// The native path of a key ("\REGISTRY\USER\<sid>\Software\..."); empty when the key
+// cannot be opened.
+std::wstring NativeKeyPath(HKEY root, const std::wstring& path);
+
+// A link at root\path to the existing key targetRoot\targetPath, removed afterwards if
+// it is still there.
+class ScratchRegistryLink {
+public:
+    ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
+                        const std::wstring& targetPath);
+    ~ScratchRegistryLink();
+    ScratchRegistryLink(const ScratchRegistryLink&) = delete;
+    ScratchRegistryLink& operator=(const ScratchRegistryLink&) = delete;
+
+    // Whether the link key itself is still there.
+    bool Exists() const;
+
+private:
+    HKEY m_Root;
+    std::wstring m_Path;
+};
+
+// A sub-key of root\parentPath named "Hidden" NUL "Key": the registry lists it, but the
+// Win32 functions, which end a name at its first NUL, cannot open it.
+class ScratchUnopenableKey {
+public:
+    ScratchUnopenableKey(HKEY root, const std::wstring& parentPath);
+    ~ScratchUnopenableKey();
+    ScratchUnopenableKey(const ScratchUnopenableKey&) = delete;
+    ScratchUnopenableKey& operator=(const ScratchUnopenableKey&) = delete;
+
+private:
+    ZorvCommon::UniqueRegKey m_Key;  // from its creation, with DELETE access
+};
+
+}  // namespace TestSupport
