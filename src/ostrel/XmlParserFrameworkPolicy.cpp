@@ -141,8 +141,10 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForPolicy(const PolicyForm<Row>& fo
 template <class Row>
 HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& form,
                                                        std::vector<Row>& rows) {
+    // Counted once: the sibling walk compares it with every row's element.
+    const std::wstring_view element = form.Element;
     uint32_t depth = 0;
-    if (!m_rXmlParser.MoveToFirstChildElement(depth, form.Element)) {
+    if (!m_rXmlParser.MoveToFirstChildElement(depth, element)) {
         ZORV_ERROR(L"*** %s() - this->m_rXmlParser.MoveToFirstChildElement() failed. [%s]",
                    form.Method, form.Element);
         return Ostrel::kWrongState;
@@ -151,7 +153,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& fo
     std::wstring text;
     do {
         Row row;
-        if (!m_rXmlParser.GetAttribute(L"version", row.Version)) {
+        if (!m_rXmlParser.GetAttribute(L"version"sv, row.Version)) {
             ZORV_ERROR(L"*** %s() - this->m_rXmlParser.GetAttribute() failed.", form.Method);
             return Ostrel::kNotFound;  // the rest of the document is not read
         }
@@ -163,7 +165,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& fo
         } else {
             rows.push_back(std::move(row));
         }
-    } while (m_rXmlParser.MoveToNextSiblingElement(depth, form.Element));
+    } while (m_rXmlParser.MoveToNextSiblingElement(depth, element));
     return hr;
 }
 
@@ -286,7 +288,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID&
                                                      std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyShared()...");
     HRESULT hr = S_OK;
-    if (!m_rXmlParser.GetAttribute(L"SharedType", text)) {
+    if (!m_rXmlParser.GetAttribute(L"SharedType"sv, text)) {
         ZORV_ERROR(
             L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->m_rXmlParser."
             L"GetAttribute() failed.");
@@ -298,7 +300,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID&
         hr = Ostrel::kInvalidData;
     } else {
         text.clear();  // a missing "SharedGuid" stays empty, which T2Guid refuses
-        if (!m_rXmlParser.GetAttribute(L"SharedGuid", text) ||
+        if (!m_rXmlParser.GetAttribute(L"SharedGuid"sv, text) ||
             !Frwk::Utility::T2Guid(text, sharedGuid)) {
             ZORV_ERROR(
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - Frwk::Utility::T2Guid() "
@@ -316,12 +318,12 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyPermissions()...");
     HRESULT hr = S_OK;
     uint32_t depth = 0;
-    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, L"Permission");
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, L"Permission"sv);
          found && SUCCEEDED(hr);
-         found = m_rXmlParser.MoveToNextSiblingElement(depth, L"Permission")) {
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, L"Permission"sv)) {
         uint32_t index = 0;
         uint32_t value = 0;
-        if (!m_rXmlParser.GetAttribute(L"type", text)) {
+        if (!m_rXmlParser.GetAttribute(L"type"sv, text)) {
             ZORV_ERROR(
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->m_rXmlParser."
                 L"GetAttribute() failed.");
@@ -353,9 +355,10 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyDepended(const wchar_t* childName,
                                                        std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyDepended()...");
     HRESULT hr = S_OK;
+    const std::wstring_view child = childName;
     uint32_t depth = 0;
-    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, childName);
-         found && SUCCEEDED(hr); found = m_rXmlParser.MoveToNextSiblingElement(depth, childName)) {
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, child); found && SUCCEEDED(hr);
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, child)) {
         GUID guid{};
         if (m_rXmlParser.GetText(text) && Frwk::Utility::T2Guid(text, guid)) {
             guids.push_back(guid);

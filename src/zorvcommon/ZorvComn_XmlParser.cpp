@@ -16,28 +16,6 @@ namespace {
 // The same node at the same place this many times in a row means the reader is stuck.
 constexpr uint32_t kStalledReads = 4;
 
-bool EqualsNoCase(std::wstring_view left, std::wstring_view right) {
-    if (left.size() != right.size()) {
-        return false;
-    }
-    for (size_t i = 0; i < left.size(); ++i) {
-        const wchar_t a = left[i];
-        const wchar_t b = right[i];
-        if (a == b) {
-            continue;
-        }
-        if (a >= 0x80 || b >= 0x80) {
-            return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                        static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
-        }
-        const wchar_t folded = a | 0x20;
-        if (folded != (b | 0x20) || folded < L'a' || folded > L'z') {
-            return false;
-        }
-    }
-    return true;
-}
-
 bool IsTextNode(XmlNodeType nodeType) {
     return nodeType == XmlNodeType_Text || nodeType == XmlNodeType_CDATA ||
            nodeType == XmlNodeType_Whitespace;
@@ -335,14 +313,7 @@ bool XmlParser::ReadNode(XmlNodeType& nodeType) {
     return true;
 }
 
-void XmlParser::GuardProgress(XmlNodeType nodeType) {
-    // Two nodes of one type in a row are rare, so the position is only asked for then.
-    if (nodeType != m_GuardType) {
-        m_GuardType = nodeType;
-        m_GuardLine = 0;  // lines count from 1: no position yet
-        m_GuardRepeats = 0;
-        return;
-    }
+void XmlParser::GuardRepeatedType() {
     const UINT line = m_Reader.GetLineNumber();
     const UINT column = m_Reader.GetLinePosition();
     if (line != m_GuardLine || column != m_GuardColumn) {
@@ -382,6 +353,25 @@ void XmlParser::TakeElement() {
     // The reader is left on the last attribute: the next Read goes on from there as from
     // the element, and nothing of the element is asked for before it (moving back would
     // have the reader copy the element's name once more, an allocation per element).
+}
+
+bool XmlParser::SameLengthEqualsNoCase(std::wstring_view left, std::wstring_view right) {
+    for (size_t i = 0; i < left.size(); ++i) {
+        const wchar_t a = left[i];
+        const wchar_t b = right[i];
+        if (a == b) {
+            continue;
+        }
+        if (a >= 0x80 || b >= 0x80) {
+            return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                        static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+        }
+        const wchar_t folded = a | 0x20;
+        if (folded != (b | 0x20) || folded < L'a' || folded > L'z') {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool XmlParser::MoveToElement(std::wstring_view localName) {
@@ -442,10 +432,6 @@ bool XmlParser::GetAttribute(std::wstring_view name, std::wstring& value) const 
         }
     }
     return false;
-}
-
-bool XmlParser::IsElementName(std::wstring_view name) const {
-    return EqualsNoCase(m_ElementName, name);
 }
 
 bool XmlParser::GetText(std::wstring& text) {

@@ -108,8 +108,9 @@ public:
     // when the parent ends first, at the end of the document or on a reader failure.
     bool MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name = {});
 
-    // Case ignored; names of different lengths never match.
-    bool IsElementName(std::wstring_view name) const;
+    // Case ignored; names of different lengths never match. Inline: a reader asks this of
+    // every element, against each name it knows, and most of them differ in length.
+    bool IsElementName(std::wstring_view name) const { return EqualsNoCase(m_ElementName, name); }
     const std::wstring& GetElementName() const { return m_ElementName; }
     // The text directly inside the current element (text, CDATA and whitespace, joined),
     // read up to the element's end so that the sibling walk goes on after it. An empty
@@ -126,6 +127,11 @@ public:
     uint32_t GetLastDepth() const { return m_LastDepth; }
 
 private:
+    // ASCII letters are folded here; a name with other characters goes to the system.
+    static bool EqualsNoCase(std::wstring_view left, std::wstring_view right) {
+        return left.size() == right.size() && SameLengthEqualsNoCase(left, right);
+    }
+    static bool SameLengthEqualsNoCase(std::wstring_view left, std::wstring_view right);
     // One node forward, keeping the nesting count; an element's depth, emptiness and
     // name land in m_Node*. False at the end of the document. Throws XmlException on a
     // reader failure and on an early end of the input.
@@ -134,8 +140,18 @@ private:
     // when the nesting drops below depth.
     bool SeekElement(uint32_t depth, std::wstring_view name);
     // Ends the walk when the reader keeps answering the same node at the same place
-    // (Wine's reader does so for input cut off inside element text).
-    void GuardProgress(XmlNodeType nodeType);
+    // (Wine's reader does so for input cut off inside element text). Two nodes of one
+    // type in a row are rare, so the position is only asked for then, out of line.
+    void GuardProgress(XmlNodeType nodeType) {
+        if (nodeType != m_GuardType) {
+            m_GuardType = nodeType;
+            m_GuardLine = 0;  // lines count from 1: no position yet
+            m_GuardRepeats = 0;
+        } else {
+            GuardRepeatedType();
+        }
+    }
+    void GuardRepeatedType();
     [[noreturn]] void FailUnexpectedEnd();
     // Makes the element the reader stands on the current one and collects its attributes.
     void TakeElement();
