@@ -3,7 +3,8 @@
 # markdown table: every figure against a baseline measured in the same run, on two
 # clocks (CPU time and wall time), as the median ratio of samples taken in turns with the
 # lowest and highest beside it. The table, with the machine it ran on, the date and the
-# load, is also written to docs/performance.md (or to the file named by BENCH_REPORT).
+# load, also replaces the run's part of docs/performance.md (or of the file named by
+# BENCH_REPORT).
 # A section is a function bench_<name> that runs its benchmark and keeps its
 # "name value..." lines in VALUES; the table is drawn from them at the end. Pass section
 # names to run only those (the report is then left alone).
@@ -256,6 +257,25 @@ How the figures are taken:
 EOF
 }
 
+# The run's part of the report lies between two marker lines and is replaced whole; the
+# rest of the page (where the time goes, from profiles) is written by hand and kept.
+BEGIN_MARK="<!-- The part from here to the end mark is written by scripts/bench.sh. -->"
+END_MARK="<!-- End of the part written by scripts/bench.sh. -->"
+write_report() {
+    local block
+    block=$(printf '%s\n%s\n%s' "$BEGIN_MARK" "$1" "$END_MARK")
+    mkdir -p "$(dirname "$REPORT")"
+    if [ -f "$REPORT" ] && grep -qxF "$BEGIN_MARK" "$REPORT" && grep -qxF "$END_MARK" "$REPORT"; then
+        BLOCK="$block" awk -v begin="$BEGIN_MARK" -v end="$END_MARK" '
+            $0 == begin { print ENVIRON["BLOCK"]; skipping = 1; next }
+            $0 == end { skipping = 0; next }
+            !skipping' "$REPORT" >"$REPORT.new"
+        mv "$REPORT.new" "$REPORT"
+    else
+        printf '# Performance\n\n%s\n' "$block" >"$REPORT"
+    fi
+}
+
 START_SECONDS=$(date +%s)
 START_DATE=$(date -u '+%Y-%m-%d %H:%M UTC')
 START_LOAD=$(cut -d' ' -f1-3 /proc/loadavg)
@@ -279,8 +299,6 @@ wineserver -k
 wine_settle
 
 output=$( {
-    echo "# Performance"
-    echo
     machine
     echo
     table
@@ -289,7 +307,6 @@ output=$( {
 } )
 echo "$output"
 if (($# == 0)); then
-    mkdir -p "$(dirname "$REPORT")"
-    echo "$output" >"$REPORT"
+    write_report "$output"
     say "written to $REPORT" >&2
 fi
