@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchFile.h"
 #include "BenchMeasure.h"
 #include "ZorvComn_AesBlock.h"
 #include "ZorvComn_CryptDocument.h"
@@ -82,16 +83,6 @@ std::wstring ScratchPath() {
            L".xen";
 }
 
-bool WriteScratch(const std::wstring& path, const std::vector<uint8_t>& bytes) {
-    ZorvCommon::UniqueFile file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    return file &&
-           WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                     nullptr) &&
-           written == bytes.size();
-}
-
 // "<name> <CPU MB/s> <wall MB/s>" for runs of `bytes` each.
 void ReportRate(const char* name, const Bench::Costs& costs, double bytes) {
     printf("%s %.1f %.1f\n", name, bytes / 1e6 / Bench::Median(costs.cpu),
@@ -119,7 +110,7 @@ int wmain(int argc, wchar_t** argv) {
     std::vector<uint8_t> ciphertext;
     const std::wstring path = ScratchPath();
     if (!ZorvCommon::Storage::EncryptDocumentBytes(kKey, plaintext, &ciphertext) ||
-        !WriteScratch(path, ciphertext)) {
+        !Bench::WriteWholeFile(path, ciphertext.data(), ciphertext.size())) {
         fprintf(stderr, "cannot write the scratch document\n");
         return 1;
     }

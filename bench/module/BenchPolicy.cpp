@@ -8,6 +8,7 @@
 #include <string>
 
 #include "BenchDocuments.h"
+#include "BenchFile.h"
 #include "BenchMeasure.h"
 #include "BenchModuleHost.h"
 #include "BenchScratch.h"
@@ -32,16 +33,6 @@ bool QueryAll(ModuleHost& host, size_t services) {
         return false;
     }
     return true;
-}
-
-bool WriteFileBytes(const std::wstring& path, const std::string& bytes) {
-    ZorvCommon::UniqueFile file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    return file &&
-           WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                     nullptr) &&
-           written == bytes.size();
 }
 
 // The plain steps: open the plaintext file, read it whole, walk it with XmlLite.
@@ -161,7 +152,8 @@ bool BenchPolicyRequests(const CostClock& clock, ModuleHost& host, InstalledFold
     const std::wstring plainPath = folder.Path() + L"policy.xml";
     if (!walk.Load() ||
         !WriteDocument(folder.Path() + kServicePolicyFile, kServicePolicyKey, plaintext) ||
-        !WriteFileBytes(plainPath, plaintext) || !installed.Set(folder.Path())) {
+        !WriteWholeFile(plainPath, plaintext.data(), plaintext.size()) ||
+        !installed.Set(folder.Path())) {
         return false;
     }
     const std::vector<Costs> costs = MeasureInterleaved(
