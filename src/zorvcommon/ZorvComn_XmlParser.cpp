@@ -390,7 +390,7 @@ bool XmlParser::MoveToElement(std::wstring_view localName) {
     });
 }
 
-bool XmlParser::SeekElement(uint32_t depth, std::wstring_view name) {
+bool XmlParser::SeekElement(uint32_t depth, const std::wstring_view& name) {
     // Below the level asked for already: that level's parent has ended.
     if (!m_Started || OpenElements() < depth) {
         return false;

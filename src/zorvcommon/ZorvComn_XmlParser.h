@@ -137,8 +137,9 @@ private:
     // reader failure and on an early end of the input.
     bool ReadNode(XmlNodeType& nodeType);
     // The walk under both child and sibling moves: the next element at depth, or false
-    // when the nesting drops below depth.
-    bool SeekElement(uint32_t depth, std::wstring_view name);
+    // when the nesting drops below depth. The name by reference: the moves hand on the
+    // view they were given without copying it once more.
+    bool SeekElement(uint32_t depth, const std::wstring_view& name);
     // Ends the walk when the reader keeps answering the same node at the same place
     // (Wine's reader does so for input cut off inside element text). Two nodes of one
     // type in a row are rare, so the position is only asked for then, out of line.
