@@ -1,6 +1,7 @@
 #include "ZorvComn_XmlParser.h"
 
 #include <cctype>
+#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -261,7 +262,7 @@ void XmlParser::ResetWalk() {
 }
 
 template <typename Step>
-bool XmlParser::Catching(Step step) {
+bool XmlParser::Catching(const Step& step) {
     try {
         return step();
     } catch (XmlException* pException) {
@@ -356,7 +357,18 @@ void XmlParser::TakeElement() {
 }
 
 bool XmlParser::SameLengthEqualsNoCase(std::wstring_view left, std::wstring_view right) {
-    for (size_t i = 0; i < left.size(); ++i) {
+    // Names that match mostly match exactly: four characters at a time while they do.
+    size_t i = 0;
+    for (; i + 4 <= left.size(); i += 4) {
+        uint64_t a = 0;
+        uint64_t b = 0;
+        memcpy(&a, left.data() + i, sizeof(a));
+        memcpy(&b, right.data() + i, sizeof(b));
+        if (a != b) {
+            break;
+        }
+    }
+    for (; i < left.size(); ++i) {
         const wchar_t a = left[i];
         const wchar_t b = right[i];
         if (a == b) {
@@ -390,12 +402,12 @@ bool XmlParser::MoveToElement(std::wstring_view localName) {
     });
 }
 
-bool XmlParser::SeekElement(uint32_t depth, const std::wstring_view& name) {
+bool XmlParser::SeekElement(uint32_t depth, const wchar_t* name, size_t cchName) {
     // Below the level asked for already: that level's parent has ended.
     if (!m_Started || OpenElements() < depth) {
         return false;
     }
-    return Catching([&] {
+    return Catching([this, depth, name = std::wstring_view(name, cchName)] {
         XmlNodeType nodeType;
         while (ReadNode(nodeType)) {
             if (nodeType == XmlNodeType_Element) {
@@ -409,19 +421,6 @@ bool XmlParser::SeekElement(uint32_t depth, const std::wstring_view& name) {
         }
         return false;
     });
-}
-
-bool XmlParser::MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name) {
-    const uint32_t depth = m_ElementDepth + 1;
-    if (!SeekElement(depth, name)) {
-        return false;
-    }
-    childDepth = depth;
-    return true;
-}
-
-bool XmlParser::MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name) {
-    return SeekElement(childDepth, name);
 }
 
 bool XmlParser::GetAttribute(std::wstring_view name, std::wstring& value) const {

@@ -103,10 +103,21 @@ public:
     // The first element one level below the current element (optionally with this name,
     // case ignored); childDepth receives its depth for the sibling walk. False when the
     // current element ends first, at the end of the document or on a reader failure.
-    bool MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name = {});
+    // Both moves are inline and hand the name on as characters and count: a view passed
+    // on by value is copied through memory at every call.
+    bool MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name = {}) {
+        const uint32_t depth = m_ElementDepth + 1;
+        if (!SeekElement(depth, name.data(), name.size())) {
+            return false;
+        }
+        childDepth = depth;
+        return true;
+    }
     // The next element at childDepth (optionally with this name, case ignored). False
     // when the parent ends first, at the end of the document or on a reader failure.
-    bool MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name = {});
+    bool MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name = {}) {
+        return SeekElement(childDepth, name.data(), name.size());
+    }
 
     // Case ignored; names of different lengths never match. Inline: a reader asks this of
     // every element, against each name it knows, and most of them differ in length.
@@ -136,10 +147,9 @@ private:
     // name land in m_Node*. False at the end of the document. Throws XmlException on a
     // reader failure and on an early end of the input.
     bool ReadNode(XmlNodeType& nodeType);
-    // The walk under both child and sibling moves: the next element at depth, or false
-    // when the nesting drops below depth. The name by reference: the moves hand on the
-    // view they were given without copying it once more.
-    bool SeekElement(uint32_t depth, const std::wstring_view& name);
+    // The walk under both child and sibling moves: the next element at depth (with the
+    // name, unless it is empty), or false when the nesting drops below depth.
+    bool SeekElement(uint32_t depth, const wchar_t* name, size_t cchName);
     // Ends the walk when the reader keeps answering the same node at the same place
     // (Wine's reader does so for input cut off inside element text). Two nodes of one
     // type in a row are rare, so the position is only asked for then, out of line.
@@ -158,7 +168,7 @@ private:
     void TakeElement();
     // Runs a step that may throw, turning a failure into the last-error record.
     template <typename Step>
-    bool Catching(Step step);
+    bool Catching(const Step& step);
     void RecordFailure(HRESULT result, uint32_t line, uint32_t column);
     void ReleaseDocument();
     void ResetWalk();
