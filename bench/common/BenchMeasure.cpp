@@ -55,12 +55,16 @@ CostClock::CostClock(const UnixProcesses& processes)
 }
 
 Moment CostClock::Now() const {
+    Moment now;
+    now.cpu = (m_Self.IsOpen() ? m_Self.Seconds() : ThreadCpuSeconds()) + m_Server.Seconds();
+    now.wall = Wall();
+    return now;
+}
+
+double CostClock::Wall() const {
     LARGE_INTEGER counter{};
     QueryPerformanceCounter(&counter);
-    Moment now;
-    now.wall = static_cast<double>(counter.QuadPart) * m_SecondsPerCount;
-    now.cpu = (m_Self.IsOpen() ? m_Self.Seconds() : ThreadCpuSeconds()) + m_Server.Seconds();
-    return now;
+    return static_cast<double>(counter.QuadPart) * m_SecondsPerCount;
 }
 
 std::string CostClock::Counted() const {
@@ -113,7 +117,8 @@ std::vector<Costs> MeasureInterleaved(const CostClock& clock,
     }
     std::vector<Costs> costs(contenders.size());
     for (int sample = 0; sample < samples; ++sample) {
-        for (size_t i = 0; i < contenders.size(); ++i) {
+        for (size_t turn = 0; turn < contenders.size(); ++turn) {
+            const size_t i = sample % 2 == 0 ? turn : contenders.size() - 1 - turn;
             if (!measured(i)) {
                 continue;
             }
@@ -124,16 +129,17 @@ std::vector<Costs> MeasureInterleaved(const CostClock& clock,
                 fprintf(stderr, "profiling now: contender %zu alone for %.0f s\n", first + i,
                         g_Profile.seconds);
             }
+            // The CPU time is read at the ends of the sample only: its files cost a few
+            // system calls, which would otherwise count with every run.
             const Moment start = clock.Now();
-            Moment now = start;
             int runs = 0;
             do {
                 if (!contenders[i].m_Run()) {
                     return {};
                 }
                 ++runs;
-                now = clock.Now();
-            } while (now.cpu - start.cpu < minSeconds || now.wall - start.wall < minSeconds);
+            } while (clock.Wall() - start.wall < minSeconds);
+            const Moment now = clock.Now();
             costs[i].cpu.push_back((now.cpu - start.cpu) / runs);
             costs[i].wall.push_back((now.wall - start.wall) / runs);
         }

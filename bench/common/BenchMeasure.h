@@ -32,6 +32,8 @@ public:
     explicit CostClock(const UnixProcesses& processes);
 
     Moment Now() const;
+    // Wall time alone: a cheap read, unlike the CPU time's files.
+    double Wall() const;
     // What the CPU clock counts: "process" or "thread", and "+server".
     std::string Counted() const;
 
@@ -62,9 +64,15 @@ struct Costs {
     Costs Scaled(double factor) const;
 };
 
+// How the benchmarks sample: many short samples, so that a measure and its baseline run
+// within a fraction of a second of each other, however the load of the machine moves.
+constexpr int kSamples = 15;
+constexpr double kSampleSeconds = 0.2;
+
 // After one unmeasured run of each contender, `samples` samples: in each, the contenders
-// take turns, each repeating its run until both clocks have advanced by minSeconds, so
-// that all of them meet the same machine. Empty on a failure.
+// take turns, each repeating its run until minSeconds of wall time have passed, so
+// that all of them meet the same machine; every other sample they go in reverse order,
+// so that a drift of the machine's speed favours none of them. Empty on a failure.
 std::vector<Costs> MeasureInterleaved(const CostClock& clock,
                                       const std::vector<Contender>& contenders, int samples,
                                       double minSeconds);

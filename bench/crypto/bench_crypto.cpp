@@ -33,8 +33,6 @@ constexpr uint32_t kDataSize = 64 * 1024 * 1024;
 constexpr uint32_t kChunk = 4096;
 constexpr uint32_t kPieceSize = 16384;
 constexpr uint32_t kPiecesPerRun = 1024;
-constexpr int kSamples = 9;
-constexpr double kSampleSeconds = 0.5;
 constexpr double kProfileSeconds = 30;
 
 bool DecryptBuffer(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>* plaintext) {
@@ -126,14 +124,14 @@ int wmain(int argc, wchar_t** argv) {
         return 1;
     }
     const std::vector<Bench::Costs> inCache = Bench::MeasureInterleaved(
-        clock, {[&] { return DecryptPieces(&pieces, ciphertext, &output); }}, kSamples,
-        kSampleSeconds);
+        clock, {[&] { return DecryptPieces(&pieces, ciphertext, &output); }}, Bench::kSamples,
+        Bench::kSampleSeconds);
     Aes::ForceEngine(&Aes::PortableEngine());
     const std::vector<Bench::Costs> portable =
-        Bench::MeasureInterleaved(clock, {decrypt}, kSamples, kSampleSeconds);
+        Bench::MeasureInterleaved(clock, {decrypt}, Bench::kSamples, Bench::kSampleSeconds);
     Aes::ForceEngine(nullptr);
     const std::vector<Bench::Costs> file =
-        Bench::MeasureInterleaved(clock, {read, decrypt}, kSamples, kSampleSeconds);
+        Bench::MeasureInterleaved(clock, {read, decrypt}, Bench::kSamples, Bench::kSampleSeconds);
     DeleteFileW(path.c_str());
     if (inCache.empty() || portable.empty() || file.empty()) {
         fprintf(stderr, "a measurement failed\n");

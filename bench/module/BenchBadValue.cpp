@@ -16,7 +16,7 @@ namespace Bench {
 namespace {
 
 constexpr size_t kMillion = 1000000;
-constexpr int kSamples = 3;
+constexpr int kChildSamples = 3;
 constexpr double kMinSeconds = 0.3;
 
 uint64_t FileSize(const std::wstring& path) {
@@ -83,7 +83,7 @@ int RunBadValueChild(ModuleHost& host, const CostClock& clock, const std::wstrin
                                                             (void)host.SendStorage(&request);
                                                             return true;
                                                         }},
-                                                        kSamples, kMinSeconds);
+                                                        kChildSamples, kMinSeconds);
     int exitCode = 1;
     if (FileSize(logPath) < minimumLogBytes) {
         fprintf(result, "the module's log did not print the value (is ZorvDbg64.dll there?)\n");

@@ -20,8 +20,6 @@ namespace Bench {
 namespace {
 
 constexpr size_t kSmallServices = 50;
-constexpr int kSamples = 9;
-constexpr double kSampleSeconds = 0.5;
 
 // A request through the module that must give one row per service.
 bool QueryAll(ModuleHost& host, size_t services) {

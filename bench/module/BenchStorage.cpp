@@ -17,8 +17,6 @@ namespace Bench {
 namespace {
 
 constexpr size_t kValues = 1000;
-constexpr int kSamples = 9;
-constexpr double kSampleSeconds = 0.5;
 
 bool SendRequest(ModuleHost& host, const std::wstring& path) {
     SrvFrwk::Interface::StorageControlRequest request{path, kAssign, std::wstring()};
