@@ -10,6 +10,7 @@
 set -euo pipefail
 export WINEPREFIX="${WINEPREFIX:-$HOME/.wine-ostrel-bench}"
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/env.sh"
+source "$OSTREL_ROOT/bench/wineserver.sh"
 seconds=$1
 shift
 work=$(mktemp -d -t ostrel-profile.XXXXXX)
@@ -17,17 +18,7 @@ trap 'wineserver -k 2>/dev/null || true; rm -rf "$work"' EXIT
 
 wine_settle
 wineserver -p
-dir="server-$(printf '%x-%x' $(stat -c '%d %i' "$WINEPREFIX"))"
-server=""
-while [ -z "$server" ]; do
-    sleep 0.3
-    for pid in /proc/[0-9]*; do
-        case "$(cat "$pid/comm" 2>/dev/null)" in
-            wineserver*) [ "$(basename "$(readlink "$pid/cwd" 2>/dev/null)")" = "$dir" ] &&
-                server=$(basename "$pid") ;;
-        esac
-    done
-done
+server=$(server_pid)
 # The shell that execs Wine hands its own process id to the benchmark (exec keeps it).
 sh -c 'echo $$ >"$0"; exe=$1; shift; exec wine "$exe" --self-pid "$$" "$@"' "$work/pid" "$1" \
     --server-pid "$server" "${@:2}" >"$work/out" 2>"$work/err" &

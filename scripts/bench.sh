@@ -13,6 +13,7 @@ set -euo pipefail
 # turns on, is switched off for the run and restored afterwards either way.
 export WINEPREFIX="${WINEPREFIX:-$HOME/.wine-ostrel-bench}"
 source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
+source "$OSTREL_ROOT/bench/wineserver.sh"
 
 SECTIONS=(crypto log module)
 REPORT="${BENCH_REPORT:-$OSTREL_ROOT/docs/performance.md}"
@@ -30,26 +31,6 @@ ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", (b > 0 ? a / b : 0) }'
 at_least() { awk -v r="$1" -v t="$2" 'BEGIN { print (r >= t ? "met" : "**missed**") }'; }
 at_most() { awk -v r="$1" -v t="$2" 'BEGIN { print (r <= t ? "met" : "**missed**") }'; }
 row() { local IFS='|'; echo "| $* |"; }
-
-# The Unix process id of this prefix's wineserver: its working directory is the server
-# directory named after the prefix's device and inode numbers. A server just started
-# takes a moment to get there.
-server_pid() {
-    local dir pid try
-    dir="server-$(printf '%x-%x' $(stat -c '%d %i' "$WINEPREFIX"))"
-    for try in 1 2 3 4 5 6 7 8 9 10; do
-        for pid in /proc/[0-9]*; do
-            case "$(cat "$pid/comm" 2>/dev/null)" in
-                wineserver*)
-                    if [ "$(basename "$(readlink "$pid/cwd" 2>/dev/null)")" = "$dir" ]; then
-                        basename "$pid"
-                        return
-                    fi ;;
-            esac
-        done
-        sleep 0.3
-    done
-}
 
 # A benchmark executable and its arguments; its output lines join VALUES. It learns its
 # own Unix process id from the shell that becomes it (exec keeps the id), and the
