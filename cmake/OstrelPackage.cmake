@@ -18,11 +18,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/schemas/ DESTINATION schemas
         FILES_MATCHING PATTERN "*.xsd")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION examples
         FILES_MATCHING PATTERN "*.xml" PATTERN "*.ini")
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/trace-library.md
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/behaviour.md
+              ${PROJECT_SOURCE_DIR}/docs/security.md ${PROJECT_SOURCE_DIR}/docs/trace-library.md
         DESTINATION docs)
-# Written on other branches; installed as soon as they exist.
-install(FILES ${PROJECT_SOURCE_DIR}/docs/behaviour.md ${PROJECT_SOURCE_DIR}/docs/security.md
-        DESTINATION docs OPTIONAL)
 
 # Last: strip the binaries, split their debug information, write SHA256SUMS.
 set(OSTREL_DEBUG_DIR ${PROJECT_BINARY_DIR}/debug-info)

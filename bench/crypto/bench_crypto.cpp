@@ -17,6 +17,7 @@
 
 #include "BenchFile.h"
 #include "BenchMeasure.h"
+#include "DocumentVocabulary.h"
 #include "ZorvComn_AesBlock.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_Rijndael.h"
@@ -28,7 +29,7 @@ using ZorvCommon::Cryptograph::DirectionDecrypt;
 using ZorvCommon::Cryptograph::ModeCBC;
 using ZorvCommon::Cryptograph::Rijndael;
 
-constexpr const char* kKey = "P5!dW0#sG7@kF2^x";
+constexpr const char* kKey = Ostrel::Vocabulary::kStorageKey;
 constexpr uint32_t kDataSize = 64 * 1024 * 1024;
 constexpr uint32_t kChunk = 4096;
 constexpr uint32_t kPieceSize = 16384;

@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
+
 namespace Bench {
 
-constexpr const char* kServicePolicyKey = "m3^Tb8&Yc1*Nh6%e";
-constexpr const char* kStorageControlKey = "P5!dW0#sG7@kF2^x";
+constexpr const char* kServicePolicyKey = Ostrel::Vocabulary::kServiceKey;
+constexpr const char* kStorageControlKey = Ostrel::Vocabulary::kStorageKey;
 constexpr const wchar_t* kServicePolicyFile = L"QjBsSvPl.xen";
 // The assignment text the benchmark's storage requests carry.
 constexpr const wchar_t* kAssign = L"bench";

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "BenchClock.h"
 #include "BenchXmlWalk.h"
 #include "PolicyText.h"
@@ -23,7 +24,7 @@
 namespace {
 
 constexpr int kRuns = 11;
-constexpr const char* kKey = "m3^Tb8&Yc1*Nh6%e";
+constexpr const char* kKey = Ostrel::Vocabulary::kServiceKey;
 
 using ZorvCommon::Storage::XmlParser;
 

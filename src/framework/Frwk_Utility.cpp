@@ -52,14 +52,14 @@ std::wstring GetInstalledFolder() {
                                            HKEY_LOCAL_MACHINE, L"Software\\Ulvenhart\\Hearthward");
         if (storage.Open(key, std::wstring())) {
             folder = storage.QueryString(L"InstalledFolder", std::wstring());
-            storage.Close();
+            (void)storage.Close();  // true, or it throws
         }
     } catch (ZorvCommon::Storage::Exception* pException) {
+        const std::unique_ptr<ZorvCommon::Storage::Exception> owner(pException);
         ZORV_ERROR(
             L"*** Frwk::Utility::GetInstalledFolder() -  Got ZorvCommon::Storage::Exception(). "
             L"[0x%08x]",
             pException->m_Error);
-        delete pException;
         return std::wstring();
     }
     return folder;

@@ -13,11 +13,12 @@ public:
     CServiceFactory(const CServiceFactory&) = delete;
     CServiceFactory& operator=(const CServiceFactory&) = delete;
 
-    HRESULT Initialize();
-    HRESULT Uninitialize();
+    [[nodiscard]] HRESULT Initialize();
+    [[nodiscard]] HRESULT Uninitialize();
     // On failure the target of _ppUtilityContext is left untouched.
-    HRESULT CreateUtility(SrvFrwk::Interface::IUtilityEx** _ppUtilityContext,
-                          const GUID* pUtilityGuid);
+    [[nodiscard]] HRESULT CreateUtility(SrvFrwk::Interface::IUtilityEx** _ppUtilityContext,
+                                        const GUID* pUtilityGuid);
     // A wrong GUID leaves the object alive; the caller's pointer is never cleared.
-    HRESULT FreeUtility(SrvFrwk::Interface::IUtilityEx* pServiceManager, const GUID* pUtilityGuid);
+    [[nodiscard]] HRESULT FreeUtility(SrvFrwk::Interface::IUtilityEx* pServiceManager,
+                                      const GUID* pUtilityGuid);
 };

@@ -14,9 +14,9 @@ namespace {
 // Runs step on each of count elements; holes and failures are logged, remembered and
 // the walk goes on. The result is 0 or the last failure.
 template <typename Get, typename Step>
-int32_t WalkAll(size_t count, Get get, const wchar_t* invalidMessage, const wchar_t* failedMessage,
+HRESULT WalkAll(size_t count, Get get, const wchar_t* invalidMessage, const wchar_t* failedMessage,
                 Step step) {
-    int32_t hrResult = kSuccess;
+    HRESULT hrResult = kSuccess;
     for (size_t index = 0; index < count; ++index) {
         auto* pElement = get(index);
         if (pElement == nullptr) {
@@ -24,7 +24,7 @@ int32_t WalkAll(size_t count, Get get, const wchar_t* invalidMessage, const wcha
             hrResult = kInvalidObject;
             continue;
         }
-        const int32_t hr = step(pElement);
+        const HRESULT hr = step(pElement);
         if (hr < 0) {
             ZORV_ERROR(failedMessage, hr);
             hrResult = hr;
@@ -168,14 +168,14 @@ EntryBinary* EntryBinary::CreateCopyData() const {
     return pRtnValue.release();
 }
 
-int32_t EntryBinary::Copy(const EntryBinary& source) {
+HRESULT EntryBinary::Copy(const EntryBinary& source) {
     if (source.m_ByteArray.Length() == 0) {
         m_ByteArray.Free();
         return kSuccess;
     }
     uint32_t error = ERROR_SUCCESS;
     if (!m_ByteArray.Copy(source.m_ByteArray, &error)) {
-        const int32_t hr = ZorvCommon::Exception::ResultFromWin32(error);
+        const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(error);
         ZORV_ERROR(L"*** EntryBinary::Copy() - this->m_ByteArray.Copy() failed. [0x%08x]", hr);
         return hr;
     }
@@ -285,31 +285,56 @@ void CommandWithSectionFlag::Copy(const CommandWithSectionFlag& source) {
     m_SectionFlag = source.m_SectionFlag;
 }
 
-int32_t CommandBase::Invoke() {
-    return WalkAll(
+HRESULT CommandBase::Invoke(const StoreFactory& stores, IRunObserver* pObserver) {
+    m_pStores = &stores;
+    m_pObserver = pObserver;
+    const HRESULT hr = WalkAll(
         m_Sections.size(), [this](size_t index) { return m_Sections[index].get(); },
         L"*** CommandBase::Invoke() - (*pISectionPointer) was invalid.",
         L"*** CommandBase::Invoke() - (*pISectionPointer)->Accept() failed. [0x%08x]",
-        [this](ISection* pSection) { return pSection->Accept(this); });
+        [this](ISection* pSection) {
+            if (m_pObserver != nullptr) {
+                m_pObserver->OnVisit(*this, *pSection);
+            }
+            const HRESULT hrVisit = pSection->Accept(this);
+            if (m_pObserver != nullptr) {
+                m_pObserver->OnVisitEnd(hrVisit);
+            }
+            return hrVisit;
+        });
+    m_pStores = &RealStores();
+    m_pObserver = nullptr;
+    return hr;
 }
 
-int32_t CommandBase::Visit(SectionIniFile* pSection) {
+template <typename Operation>
+HRESULT CommandBase::Observed(const IEntry* pEntry, Operation operation) {
+    if (m_pObserver == nullptr) {
+        return operation();
+    }
+    m_pObserver->OnOperation(pEntry);
+    const HRESULT hr = operation();
+    m_pObserver->OnOperationEnd(hr);
+    return hr;
+}
+
+HRESULT CommandBase::Visit(SectionIniFile* pSection) {
     return VisitSection(pSection);
 }
 
-int32_t CommandBase::Visit(SectionRegistry* pSection) {
+HRESULT CommandBase::Visit(SectionRegistry* pSection) {
     return VisitSection(pSection);
 }
 
 // The control serves this one section: initialised before the visit, released after it.
 template <typename TSection>
-int32_t CommandBase::VisitSection(TSection* pSection) {
-    int32_t hr = InitializeControl(pSection);
+HRESULT CommandBase::VisitSection(TSection* pSection) {
+    HRESULT hr = InitializeControl(pSection);
     if (hr < 0) {
         ZORV_ERROR(L"*** CommandBase::Visit() - this->InitializeControl() failed. [0x%08x]", hr);
         return hr;
     }
-    const int32_t hrVisit = OnVisit(pSection);
+    const HRESULT hrVisit = OnVisit(pSection);
     if (hrVisit < 0) {
         ZORV_ERROR(L"*** CommandBase::Visit() - this->OnVisit() failed. [0x%08x]", hrVisit);
     }
@@ -331,14 +356,14 @@ bool CommandBase::IsControlFree() const {
     return true;
 }
 
-int32_t CommandBase::InitializeControl(SectionRegistry* pSection) {
+HRESULT CommandBase::InitializeControl(SectionRegistry* pSection) {
     if (!IsControlFree()) {
         return kWrongState;
     }
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry,
                                        pSection->GetRoot(), pSection->GetBaseSubKey());
     const uint32_t accessMode = pSection->GetAccessMode();
-    const int32_t hr = m_Control.Initialize(key, &accessMode);
+    const HRESULT hr = m_Control.Initialize(key, &accessMode, *m_pStores);
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandBase::InitializeControl() - this->m_Control.Initialize() failed. "
@@ -349,13 +374,13 @@ int32_t CommandBase::InitializeControl(SectionRegistry* pSection) {
     return hr;
 }
 
-int32_t CommandBase::InitializeControl(SectionIniFile* pSection) {
+HRESULT CommandBase::InitializeControl(SectionIniFile* pSection) {
     if (!IsControlFree()) {
         return kWrongState;
     }
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeIniFile,
                                        pSection->GetFilePath(), pSection->GetSectionName());
-    const int32_t hr = m_Control.Initialize(key, nullptr);
+    const HRESULT hr = m_Control.Initialize(key, nullptr, *m_pStores);
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandBase::InitializeControl() - this->m_Control.Initialize() failed. "
@@ -365,14 +390,14 @@ int32_t CommandBase::InitializeControl(SectionIniFile* pSection) {
     return hr;
 }
 
-int32_t CommandBase::UninitializeControl() {
+HRESULT CommandBase::UninitializeControl() {
     if (!m_Control.IsInitialized()) {
         ZORV_ERROR(
             L"*** CommandBase::UninitializeControl() - this->m_cControl has been already "
             L"uninitialized.");
         return kWrongState;
     }
-    const int32_t hr = m_Control.Uninitialize();
+    const HRESULT hr = m_Control.Uninitialize();
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandBase::UninitializeControl() - this->m_Control.Uninitialize() failed. "
@@ -382,18 +407,18 @@ int32_t CommandBase::UninitializeControl() {
     return hr;
 }
 
-int32_t CommandBase::OnVisit(ISection* pSection) {
+HRESULT CommandBase::OnVisit(ISection* pSection) {
     return WalkAll(
         pSection->GetEntryCount(), [pSection](size_t index) { return pSection->GetEntry(index); },
         L"*** CommandBase::OnVisit() - (*pIEntryPointer) was invalid.",
         L"*** CommandBase::OnVisit() - (*pIEntryPointer)->Accept() failed. [0x%08x]",
-        [this](IEntry* pEntry) { return pEntry->Accept(this); });
+        [this](IEntry* pEntry) { return Observed(pEntry, [&] { return pEntry->Accept(this); }); });
 }
 
 // Opens the entry's section for the transfer, moves the value, and closes the section
 // again, committing only when the value moved.
 template <typename Move>
-int32_t CommandBase::TransferEntry(IEntry* pEntry, const EntryTransfer& transfer, Move move) {
+HRESULT CommandBase::TransferEntry(IEntry* pEntry, const EntryTransfer& transfer, Move move) {
     if (!m_Control.IsInitialized()) {
         ZORV_ERROR(L"*** CommandBase::%s() - this->m_cControl has not been created yet.",
                    transfer.method);
@@ -404,7 +429,7 @@ int32_t CommandBase::TransferEntry(IEntry* pEntry, const EntryTransfer& transfer
     const uint32_t accessRight = pEntry->GetSection()->GetAccessRight();
     const bool defaultAccess =
         transfer.openType == OpenTypeQuery || accessRight == kAccessRightDefault;
-    int32_t hr = m_Control.OpenEx(transfer.openType, sectionName, defaultAccess);
+    HRESULT hr = m_Control.OpenEx(transfer.openType, sectionName, defaultAccess);
     if (hr == kNotFound && transfer.openType == OpenTypeQuery) {
         return kAbsentAccepted;  // the section does not exist
     }
@@ -415,7 +440,7 @@ int32_t CommandBase::TransferEntry(IEntry* pEntry, const EntryTransfer& transfer
     hr = move(name);
     if (hr < 0) {
         ZORV_ERROR(transfer.transferFailed, hr, sectionName.c_str(), name.c_str());
-        m_Control.Close(false);
+        (void)m_Control.Close(false);  // the failed transfer is the result
         return hr;
     }
     hr = m_Control.Close(true);
@@ -427,14 +452,14 @@ int32_t CommandBase::TransferEntry(IEntry* pEntry, const EntryTransfer& transfer
 }
 
 template <typename TEntry>
-int32_t CommandBase::QueryEntry(TEntry* pEntry) {
+HRESULT CommandBase::QueryEntry(TEntry* pEntry) {
     return TransferEntry(pEntry, kQueryTransfer, [&](const std::wstring& name) {
         return m_Control.QueryValue(name, pEntry->GetValue());
     });
 }
 
 template <typename TEntry>
-int32_t CommandBase::StoreEntry(TEntry* pEntry) {
+HRESULT CommandBase::StoreEntry(TEntry* pEntry) {
     return TransferEntry(pEntry, kStoreTransfer, [&](const std::wstring& name) {
         return m_Control.StoreValue(name, pEntry->GetValue());
     });
@@ -442,10 +467,10 @@ int32_t CommandBase::StoreEntry(TEntry* pEntry) {
 
 // Opens the section, walks its entries and closes it. Failures of the open and of the
 // walk are logged and do not stop the pass; the close decides the result.
-int32_t CommandBase::OpenWalkClose(ISection* pSection, const SectionPass& pass) {
+HRESULT CommandBase::OpenWalkClose(ISection* pSection, const SectionPass& pass) {
     const std::wstring name = NameOf(*pSection);
     const uint32_t accessRight = pSection->GetAccessRight();
-    int32_t hr = m_Control.OpenEx(
+    HRESULT hr = m_Control.OpenEx(
         pass.openType, name, pass.openType == OpenTypeQuery || accessRight == kAccessRightDefault);
     if (hr < 0) {
         ZORV_ERROR(pass.openFailed, hr, name.c_str(), accessRight);
@@ -463,14 +488,14 @@ int32_t CommandBase::OpenWalkClose(ISection* pSection, const SectionPass& pass) 
 
 // ---- CommandCreate ----
 
-int32_t CommandCreate::OnSection(SectionRegistry* pSection) {
+HRESULT CommandCreate::OnSection(SectionRegistry* pSection) {
     return CreateSection(
         pSection, pSection->GetAccessRight() == kAccessRightDefault,
         L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]",
         L"*** CommandCreate::OnVisit() - CommandBase::Visit() failed. [0x%08x]");
 }
 
-int32_t CommandCreate::OnSection(SectionIniFile* pSection) {
+HRESULT CommandCreate::OnSection(SectionIniFile* pSection) {
     return CreateSection(
         pSection, true,
         L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) failed. [0x%08x][%s][%d]",
@@ -479,22 +504,25 @@ int32_t CommandCreate::OnSection(SectionIniFile* pSection) {
 
 // With the section flag, a store open and a committed close create the section; either
 // failing is logged and the entries are still visited.
-int32_t CommandCreate::CreateSection(ISection* pSection, bool defaultAccess,
+HRESULT CommandCreate::CreateSection(ISection* pSection, bool defaultAccess,
                                      const wchar_t* openFailed, const wchar_t* walkFailed) {
     if (m_SectionFlag) {
-        const std::wstring name = NameOf(*pSection);
-        int32_t hr = m_Control.OpenEx(OpenTypeStore, name, defaultAccess);
-        if (hr < 0) {
-            ZORV_ERROR(openFailed, hr, name.c_str(), pSection->GetAccessRight());
-        } else {
+        (void)Observed(nullptr, [&] {  // logged; the entries decide the result
+            const std::wstring name = NameOf(*pSection);
+            HRESULT hr = m_Control.OpenEx(OpenTypeStore, name, defaultAccess);
+            if (hr < 0) {
+                ZORV_ERROR(openFailed, hr, name.c_str(), pSection->GetAccessRight());
+                return hr;
+            }
             hr = m_Control.Close(true);
             if (hr < 0) {
                 ZORV_ERROR(
                     L"*** CommandCreate::OnVisit() - this->m_Control.Close() failed. [0x%08x]", hr);
             }
-        }
+            return hr;
+        });
     }
-    const int32_t hr = CommandBase::OnVisit(pSection);
+    const HRESULT hr = CommandBase::OnVisit(pSection);
     if (hr < 0) {
         ZORV_ERROR(walkFailed, hr);
     }
@@ -504,13 +532,13 @@ int32_t CommandCreate::CreateSection(ISection* pSection, bool defaultAccess,
 // The entry is written only when its section does not exist yet. A missing value in an
 // existing section reads as success, so such a section counts as holding the entry.
 template <typename TEntry>
-int32_t CommandCreate::VisitEntry(TEntry* pEntry) {
+HRESULT CommandCreate::VisitEntry(TEntry* pEntry) {
     std::unique_ptr<TEntry> pCheck(pEntry->CreateCopyData());
     if (pCheck == nullptr) {
         ZORV_ERROR(L"*** CommandCreate::Visit() - pCheck was invalid.");
         return kInvalidObject;
     }
-    const int32_t hr = QueryEntry(pCheck.get());
+    const HRESULT hr = QueryEntry(pCheck.get());
     pCheck.reset();
     if (hr < 0) {
         ZORV_ERROR(L"*** CommandCreate::Visit() - this->QueryEntry() failed. [0x%08x]", hr);
@@ -540,14 +568,14 @@ constexpr SectionPass kStorePass = {
     L"*** CommandStore::OnVisit() - this->m_Control.Close() failed. [0x%08x]"};
 }  // namespace
 
-int32_t CommandQuery::OnSection(ISection* pSection) {
+HRESULT CommandQuery::OnSection(ISection* pSection) {
     return OpenWalkClose(pSection, kQueryPass);
 }
 
 // The stored value lands in the command's own entry.
 template <typename TEntry>
-int32_t CommandQuery::VisitEntry(TEntry* pEntry) {
-    const int32_t hr = m_Control.QueryValue(NameOf(*pEntry), pEntry->GetValue());
+HRESULT CommandQuery::VisitEntry(TEntry* pEntry) {
+    const HRESULT hr = m_Control.QueryValue(NameOf(*pEntry), pEntry->GetValue());
     if (hr < 0) {
         ZORV_ERROR(L"*** CommandQuery::Visit() - this->m_Control.QueryValue() failed. [0x%08x]",
                    hr);
@@ -557,12 +585,12 @@ int32_t CommandQuery::VisitEntry(TEntry* pEntry) {
 
 // ---- CommandStore ----
 
-int32_t CommandStore::OnSection(ISection* pSection) {
+HRESULT CommandStore::OnSection(ISection* pSection) {
     return OpenWalkClose(pSection, kStorePass);
 }
 
 template <typename TEntry>
-int32_t CommandStore::VisitEntry(TEntry* pEntry) {
+HRESULT CommandStore::VisitEntry(TEntry* pEntry) {
     return m_Control.StoreValue(NameOf(*pEntry), pEntry->GetValue());
 }
 
@@ -571,16 +599,16 @@ int32_t CommandStore::VisitEntry(TEntry* pEntry) {
 namespace {
 // Text is concatenated; numbers add up, wrapping at their width.
 template <typename Value>
-int32_t AppendValue(Value& current, const Value& append) {
+HRESULT AppendValue(Value& current, const Value& append) {
     current += append;
     return kSuccess;
 }
 
-int32_t AppendValue(ZorvCommon::ByteArray& current, const ZorvCommon::ByteArray& append) {
+HRESULT AppendValue(ZorvCommon::ByteArray& current, const ZorvCommon::ByteArray& append) {
     if (current.AddData(append.Data(), append.Length())) {
         return kSuccess;
     }
-    const int32_t hr = ZorvCommon::Exception::ResultFromWin32(
+    const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(
         append.Length() == 0 ? ERROR_INVALID_HANDLE : ERROR_BAD_ARGUMENTS);
     ZORV_ERROR(L"*** CommandAppend::Visit() - pCurrent->m_ByteArray.AddData() failed. [0x%08x]",
                hr);
@@ -592,7 +620,7 @@ int32_t AppendValue(ZorvCommon::ByteArray& current, const ZorvCommon::ByteArray&
 // stored; for bytes a missing value is tolerated), appends the entry's value to it and
 // stores the copy.
 template <typename TEntry>
-int32_t CommandAppend::VisitEntry(TEntry* pAppend) {
+HRESULT CommandAppend::VisitEntry(TEntry* pAppend) {
     if (pAppend == nullptr) {
         ZORV_ERROR(L"*** CommandAppend::Visit() - pAppend was invalid.");
         return kInvalidObject;
@@ -603,7 +631,7 @@ int32_t CommandAppend::VisitEntry(TEntry* pAppend) {
         return kInvalidObject;
     }
     Reset(pCurrent->GetValue());
-    int32_t hr = QueryEntry(pCurrent.get());
+    HRESULT hr = QueryEntry(pCurrent.get());
     const bool tolerated = std::is_same<TEntry, EntryBinary>::value && hr == kNotFound;
     if (hr < 0 && !tolerated) {
         ZORV_ERROR(L"*** CommandAppend::Visit() - this->QueryEntry() failed. [0x%08x]", hr);
@@ -624,9 +652,9 @@ int32_t CommandAppend::VisitEntry(TEntry* pAppend) {
 
 // With the section flag the whole section goes first; each listed entry is then still
 // tried by name.
-int32_t CommandDelete::OnSection(ISection* pSection) {
+HRESULT CommandDelete::OnSection(ISection* pSection) {
     const std::wstring name = NameOf(*pSection);
-    int32_t hr = m_Control.OpenEx(OpenTypeDelete, name, true);
+    HRESULT hr = m_Control.OpenEx(OpenTypeDelete, name, true);
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandDelete::OnVisit() - this->m_Control.Open(Delete) failed. [0x%08x][%s]", hr,
@@ -634,7 +662,7 @@ int32_t CommandDelete::OnSection(ISection* pSection) {
         return hr;
     }
     if (m_SectionFlag) {
-        hr = m_Control.DeteleSection();
+        hr = Observed(nullptr, [this] { return m_Control.DeteleSection(); });
         if (hr < 0) {
             ZORV_ERROR(
                 L"*** CommandDelete::OnVisit() - this->m_Control.DeteleSection() failed. "
@@ -653,9 +681,9 @@ int32_t CommandDelete::OnSection(ISection* pSection) {
     return hr;
 }
 
-int32_t CommandDelete::Visit(EntryName* pEntry) {
+HRESULT CommandDelete::Visit(EntryName* pEntry) {
     const std::wstring name = NameOf(*pEntry);
-    const int32_t hr = m_Control.DeteleEntry(name);
+    const HRESULT hr = m_Control.DeteleEntry(name);
     if (hr < 0) {
         ZORV_ERROR(
             L"*** CommandDelete::Visit() - this->m_Control.DeteleEntry() failed. [0x%08x] [%s]", hr,
@@ -698,13 +726,13 @@ CommandBase* CreateVisitor(uint32_t visitorType) {
 
 // ---- CommandChain ----
 
-int32_t CommandChain::Invoke() {
+HRESULT CommandChain::Invoke(const StoreFactory& stores, IRunObserver* pObserver) {
     ZORV_TRACE(L"[Enter] CommandChain::Invoke()...");
-    const int32_t hr = WalkAll(
+    const HRESULT hr = WalkAll(
         m_Commands.size(), [this](size_t index) { return m_Commands[index].get(); },
         L"*** CommandChain::Invoke() - (*pICommandPointer) was invalid.",
         L"*** CommandChain::Invoke() - (*pICommandPointer)->Invoke() failed. [0x%08x]",
-        [](ICommand* pCommand) { return pCommand->Invoke(); });
+        [&](ICommand* pCommand) { return pCommand->Invoke(stores, pObserver); });
     ZORV_TRACE(L"[Leave] CommandChain::Invoke()...");
     return hr;
 }

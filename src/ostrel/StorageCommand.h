@@ -58,7 +58,7 @@ struct SectionPass;    // the messages of one open-walk-close pass over a sectio
 class IAcceptor {
 public:
     virtual ~IAcceptor() = default;
-    virtual int32_t Accept(IVisitor* pVisitor) = 0;
+    [[nodiscard]] virtual HRESULT Accept(IVisitor* pVisitor) = 0;
 };
 
 class IValueData {
@@ -99,13 +99,13 @@ class IVisitor {
 public:
     virtual ~IVisitor() = default;
     virtual uint32_t GetType() const = 0;
-    virtual int32_t Visit(EntryUint64* pEntry) = 0;
-    virtual int32_t Visit(EntryUint32* pEntry) = 0;
-    virtual int32_t Visit(EntryBinary* pEntry) = 0;
-    virtual int32_t Visit(EntryString* pEntry) = 0;
-    virtual int32_t Visit(EntryName* pEntry) = 0;
-    virtual int32_t Visit(SectionIniFile* pSection) = 0;
-    virtual int32_t Visit(SectionRegistry* pSection) = 0;
+    [[nodiscard]] virtual HRESULT Visit(EntryUint64* pEntry) = 0;
+    [[nodiscard]] virtual HRESULT Visit(EntryUint32* pEntry) = 0;
+    [[nodiscard]] virtual HRESULT Visit(EntryBinary* pEntry) = 0;
+    [[nodiscard]] virtual HRESULT Visit(EntryString* pEntry) = 0;
+    [[nodiscard]] virtual HRESULT Visit(EntryName* pEntry) = 0;
+    [[nodiscard]] virtual HRESULT Visit(SectionIniFile* pSection) = 0;
+    [[nodiscard]] virtual HRESULT Visit(SectionRegistry* pSection) = 0;
 };
 
 // ---- Entries ----
@@ -115,7 +115,7 @@ class EntryName : public IEntry {
 public:
     EntryName(const std::wstring& name, ISection* pSection) : m_pSection(pSection), m_Name(name) {}
 
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     EntryName* CreateCopyData() const override;
     uint32_t GetType() const override { return ValueTypeName; }
     void GetName(std::wstring& name) const override { name = m_Name; }
@@ -152,21 +152,21 @@ private:
 class EntryString : public EntryValue<std::wstring, ValueTypeString> {
 public:
     using EntryValue::EntryValue;
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     EntryString* CreateCopyData() const override;
 };
 
 class EntryUint32 : public EntryValue<uint32_t, ValueTypeUint32> {
 public:
     using EntryValue::EntryValue;
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     EntryUint32* CreateCopyData() const override;
 };
 
 class EntryUint64 : public EntryValue<uint64_t, ValueTypeUint64> {
 public:
     using EntryValue::EntryValue;
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     EntryUint64* CreateCopyData() const override;
 };
 
@@ -175,11 +175,11 @@ class EntryBinary : public EntryName {
 public:
     EntryBinary(const std::wstring& name, ISection* pSection) : EntryName(name, pSection) {}
 
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     EntryBinary* CreateCopyData() const override;
     uint32_t GetType() const override { return ValueTypeBinary; }
     // Copies the source's bytes (an empty source leaves this entry empty).
-    [[nodiscard]] int32_t Copy(const EntryBinary& source);
+    [[nodiscard]] HRESULT Copy(const EntryBinary& source);
     ZorvCommon::ByteArray& GetValue() { return m_ByteArray; }
     const ZorvCommon::ByteArray& GetValue() const { return m_ByteArray; }
 
@@ -231,7 +231,7 @@ public:
           m_BaseSubKey(baseSubKey),
           m_AccessMode(accessMode) {}
 
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     SectionRegistry* CreateCopyData() const override;
     uint32_t GetType() const override { return SectionTypeRegistry; }
     HKEY GetRoot() const { return m_Root; }
@@ -252,7 +252,7 @@ public:
           m_FilePath(filePath),
           m_SectionName(sectionName) {}
 
-    int32_t Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
     SectionIniFile* CreateCopyData() const override;
     uint32_t GetType() const override { return SectionTypeIniFile; }
     const std::wstring& GetFilePath() const { return m_FilePath; }
@@ -265,9 +265,26 @@ private:
 
 // ---- Commands ----
 
+class ICommand;
+
+// What a dry run hears of a command run, in order: each visit of a command to a section
+// and, within it, each operation: an entry, or (pEntry null) the command's act on the
+// whole section. hr is what the operation, resp. the visit, gave.
+class IRunObserver {
+public:
+    virtual ~IRunObserver() = default;
+    virtual void OnVisit(const ICommand& command, const ISection& section) = 0;
+    virtual void OnOperation(const IEntry* pEntry) = 0;
+    virtual void OnOperationEnd(HRESULT hr) = 0;
+    virtual void OnVisitEnd(HRESULT hr) = 0;
+};
+
 class ICommand {
 public:
-    virtual int32_t Invoke() = 0;
+    // Runs against the real registry and INI files.
+    [[nodiscard]] HRESULT Invoke() { return Invoke(RealStores(), nullptr); }
+    // Runs against the stores the factory gives; pObserver may be null.
+    [[nodiscard]] virtual HRESULT Invoke(const StoreFactory& stores, IRunObserver* pObserver) = 0;
     // A deep copy; null when that fails.
     virtual ICommand* Clone() const = 0;
     virtual void Release() { delete this; }
@@ -277,11 +294,12 @@ public:
 // Visits every section it owns with a control initialised for that section alone.
 class CommandBase : public IVisitor, public ICommand {
 public:
-    int32_t Invoke() override;
-    int32_t Visit(SectionIniFile* pSection) override;
-    int32_t Visit(SectionRegistry* pSection) override;
+    using ICommand::Invoke;
+    [[nodiscard]] HRESULT Invoke(const StoreFactory& stores, IRunObserver* pObserver) override;
+    [[nodiscard]] HRESULT Visit(SectionIniFile* pSection) override;
+    [[nodiscard]] HRESULT Visit(SectionRegistry* pSection) override;
     // Only a delete acts on a bare name.
-    int32_t Visit(EntryName*) override { return kNotSupported; }
+    [[nodiscard]] HRESULT Visit(EntryName*) override { return kNotSupported; }
 
     // Takes ownership; null is kept as a hole that Invoke reports.
     void AddSection(ISection* pSection);
@@ -295,32 +313,38 @@ public:
 
 protected:
     // The walk over a section's entries.
-    virtual int32_t OnVisit(ISection* pSection);
-    virtual int32_t OnVisit(SectionIniFile* pSection) = 0;
-    virtual int32_t OnVisit(SectionRegistry* pSection) = 0;
+    [[nodiscard]] virtual HRESULT OnVisit(ISection* pSection);
+    [[nodiscard]] virtual HRESULT OnVisit(SectionIniFile* pSection) = 0;
+    [[nodiscard]] virtual HRESULT OnVisit(SectionRegistry* pSection) = 0;
 
     // Reads, resp. writes, the stored value of the entry's name in its own section, each
     // with its own open and close of the section.
     template <typename TEntry>
-    int32_t QueryEntry(TEntry* pEntry);
+    [[nodiscard]] HRESULT QueryEntry(TEntry* pEntry);
     template <typename TEntry>
-    int32_t StoreEntry(TEntry* pEntry);
+    [[nodiscard]] HRESULT StoreEntry(TEntry* pEntry);
     // Opens the section, walks its entries and closes it (with commit).
-    int32_t OpenWalkClose(ISection* pSection, const SectionPass& pass);
+    [[nodiscard]] HRESULT OpenWalkClose(ISection* pSection, const SectionPass& pass);
+    // Runs one operation (see IRunObserver) and tells the observer.
+    template <typename Operation>
+    [[nodiscard]] HRESULT Observed(const IEntry* pEntry, Operation operation);
 
     Control m_Control;
 
 private:
     template <typename Move>
-    int32_t TransferEntry(IEntry* pEntry, const EntryTransfer& transfer, Move move);
+    [[nodiscard]] HRESULT TransferEntry(IEntry* pEntry, const EntryTransfer& transfer, Move move);
     bool IsControlFree() const;
-    int32_t InitializeControl(SectionRegistry* pSection);
-    int32_t InitializeControl(SectionIniFile* pSection);
-    int32_t UninitializeControl();
+    [[nodiscard]] HRESULT InitializeControl(SectionRegistry* pSection);
+    [[nodiscard]] HRESULT InitializeControl(SectionIniFile* pSection);
+    [[nodiscard]] HRESULT UninitializeControl();
     template <typename TSection>
-    int32_t VisitSection(TSection* pSection);
+    [[nodiscard]] HRESULT VisitSection(TSection* pSection);
 
     std::vector<std::unique_ptr<ISection>> m_Sections;
+    // While Invoke runs: where the control's stores come from, and who hears of it.
+    const StoreFactory* m_pStores = &RealStores();
+    IRunObserver* m_pObserver = nullptr;
 };
 
 // A create or delete that can act on the whole section as well as on its entries.
@@ -343,15 +367,19 @@ public:
     uint32_t GetType() const override { return Type; }
     ICommand* Clone() const override;
     using Base::Visit;
-    int32_t Visit(EntryUint64* pEntry) override { return Self()->VisitEntry(pEntry); }
-    int32_t Visit(EntryUint32* pEntry) override { return Self()->VisitEntry(pEntry); }
-    int32_t Visit(EntryBinary* pEntry) override { return Self()->VisitEntry(pEntry); }
-    int32_t Visit(EntryString* pEntry) override { return Self()->VisitEntry(pEntry); }
+    [[nodiscard]] HRESULT Visit(EntryUint64* pEntry) override { return Self()->VisitEntry(pEntry); }
+    [[nodiscard]] HRESULT Visit(EntryUint32* pEntry) override { return Self()->VisitEntry(pEntry); }
+    [[nodiscard]] HRESULT Visit(EntryBinary* pEntry) override { return Self()->VisitEntry(pEntry); }
+    [[nodiscard]] HRESULT Visit(EntryString* pEntry) override { return Self()->VisitEntry(pEntry); }
 
 protected:
     using CommandBase::OnVisit;
-    int32_t OnVisit(SectionIniFile* pSection) override { return Self()->OnSection(pSection); }
-    int32_t OnVisit(SectionRegistry* pSection) override { return Self()->OnSection(pSection); }
+    [[nodiscard]] HRESULT OnVisit(SectionIniFile* pSection) override {
+        return Self()->OnSection(pSection);
+    }
+    [[nodiscard]] HRESULT OnVisit(SectionRegistry* pSection) override {
+        return Self()->OnSection(pSection);
+    }
 
 private:
     Derived* Self() { return static_cast<Derived*>(this); }
@@ -366,12 +394,12 @@ public:
 
 private:
     friend TypedCommand;
-    int32_t OnSection(SectionIniFile* pSection);
-    int32_t OnSection(SectionRegistry* pSection);
-    int32_t CreateSection(ISection* pSection, bool defaultAccess, const wchar_t* openFailed,
-                          const wchar_t* walkFailed);
+    [[nodiscard]] HRESULT OnSection(SectionIniFile* pSection);
+    [[nodiscard]] HRESULT OnSection(SectionRegistry* pSection);
+    [[nodiscard]] HRESULT CreateSection(ISection* pSection, bool defaultAccess,
+                                        const wchar_t* openFailed, const wchar_t* walkFailed);
     template <typename TEntry>
-    int32_t VisitEntry(TEntry* pEntry);
+    [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
 };
 
 // Reads each stored value into the command's own entry.
@@ -381,9 +409,9 @@ public:
 
 private:
     friend TypedCommand;
-    int32_t OnSection(ISection* pSection);
+    [[nodiscard]] HRESULT OnSection(ISection* pSection);
     template <typename TEntry>
-    int32_t VisitEntry(TEntry* pEntry);
+    [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
 };
 
 // Writes (overwrites) each entry.
@@ -393,9 +421,9 @@ public:
 
 private:
     friend TypedCommand;
-    int32_t OnSection(ISection* pSection);
+    [[nodiscard]] HRESULT OnSection(ISection* pSection);
     template <typename TEntry>
-    int32_t VisitEntry(TEntry* pEntry);
+    [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
 };
 
 // Appends to what is stored: text is concatenated, numbers are added (wrapping), bytes
@@ -407,9 +435,9 @@ public:
 
 private:
     friend TypedCommand;
-    int32_t OnSection(ISection* pSection) { return CommandBase::OnVisit(pSection); }
+    [[nodiscard]] HRESULT OnSection(ISection* pSection) { return CommandBase::OnVisit(pSection); }
     template <typename TEntry>
-    int32_t VisitEntry(TEntry* pAppend);
+    [[nodiscard]] HRESULT VisitEntry(TEntry* pAppend);
 };
 
 // Deletes each named value; with the section flag it deletes the whole section first.
@@ -418,13 +446,13 @@ class CommandDelete
 public:
     static constexpr const wchar_t* kClassName = L"CommandDelete";
     using TypedCommand::Visit;
-    int32_t Visit(EntryName* pEntry) override;
+    [[nodiscard]] HRESULT Visit(EntryName* pEntry) override;
 
 private:
     friend TypedCommand;
-    int32_t OnSection(ISection* pSection);
+    [[nodiscard]] HRESULT OnSection(ISection* pSection);
     // Every typed entry is deleted by its name.
-    int32_t VisitEntry(EntryName* pEntry) { return Visit(pEntry); }
+    [[nodiscard]] HRESULT VisitEntry(EntryName* pEntry) { return Visit(pEntry); }
 };
 
 // Instantiated with the commands' member templates in the engine's source.
@@ -445,7 +473,8 @@ public:
     CommandChain(const CommandChain&) = delete;
     CommandChain& operator=(const CommandChain&) = delete;
 
-    int32_t Invoke() override;
+    using ICommand::Invoke;
+    [[nodiscard]] HRESULT Invoke(const StoreFactory& stores, IRunObserver* pObserver) override;
     ICommand* Clone() const override;
 
     // Takes ownership; null is kept as a hole that Invoke reports.

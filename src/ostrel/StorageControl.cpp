@@ -22,7 +22,7 @@ enum class Absence {
     Plain,     // like any other Win32 error
 };
 
-int32_t FromStorageException(const wchar_t* method, const std::wstring* name, Absence absence,
+HRESULT FromStorageException(const wchar_t* method, const std::wstring* name, Absence absence,
                              const ZorvCommon::Storage::Exception* pException) {
     if (pException == nullptr) {
         if (name != nullptr) {
@@ -51,7 +51,7 @@ int32_t FromStorageException(const wchar_t* method, const std::wstring* name, Ab
 // Runs a backend call that answers true or false (false gives onFalse) and turns what it
 // throws into a result; name (may be null) goes into the log line.
 template <typename Call>
-int32_t Guard(const wchar_t* method, const std::wstring* name, Absence absence, int32_t onFalse,
+HRESULT Guard(const wchar_t* method, const std::wstring* name, Absence absence, HRESULT onFalse,
               Call call) {
     try {
         return call() ? kSuccess : onFalse;
@@ -92,11 +92,26 @@ HKEY ToRegistryRoot(uint64_t value) {
     return reinterpret_cast<HKEY>(static_cast<uintptr_t>(value));
 }
 
-Control::~Control() {
-    Uninitialize();
+std::unique_ptr<ZorvCommon::Storage::RegistryBase> StoreFactory::NewRegistry(uint32_t view) const {
+    return std::unique_ptr<ZorvCommon::Storage::RegistryBase>(
+        new (std::nothrow) ZorvCommon::Storage::Registry(view));
 }
 
-int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
+std::unique_ptr<Base> StoreFactory::NewIniFile() const {
+    return std::unique_ptr<Base>(new (std::nothrow) ZorvCommon::Storage::IniFile());
+}
+
+const StoreFactory& RealStores() {
+    static const StoreFactory stores;
+    return stores;
+}
+
+Control::~Control() {
+    (void)Uninitialize();  // a destructor has no one to tell
+}
+
+HRESULT Control::Initialize(const Key& key, const uint32_t* accessMode,
+                            const StoreFactory& stores) {
     if (m_pBase != nullptr || m_pKey != nullptr) {
         ZORV_ERROR(
             L"*** Control::Initialize() - this->m_pStorage or this->m_pKey has been already "
@@ -127,12 +142,17 @@ int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
                         Key(ZorvCommon::Storage::StorageTypeRegistry,
                             ToRegistryRoot(reinterpret_cast<uintptr_t>(key.m_Root)), key.m_SubKey));
     std::unique_ptr<Base> pBase;
+    ZorvCommon::Storage::RegistryBase* pRegistry = nullptr;
     if (pKey == nullptr) {
         ZORV_ERROR(L"*** Control::Initialize() - pKey was invalid.");
     } else {
-        pBase.reset(isIniFile
-                        ? static_cast<Base*>(new (std::nothrow) ZorvCommon::Storage::IniFile())
-                        : new (std::nothrow) ZorvCommon::Storage::Registry(mode));
+        if (isIniFile) {
+            pBase = stores.NewIniFile();
+        } else {
+            std::unique_ptr<ZorvCommon::Storage::RegistryBase> pNew = stores.NewRegistry(mode);
+            pRegistry = pNew.get();
+            pBase = std::move(pNew);
+        }
         if (pBase == nullptr) {
             ZORV_ERROR(L"*** Control::Initialize() - pBase was invalid.");
         }
@@ -144,16 +164,18 @@ int32_t Control::Initialize(const Key& key, const uint32_t* accessMode) {
     }
     m_pKey = std::move(pKey);
     m_pBase = std::move(pBase);
+    m_pRegistry = pRegistry;
     m_AccessMode = mode;
     m_eOpenType = OpenTypeNone;
     return kSuccess;
 }
 
-int32_t Control::Uninitialize() {
-    const int32_t hr = m_eOpenType != OpenTypeNone ? Close(false) : kSuccess;
+HRESULT Control::Uninitialize() {
+    const HRESULT hr = m_eOpenType != OpenTypeNone ? Close(false) : kSuccess;
     m_eOpenType = OpenTypeNone;
     m_SectionName.clear();
     m_pKey.reset();
+    m_pRegistry = nullptr;
     m_pBase.reset();
     m_AccessMode = AccessModeDefault;
     return hr < 0 ? hr : kSuccess;
@@ -163,7 +185,7 @@ bool Control::IsRegistry() const {
     return m_pKey != nullptr && IsRegistryType(m_pKey->m_Type);
 }
 
-int32_t Control::OpenEx(const uint32_t& openType, const std::wstring& sectionName,
+HRESULT Control::OpenEx(const uint32_t& openType, const std::wstring& sectionName,
                         bool defaultAccess) {
     if (!IsInitialized()) {
         ZORV_ERROR(L"*** Control::OpenEx() - this->m_pBase or this->m_pKey was invalid.");
@@ -201,7 +223,7 @@ int32_t Control::OpenEx(const uint32_t& openType, const std::wstring& sectionNam
                        std::to_wstring(openType).c_str());
             return kNotSupported;
     }
-    const int32_t hr = Guard(L"OpenEx", &sectionName, Absence::Failure, kNotSupported,
+    const HRESULT hr = Guard(L"OpenEx", &sectionName, Absence::Failure, kNotSupported,
                              [&] { return (m_pBase.get()->*open)(*m_pKey, sectionName); });
     if (hr == kSuccess) {
         m_eOpenType = openType;
@@ -210,14 +232,14 @@ int32_t Control::OpenEx(const uint32_t& openType, const std::wstring& sectionNam
     return hr;
 }
 
-int32_t Control::Open(const uint32_t& openType, const std::wstring& sectionName) {
+HRESULT Control::Open(const uint32_t& openType, const std::wstring& sectionName) {
     return OpenEx(openType, sectionName, true);
 }
 
 // A committed close of a store flushes what was written. The section is closed whatever
 // the flush gives (a section left open would refuse every later open); a failed flush
 // is still the result.
-int32_t Control::Close(const bool& commit) {
+HRESULT Control::Close(const bool& commit) {
     if (m_pBase == nullptr) {
         ZORV_ERROR(L"*** Control::Close() - this->m_pBase was invalid.");
         return kInvalidObject;
@@ -227,10 +249,10 @@ int32_t Control::Close(const bool& commit) {
         return kWrongState;
     }
     const bool flush = commit && m_eOpenType == OpenTypeStore;
-    const int32_t hrFlush = flush ? Guard(L"Close", nullptr, Absence::Plain, kWrongState,
+    const HRESULT hrFlush = flush ? Guard(L"Close", nullptr, Absence::Plain, kWrongState,
                                           [&] { return m_pBase->Flush(); })
                                   : kSuccess;
-    const int32_t hr =
+    const HRESULT hr =
         Guard(L"Close", nullptr, Absence::Plain, kWrongState, [&] { return m_pBase->Close(); });
     if (hr == kSuccess) {
         m_eOpenType = OpenTypeNone;
@@ -239,7 +261,7 @@ int32_t Control::Close(const bool& commit) {
     return hrFlush != kSuccess ? hrFlush : hr;
 }
 
-int32_t Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const {
+HRESULT Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const {
     if (m_pBase == nullptr || (needsKey && m_pKey == nullptr)) {
         if (needsKey) {
             ZORV_ERROR(L"*** Control::%s() - this->m_pBase or this->m_pKey was invalid.", method);
@@ -257,7 +279,7 @@ int32_t Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsK
 }
 
 // 64-bit values exist in the registry only.
-int32_t Control::CheckRegistry(const wchar_t* method) const {
+HRESULT Control::CheckRegistry(const wchar_t* method) const {
     if (!IsRegistry()) {
         ZORV_ERROR(L"*** Control::%s() - Specified Access Type was not supported. [%d]", method,
                    m_pKey->m_Type);
@@ -266,8 +288,8 @@ int32_t Control::CheckRegistry(const wchar_t* method) const {
     return kSuccess;
 }
 
-int32_t Control::QueryValue(const std::wstring& name, std::wstring& value) {
-    const int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
+HRESULT Control::QueryValue(const std::wstring& name, std::wstring& value) {
+    const HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -277,8 +299,8 @@ int32_t Control::QueryValue(const std::wstring& name, std::wstring& value) {
     });
 }
 
-int32_t Control::QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value) {
-    const int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
+HRESULT Control::QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value) {
+    const HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -286,8 +308,8 @@ int32_t Control::QueryValue(const std::wstring& name, ZorvCommon::ByteArray& val
                  [&] { return m_pBase->QueryBinary(name, value); });
 }
 
-int32_t Control::QueryValue(const std::wstring& name, uint32_t& value) {
-    const int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
+HRESULT Control::QueryValue(const std::wstring& name, uint32_t& value) {
+    const HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -297,8 +319,8 @@ int32_t Control::QueryValue(const std::wstring& name, uint32_t& value) {
     });
 }
 
-int32_t Control::QueryValue(const std::wstring& name, uint64_t& value) {
-    int32_t hr = CheckOpen(L"QueryValue", OpenTypeQuery, true);
+HRESULT Control::QueryValue(const std::wstring& name, uint64_t& value) {
+    HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, true);
     if (hr == kSuccess) {
         hr = CheckRegistry(L"QueryValue");
     }
@@ -306,13 +328,13 @@ int32_t Control::QueryValue(const std::wstring& name, uint64_t& value) {
         return hr;
     }
     return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
-        value = static_cast<ZorvCommon::Storage::Registry&>(*m_pBase).QueryUint64(name);
+        value = m_pRegistry->QueryUint64(name);
         return true;
     });
 }
 
-int32_t Control::StoreValue(const std::wstring& name, const std::wstring& value) {
-    const int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
+HRESULT Control::StoreValue(const std::wstring& name, const std::wstring& value) {
+    const HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -320,8 +342,8 @@ int32_t Control::StoreValue(const std::wstring& name, const std::wstring& value)
                  [&] { return m_pBase->SetString(name, value); });
 }
 
-int32_t Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value) {
-    const int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
+HRESULT Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value) {
+    const HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -330,8 +352,8 @@ int32_t Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArra
     });
 }
 
-int32_t Control::StoreValue(const std::wstring& name, const uint32_t& value) {
-    const int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
+HRESULT Control::StoreValue(const std::wstring& name, const uint32_t& value) {
+    const HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -339,8 +361,8 @@ int32_t Control::StoreValue(const std::wstring& name, const uint32_t& value) {
                  [&] { return m_pBase->SetUint32(name, value); });
 }
 
-int32_t Control::StoreValue(const std::wstring& name, const uint64_t& value) {
-    int32_t hr = CheckOpen(L"StoreValue", OpenTypeStore, true);
+HRESULT Control::StoreValue(const std::wstring& name, const uint64_t& value) {
+    HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, true);
     if (hr == kSuccess) {
         hr = CheckRegistry(L"StoreValue");
     }
@@ -351,8 +373,8 @@ int32_t Control::StoreValue(const std::wstring& name, const uint64_t& value) {
                  [&] { return m_pBase->SetUint64(name, value); });
 }
 
-int32_t Control::DeteleEntry(const std::wstring& name) {
-    const int32_t hr = CheckOpen(L"DeteleEntry", OpenTypeDelete, false);
+HRESULT Control::DeteleEntry(const std::wstring& name) {
+    const HRESULT hr = CheckOpen(L"DeteleEntry", OpenTypeDelete, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -360,8 +382,8 @@ int32_t Control::DeteleEntry(const std::wstring& name) {
                  [&] { return m_pBase->DeleteValue(name); });
 }
 
-int32_t Control::EnumSection(std::vector<std::wstring>& names) {
-    const int32_t hr = CheckOpen(L"EnumSection", OpenTypeEnum, false);
+HRESULT Control::EnumSection(std::vector<std::wstring>& names) {
+    const HRESULT hr = CheckOpen(L"EnumSection", OpenTypeEnum, false);
     if (hr != kSuccess) {
         return hr;
     }
@@ -369,8 +391,8 @@ int32_t Control::EnumSection(std::vector<std::wstring>& names) {
                  [&] { return m_pBase->EnumKeys(names); });
 }
 
-int32_t Control::DeteleSection() {
-    const int32_t hr = CheckOpen(L"DeteleSection", OpenTypeDelete, true);
+HRESULT Control::DeteleSection() {
+    const HRESULT hr = CheckOpen(L"DeteleSection", OpenTypeDelete, true);
     if (hr != kSuccess) {
         return hr;
     }
@@ -388,28 +410,30 @@ int32_t Control::DeteleSection() {
 // each key is deleted through its own handle. A link met on the way (or the section's
 // key, when it is a link) is deleted itself and its target is left alone. The
 // section's registry view applies to every key of the walk.
-int32_t Control::DeleteRegistrySection() {
-    ZorvCommon::Storage::Registry section(m_AccessMode);
-    const int32_t hr = Guard(L"OpenEx", &m_SectionName, Absence::Failure, kNotSupported,
-                             [&] { return section.OpenNodeForDelete(*m_pKey, m_SectionName); });
+HRESULT Control::DeleteRegistrySection() {
+    std::unique_ptr<ZorvCommon::Storage::RegistryBase> section;
+    const HRESULT hr = Guard(L"OpenEx", &m_SectionName, Absence::Failure, kNotSupported, [&] {
+        section = m_pRegistry->OpenNode(*m_pKey, m_SectionName);
+        return true;
+    });
     if (hr < 0) {
         ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
         return hr;
     }
-    const int32_t hrSubSections = DeleteSubSections(section, m_SectionName);
+    const HRESULT hrSubSections = DeleteSubSections(*section, m_SectionName);
     if (hrSubSections < 0) {
         return hrSubSections;
     }
     return Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
-                 [&] { return section.DeleteOpenKey(); });
+                 [&] { return section->DeleteOpenKey(); });
 }
 
 // Deletes every sub-key of the key open in parent (named sectionName in the log). The
 // first failure stops the walk and keeps parent's key.
-int32_t Control::DeleteSubSections(ZorvCommon::Storage::Registry& parent,
+HRESULT Control::DeleteSubSections(ZorvCommon::Storage::RegistryBase& parent,
                                    const std::wstring& sectionName) {
     std::vector<std::wstring> names;
-    int32_t hr = Guard(L"EnumSection", nullptr, Absence::Accepted, kWrongState,
+    HRESULT hr = Guard(L"EnumSection", nullptr, Absence::Accepted, kWrongState,
                        [&] { return parent.EnumKeys(names); });
     if (hr < 0) {
         ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.EnumSection() failed. [%d]",
@@ -420,17 +444,19 @@ int32_t Control::DeleteSubSections(ZorvCommon::Storage::Registry& parent,
     ZorvCommon::String::AppendBackslash(prefix);
     for (const std::wstring& name : names) {
         const std::wstring childName = prefix + name;
-        ZorvCommon::Storage::Registry child(m_AccessMode);
-        hr = Guard(L"OpenEx", &childName, Absence::Failure, kNotSupported,
-                   [&] { return child.OpenNodeForDelete(parent, name); });
+        std::unique_ptr<ZorvCommon::Storage::RegistryBase> child;
+        hr = Guard(L"OpenEx", &childName, Absence::Failure, kNotSupported, [&] {
+            child = parent.OpenSubNode(name);
+            return true;
+        });
         if (hr < 0) {
             ZORV_ERROR(L"*** Control::DeteleSection() - cControlForEntry.Open() failed. [%d]", hr);
             break;
         }
-        hr = DeleteSubSections(child, childName);
+        hr = DeleteSubSections(*child, childName);
         if (hr >= 0) {
             hr = Guard(L"DeteleSection", nullptr, Absence::Accepted, kWrongState,
-                       [&] { return child.DeleteOpenKey(); });
+                       [&] { return child->DeleteOpenKey(); });
         }
         if (hr < 0) {
             ZORV_ERROR(

@@ -39,6 +39,19 @@ enum AccessMode : uint32_t {
 // value is taken as a handle as it stands.
 HKEY ToRegistryRoot(uint64_t value);
 
+// Where a control gets its backend: the real registry and INI files, unless a dry run
+// hands the commands a picture of them. A factory may serve several controls at once.
+class StoreFactory {
+public:
+    virtual ~StoreFactory() = default;
+    // A new store, or null when there is no memory.
+    virtual std::unique_ptr<ZorvCommon::Storage::RegistryBase> NewRegistry(uint32_t view) const;
+    virtual std::unique_ptr<ZorvCommon::Storage::Base> NewIniFile() const;
+};
+
+// The real registry and INI files.
+const StoreFactory& RealStores();
+
 class Control {
 public:
     Control() = default;
@@ -46,48 +59,50 @@ public:
     Control(const Control&) = delete;
     Control& operator=(const Control&) = delete;
 
-    // Access types 0 and 4 build a registry backend, 1 an INI-file backend. accessMode
-    // (registry only) may be null, meaning the default view.
-    [[nodiscard]] int32_t Initialize(const ZorvCommon::Storage::Key& key,
-                                     const uint32_t* accessMode);
+    // Access types 0 and 4 build a registry backend, 1 an INI-file backend, each from
+    // stores. accessMode (registry only) may be null, meaning the default view.
+    [[nodiscard]] HRESULT Initialize(const ZorvCommon::Storage::Key& key,
+                                     const uint32_t* accessMode,
+                                     const StoreFactory& stores = RealStores());
     // Closes an open section (without commit) and releases the backend.
-    int32_t Uninitialize();
+    [[nodiscard]] HRESULT Uninitialize();
     bool IsInitialized() const { return m_pBase != nullptr && m_pKey != nullptr; }
 
     // defaultAccess false is allowed only for a store on a registry key: the key is then
     // created with the registry-key security attributes.
-    [[nodiscard]] int32_t OpenEx(const uint32_t& openType, const std::wstring& sectionName,
+    [[nodiscard]] HRESULT OpenEx(const uint32_t& openType, const std::wstring& sectionName,
                                  bool defaultAccess);
-    [[nodiscard]] int32_t Open(const uint32_t& openType, const std::wstring& sectionName);
-    int32_t Close(const bool& commit);
+    [[nodiscard]] HRESULT Open(const uint32_t& openType, const std::wstring& sectionName);
+    [[nodiscard]] HRESULT Close(const bool& commit);
 
     // A failed query leaves value untouched.
-    [[nodiscard]] int32_t QueryValue(const std::wstring& name, std::wstring& value);
-    [[nodiscard]] int32_t QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value);
-    [[nodiscard]] int32_t QueryValue(const std::wstring& name, uint32_t& value);
-    [[nodiscard]] int32_t QueryValue(const std::wstring& name, uint64_t& value);  // registry only
-    [[nodiscard]] int32_t StoreValue(const std::wstring& name, const std::wstring& value);
-    [[nodiscard]] int32_t StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value);
-    [[nodiscard]] int32_t StoreValue(const std::wstring& name, const uint32_t& value);
-    [[nodiscard]] int32_t StoreValue(const std::wstring& name,
+    [[nodiscard]] HRESULT QueryValue(const std::wstring& name, std::wstring& value);
+    [[nodiscard]] HRESULT QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value);
+    [[nodiscard]] HRESULT QueryValue(const std::wstring& name, uint32_t& value);
+    [[nodiscard]] HRESULT QueryValue(const std::wstring& name, uint64_t& value);  // registry only
+    [[nodiscard]] HRESULT StoreValue(const std::wstring& name, const std::wstring& value);
+    [[nodiscard]] HRESULT StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value);
+    [[nodiscard]] HRESULT StoreValue(const std::wstring& name, const uint32_t& value);
+    [[nodiscard]] HRESULT StoreValue(const std::wstring& name,
                                      const uint64_t& value);  // registry only
 
     // Deletes the section open for deletion; a registry key loses its sub-keys first,
     // deepest first, and a registry link is deleted itself, never followed.
-    [[nodiscard]] int32_t DeteleSection();
-    [[nodiscard]] int32_t DeteleEntry(const std::wstring& name);
+    [[nodiscard]] HRESULT DeteleSection();
+    [[nodiscard]] HRESULT DeteleEntry(const std::wstring& name);
     // The names of the sub-sections of the section open for enumeration.
-    [[nodiscard]] int32_t EnumSection(std::vector<std::wstring>& names);
+    [[nodiscard]] HRESULT EnumSection(std::vector<std::wstring>& names);
 
 private:
-    int32_t CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const;
-    int32_t CheckRegistry(const wchar_t* method) const;
+    [[nodiscard]] HRESULT CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const;
+    [[nodiscard]] HRESULT CheckRegistry(const wchar_t* method) const;
     bool IsRegistry() const;
-    int32_t DeleteRegistrySection();
-    int32_t DeleteSubSections(ZorvCommon::Storage::Registry& parent,
-                              const std::wstring& sectionName);
+    [[nodiscard]] HRESULT DeleteRegistrySection();
+    [[nodiscard]] HRESULT DeleteSubSections(ZorvCommon::Storage::RegistryBase& parent,
+                                            const std::wstring& sectionName);
 
     std::unique_ptr<ZorvCommon::Storage::Base> m_pBase;
+    ZorvCommon::Storage::RegistryBase* m_pRegistry = nullptr;  // m_pBase, when a registry
     std::unique_ptr<ZorvCommon::Storage::Key> m_pKey;
     uint32_t m_AccessMode = AccessModeDefault;
     uint32_t m_eOpenType = OpenTypeNone;

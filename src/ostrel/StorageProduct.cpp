@@ -9,7 +9,7 @@
 namespace Ostrel {
 namespace Storage {
 
-int32_t QueryVersion(std::wstring& version) {
+HRESULT QueryVersion(std::wstring& version) {
     const uint32_t error = ZorvCommon::Storage::Reg::QueryValue(
         HKEY_LOCAL_MACHINE, L"Software\\Ulvenhart\\Hearthward", L"Version", std::wstring(), version,
         ZorvCommon::Storage::RegistryView64);

@@ -1,7 +1,8 @@
 #pragma once
 // The installed product's version, as the storage-control documents compare it.
 
-#include <cstdint>
+#include <windows.h>
+
 #include <string>
 
 namespace Ostrel {
@@ -10,7 +11,7 @@ namespace Storage {
 // HKEY_LOCAL_MACHINE "Software\Ulvenhart\Hearthward" "Version" in the 64-bit view;
 // version is empty when the value cannot be read. A missing key or value gives
 // 0x8004020B.
-[[nodiscard]] int32_t QueryVersion(std::wstring& version);
+[[nodiscard]] HRESULT QueryVersion(std::wstring& version);
 
 }  // namespace Storage
 }  // namespace Ostrel

@@ -98,6 +98,6 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
 }
 
 HRESULT CXmlParserDocument::ReaderFailure() const {
-    const int32_t lastResult = m_rXmlParser.GetLastResult();
+    const HRESULT lastResult = m_rXmlParser.GetLastResult();
     return lastResult < 0 ? lastResult : Ostrel::kWrongState;
 }

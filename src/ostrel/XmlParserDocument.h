@@ -32,17 +32,19 @@ public:
     // before it: 0x80040206 for a key of another length, the open's Win32 error as
     // 0x8007xxxx, the reader's code (or 0x80040201) when it cannot start or find root.
     // place is the caller's statement (OSTREL_SOURCE_PLACE), named by the lines written.
-    HRESULT Read(const Ostrel::SourcePlace& place, const wchar_t* fileName, const char* szKey,
-                 const wchar_t* root, const std::function<HRESULT()>& walk);
+    [[nodiscard]] HRESULT Read(const Ostrel::SourcePlace& place, const wchar_t* fileName,
+                               const char* szKey, const wchar_t* root,
+                               const std::function<HRESULT()>& walk);
 
     // The reader's failure during the walk (logged by Read), 0 when there was none.
-    HRESULT GetReadError() const { return m_ReadError; }
+    [[nodiscard]] HRESULT GetReadError() const { return m_ReadError; }
 
 private:
-    HRESULT ReadOpenFile(const std::wstring& path, ZorvCommon::Storage::FileBase& file,
-                         const wchar_t* root, const std::function<HRESULT()>& walk);
+    [[nodiscard]] HRESULT ReadOpenFile(const std::wstring& path,
+                                       ZorvCommon::Storage::FileBase& file, const wchar_t* root,
+                                       const std::function<HRESULT()>& walk);
     // The reader's last code when it is a failure, else 0x80040201.
-    HRESULT ReaderFailure() const;
+    [[nodiscard]] HRESULT ReaderFailure() const;
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     Ostrel::SourcePlace m_Place = {};  // of the running Read

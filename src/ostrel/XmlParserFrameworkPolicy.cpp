@@ -34,23 +34,15 @@ struct CXmlParserFrameworkPolicy::PolicyForm {
 
 namespace {
 
-using Ostrel::TextValue;
-using namespace std::string_view_literals;  // L"..."sv: names whose length is not counted
+using namespace std::string_view_literals;  // L"..."sv: names counted by the compiler
 
-constexpr TextValue kModuleTypes[] = {
-    {L"eExectable", 0}, {L"eDynamicLinkLibrary", 1}, {L"eInlineCode", 2}};
-constexpr TextValue kStartupTypes[] = {
-    {L"eDisable", 0}, {L"eAutomatic", 1}, {L"eDemand", 2}, {L"ePreStart", 3}};
-constexpr TextValue kLoadOptions[] = {{L"eSequentialLoad", 0}, {L"eParallelLoad", 1}};
-constexpr TextValue kUnloadOptions[] = {{L"eSequentialUnload", 0}, {L"eParallelUnload", 1}};
-constexpr TextValue kInterfaceTypes[] = {{L"eIFrwkService", 0}, {L"eIFrwkServiceEx", 1}};
-constexpr TextValue kDataConversions[] = {
-    {L"eNoneConversion", 0}, {L"eDefaultConversion", 1}, {L"eSpecificConversion", 2}};
-constexpr TextValue kSharedTypes[] = {
-    {L"eIndependent", 0}, {L"eSharedService", 1}, {L"eSharedProvider", 2}};
-// Slot 2 has no text and keeps its initial deny.
-constexpr TextValue kPermissionIndexes[] = {{L"eSetup", 0}, {L"eNormal", 1}, {L"eMaintain", 3}};
-constexpr TextValue kPermissionTypes[] = {{L"eAllow", 1}, {L"eDeny", 0}};
+// A vocabulary name as a view that the compiler counts: handed over as characters, it would
+// be counted with wcslen at every comparison, and readers compare names at every element.
+template <const wchar_t* Name>
+constexpr std::wstring_view kName = Name;
+
+using Ostrel::TextValue;
+using namespace Ostrel::Vocabulary;
 
 constexpr size_t kPermissionSlots = std::extent_v<decltype(RowService::Permission)>;
 
@@ -85,18 +77,17 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForServicePolicy(
     static const PolicyForm<RowService> kForm = {
         L"CXmlParserFrameworkPolicy::QueryValueForServicePolicy",
         L"QjBsSvPl.xen",
-        L"FrameworkService",
-        L"ServiceGuid",
+        PolicyElement::kFrameworkService,
+        PolicyElement::kServiceGuid,
         L"[Service Guid]",
-        L"DependedServices",
-        L"DependedService",
+        PolicyElement::kDependedServices,
+        PolicyElement::kDependedService,
         L"[DependedServices]",
         18,
         &RowService::ServiceGuid,
         &RowService::DependedServices,
         &RowService::InterfaceType};
-    char szKey[] = "m3^Tb8&Yc1*Nh6%e";
-    return QueryValueForPolicy(kForm, szKey, pArrayOfRowService);
+    return QueryValueForPolicy(kForm, kServiceKey, pArrayOfRowService);
 }
 
 HRESULT CXmlParserFrameworkPolicy::QueryValueForProviderPolicy(
@@ -104,18 +95,17 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForProviderPolicy(
     static const PolicyForm<RowProvider> kForm = {
         L"CXmlParserFrameworkPolicy::QueryValueForProviderPolicy",
         L"QjEnPvPl.xen",
-        L"FrameworkProvider",
-        L"ProviderGuid",
+        PolicyElement::kFrameworkProvider,
+        PolicyElement::kProviderGuid,
         L"[Provider Guid]",
-        L"DependedProviders",
-        L"DependedProvider",
+        PolicyElement::kDependedProviders,
+        PolicyElement::kDependedProvider,
         L"[DependedProviders]",
         19,
         &RowProvider::ProviderGuid,
         &RowProvider::DependedProviders,
         nullptr};
-    char szKey[] = "K7#pQ2!vR9@wL4$z";
-    return QueryValueForPolicy(kForm, szKey, pArrayOfRowProvider);
+    return QueryValueForPolicy(kForm, kProviderKey, pArrayOfRowProvider);
 }
 
 template <class Row>
@@ -129,8 +119,9 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForPolicy(const PolicyForm<Row>& fo
     pRows->clear();
 
     CXmlParserDocument document(m_rXmlParser, form.Method);
-    HRESULT hr = document.Read(OSTREL_SOURCE_PLACE, form.FileName, szKey, L"BaseFramework",
-                               [&] { return ParsePolicyElements(form, *pRows); });
+    HRESULT hr =
+        document.Read(OSTREL_SOURCE_PLACE, form.FileName, szKey, PolicyElement::kBaseFramework,
+                      [&] { return ParsePolicyElements(form, *pRows); });
     if (document.GetReadError() < 0) {
         hr = document.GetReadError();
     }
@@ -177,10 +168,10 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
         const wchar_t* reader = nullptr;
         HRESULT hr = S_OK;
-        if (m_rXmlParser.IsElementName(L"Shared"sv)) {
+        if (m_rXmlParser.IsElementName(kName<PolicyElement::kShared>)) {
             reader = L"ParsePolicyShared";
             hr = ParsePolicyShared(row.SharedType, row.SharedGuid, text);
-        } else if (m_rXmlParser.IsElementName(L"Permissions"sv)) {
+        } else if (m_rXmlParser.IsElementName(kName<PolicyElement::kPermissions>)) {
             reader = L"ParsePolicyPermissions";
             hr = ParsePolicyPermissions(row.Permission, text);
         } else if (m_rXmlParser.IsElementName(form.DependedElement)) {
@@ -201,7 +192,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
         }
     }
     // The walk also ends when the reader fails: the row is then cut short.
-    const int32_t lastResult = m_rXmlParser.GetLastResult();
+    const HRESULT lastResult = m_rXmlParser.GetLastResult();
     return lastResult < 0 ? lastResult : S_OK;
 }
 
@@ -213,25 +204,25 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, 
     bool parsed = false;
     if (is(form.GuidElement)) {
         parsed = read() && Frwk::Utility::T2Guid(text, row.*form.Guid);
-    } else if (is(L"Module"sv)) {
+    } else if (is(kName<PolicyElement::kModule>)) {
         parsed = read() && GetModuleType(text, row.ModuleType);
-    } else if (is(L"ModuleName"sv)) {
+    } else if (is(kName<PolicyElement::kModuleName>)) {
         parsed = read() && TakeName(text, row.ModuleName);
-    } else if (is(L"StartUp"sv)) {
+    } else if (is(kName<PolicyElement::kStartUp>)) {
         parsed = read() && GetStartupType(text, row.StartupType);
-    } else if (is(L"Load"sv)) {
+    } else if (is(kName<PolicyElement::kLoad>)) {
         parsed = read() && GetLoadOption(text, row.LoadOption);
-    } else if (is(L"Unload"sv)) {
+    } else if (is(kName<PolicyElement::kUnload>)) {
         parsed = read() && GetUnloadOption(text, row.UnloadOption);
-    } else if (is(L"OrderOfLoading"sv)) {
+    } else if (is(kName<PolicyElement::kOrderOfLoading>)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfLoading);
-    } else if (is(L"OrderOfUnloading"sv)) {
+    } else if (is(kName<PolicyElement::kOrderOfUnloading>)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfUnloading);
-    } else if (form.InterfaceType != nullptr && is(L"Interface"sv)) {
+    } else if (form.InterfaceType != nullptr && is(kName<PolicyElement::kInterface>)) {
         parsed = read() && GetInterfaceType(text, row.*form.InterfaceType);
-    } else if (is(L"DataConversion"sv)) {
+    } else if (is(kName<PolicyElement::kDataConversion>)) {
         parsed = read() && GetDataConversion(text, row.DataConversion);
-    } else if (is(L"ConvModuleName"sv)) {
+    } else if (is(kName<PolicyElement::kConvModuleName>)) {
         parsed = read() && TakeName(text, row.ConvModuleName);
     } else {
         return Ostrel::kElementSkipped;
@@ -318,9 +309,10 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyPermissions()...");
     HRESULT hr = S_OK;
     uint32_t depth = 0;
-    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, L"Permission"sv);
+    for (bool found =
+             m_rXmlParser.MoveToFirstChildElement(depth, kName<PolicyElement::kPermission>);
          found && SUCCEEDED(hr);
-         found = m_rXmlParser.MoveToNextSiblingElement(depth, L"Permission"sv)) {
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, kName<PolicyElement::kPermission>)) {
         uint32_t index = 0;
         uint32_t value = 0;
         if (!m_rXmlParser.GetAttribute(L"type"sv, text)) {

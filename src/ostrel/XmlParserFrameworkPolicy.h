@@ -27,8 +27,9 @@ public:
     // dropped element's code counts only when it was the last), 0x8004020B when an element
     // has no "version" (reading stops there), the reader's error when the document breaks
     // off, or the failure of the document itself (key, open, reader start, root).
-    HRESULT QueryValueForServicePolicy(SrvFrwk::Interface::ArrayOfRowService* pArrayOfRowService);
-    HRESULT QueryValueForProviderPolicy(
+    [[nodiscard]] HRESULT QueryValueForServicePolicy(
+        SrvFrwk::Interface::ArrayOfRowService* pArrayOfRowService);
+    [[nodiscard]] HRESULT QueryValueForProviderPolicy(
         SrvFrwk::Interface::ArrayOfRowProvider* pArrayOfRowProvider);
 
 private:
@@ -37,28 +38,31 @@ private:
     struct PolicyForm;
 
     template <class Row>
-    HRESULT QueryValueForPolicy(const PolicyForm<Row>& form, const char* szKey,
-                                std::vector<Row>* pRows);
+    [[nodiscard]] HRESULT QueryValueForPolicy(const PolicyForm<Row>& form, const char* szKey,
+                                              std::vector<Row>* pRows);
     // The "FrameworkService"/"FrameworkProvider" elements below the root.
     template <class Row>
-    HRESULT ParsePolicyElements(const PolicyForm<Row>& form, std::vector<Row>& rows);
+    [[nodiscard]] HRESULT ParsePolicyElements(const PolicyForm<Row>& form, std::vector<Row>& rows);
     // The children of one element; the first failing child ends the walk, and so does a
     // failure of the reader (its code is then the result: the row is not whole). The readers
     // below take each text into `text`, one buffer for the whole document: once it has
     // grown, reading a text allocates nothing (allocations dominate a big document).
     template <class Row>
-    HRESULT ParsePolicyChildren(const PolicyForm<Row>& form, Row& row, std::wstring& text);
+    [[nodiscard]] HRESULT ParsePolicyChildren(const PolicyForm<Row>& form, Row& row,
+                                              std::wstring& text);
     // A child that carries its value as text: 0, 0x80040206 for a text it cannot take,
     // or 0x00040202 for a child of another name.
     template <class Row>
-    HRESULT ParsePolicyText(const PolicyForm<Row>& form, Row& row, std::wstring& text);
+    [[nodiscard]] HRESULT ParsePolicyText(const PolicyForm<Row>& form, Row& row,
+                                          std::wstring& text);
     template <class Row>
     void DumpRow(const PolicyForm<Row>& form, const Row& row) const;
 
-    HRESULT ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid, std::wstring& text);
-    HRESULT ParsePolicyPermissions(uint32_t (&permissions)[4], std::wstring& text);
-    HRESULT ParsePolicyDepended(const wchar_t* childName, std::vector<GUID>& guids,
-                                std::wstring& text);
+    [[nodiscard]] HRESULT ParsePolicyShared(uint32_t& sharedType, GUID& sharedGuid,
+                                            std::wstring& text);
+    [[nodiscard]] HRESULT ParsePolicyPermissions(uint32_t (&permissions)[4], std::wstring& text);
+    [[nodiscard]] HRESULT ParsePolicyDepended(const wchar_t* childName, std::vector<GUID>& guids,
+                                              std::wstring& text);
 
     // The enumerated texts; each logs an unknown text and leaves value untouched.
     bool GetModuleType(const std::wstring& text, uint32_t& value) const;

@@ -3,6 +3,7 @@
 
 #include "XmlParserStorageControl.h"
 
+#include "DocumentVocabulary.h"
 #include "OstrelResult.h"
 #include "StorageProduct.h"
 #include "ZorvComn_CryptDocument.h"
@@ -11,6 +12,7 @@
 #include "ZorvComn_String.h"
 #include "ZorvComn_XmlParser.h"
 
+using namespace Ostrel::Vocabulary;
 using Ostrel::Storage::CommandBase;
 using Ostrel::Storage::CommandChain;
 using Ostrel::Storage::DocumentEntry;
@@ -41,7 +43,7 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
     }
     pCommandChain->Clear();
 
-    const char szKey[] = "P5!dW0#sG7@kF2^x";
+    const char* const szKey = kStorageKey;
     // A key without a terminator within 17 characters is as wrong as a short one.
     const size_t nSizeOfKey = ZorvCommon::String::GetLengthA(szKey, kKeyLength + 1);
     if (nSizeOfKey > kKeyLength) {
@@ -132,7 +134,7 @@ HRESULT CXmlParserStorageControl::StartDocument(ZorvCommon::Storage::XmlParserSe
             m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
         return ReaderFailure();
     }
-    if (!m_rXmlParser.MoveToElement(L"Storage")) {
+    if (!m_rXmlParser.MoveToElement(StorageElement::kStorage)) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - "
             L"this->m_rXmlParser.MoveToElement() failed. [0x%08x] [%s] [%lu] [%lu] [%lu]",
@@ -227,10 +229,10 @@ HRESULT CXmlParserStorageControl::ParseDocument(CommandChain& chain,
         std::unique_ptr<ISection> pSection;
         ArrayOfEntry entries;
         const wchar_t* method = nullptr;
-        if (m_rXmlParser.IsElementName(L"Registry")) {
+        if (m_rXmlParser.IsElementName(StorageElement::kRegistry)) {
             method = L"ParseRegistry";
             hr = ParseRegistry(pSection, entries, parameter);
-        } else if (m_rXmlParser.IsElementName(L"IniFile")) {
+        } else if (m_rXmlParser.IsElementName(StorageElement::kIniFile)) {
             method = L"ParseIniFile";
             hr = ParseIniFile(pSection, entries, parameter);
         } else {
@@ -265,8 +267,8 @@ HRESULT CXmlParserStorageControl::ParseDocument(CommandChain& chain,
 }
 
 HRESULT CXmlParserStorageControl::ReaderFailure() const {
-    const int32_t lastResult = m_rXmlParser.GetLastResult();
-    return lastResult < 0 ? lastResult : Ostrel::kWrongState;
+    const HRESULT lastResult = m_rXmlParser.GetLastResult();
+    return lastResult < 0 ? lastResult : HRESULT{Ostrel::kWrongState};
 }
 
 // ---- Commands ----------------------------------------------------------------------

@@ -71,8 +71,8 @@ public:
     // in document order; they stay also when the result is a failure. The result is that
     // of the last Registry or IniFile element (0x00040202 when it was skipped), the
     // reader's failure, or that of a step before the walk.
-    HRESULT QueryValue(Ostrel::Storage::CommandChain* pCommandChain,
-                       const std::wstring& documentPath, const std::wstring& assign);
+    [[nodiscard]] HRESULT QueryValue(Ostrel::Storage::CommandChain* pCommandChain,
+                                     const std::wstring& documentPath, const std::wstring& assign);
 
     // For tools that only explain a document: the document file is never deleted.
     void SetKeepDocument(bool keepDocument) { m_KeepDocument = keepDocument; }
@@ -82,15 +82,15 @@ public:
     // Whether an element with this target applies to parameter.System: 0 with the
     // verdict, or 0x80040206 (missing or unknown text) or a platform query's system error
     // as 0x8007xxxx. Works on any described system, not only the running one.
-    static HRESULT CheckParameter(Ostrel::Storage::TargetVerdict& verdict,
-                                  const Ostrel::Storage::DocumentParameter& parameter,
-                                  const Ostrel::Storage::Target& target);
+    [[nodiscard]] static HRESULT CheckParameter(Ostrel::Storage::TargetVerdict& verdict,
+                                                const Ostrel::Storage::DocumentParameter& parameter,
+                                                const Ostrel::Storage::Target& target);
 
     // Appends to chain the commands for one section's entries (each command holding its
     // own copy of section): 0, 0x00040202 without entries, or the failure.
-    static HRESULT CreateCommandChain(const Ostrel::Storage::ISection& section,
-                                      const ArrayOfEntry& entries,
-                                      Ostrel::Storage::CommandChain& chain);
+    [[nodiscard]] static HRESULT CreateCommandChain(const Ostrel::Storage::ISection& section,
+                                                    const ArrayOfEntry& entries,
+                                                    Ostrel::Storage::CommandChain& chain);
 
     // Expands the first directory macro that occurs in path ($INSTALL$, $WINDOWS$,
     // $SYSTEM$, $CURRENT$, in that order of precedence), at its first occurrence. False
@@ -123,46 +123,50 @@ private:
     using SectionTexts = std::vector<std::wstring>;
 
     // The walk over the children of Storage, each section's commands spliced onto chain.
-    HRESULT ParseDocument(Ostrel::Storage::CommandChain& chain,
-                          const Ostrel::Storage::DocumentParameter& parameter);
-    HRESULT QueryParameter(Ostrel::Storage::DocumentParameter& parameter);
-    HRESULT ParseRegistry(std::unique_ptr<Ostrel::Storage::ISection>& pSection,
-                          ArrayOfEntry& entries,
-                          const Ostrel::Storage::DocumentParameter& parameter);
-    HRESULT ParseIniFile(std::unique_ptr<Ostrel::Storage::ISection>& pSection,
-                         ArrayOfEntry& entries,
-                         const Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT ParseDocument(Ostrel::Storage::CommandChain& chain,
+                                        const Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT QueryParameter(Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT ParseRegistry(std::unique_ptr<Ostrel::Storage::ISection>& pSection,
+                                        ArrayOfEntry& entries,
+                                        const Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT ParseIniFile(std::unique_ptr<Ostrel::Storage::ISection>& pSection,
+                                       ArrayOfEntry& entries,
+                                       const Ostrel::Storage::DocumentParameter& parameter);
     // What the two share: targeting, the walk over the children and the dump of what it
     // kept. 0 when the caller goes on to build the section.
-    HRESULT ParseSectionElement(const SectionForm& form, SectionTexts& texts, ArrayOfEntry& entries,
-                                const Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT ParseSectionElement(const SectionForm& form, SectionTexts& texts,
+                                              ArrayOfEntry& entries,
+                                              const Ostrel::Storage::DocumentParameter& parameter);
     // 0 for a section with entries, else 0x00040202.
-    static HRESULT CheckEntries(const SectionForm& form, const SectionTexts& texts,
-                                const ArrayOfEntry& entries);
+    [[nodiscard]] static HRESULT CheckEntries(const SectionForm& form, const SectionTexts& texts,
+                                              const ArrayOfEntry& entries);
     // 0, 0x00040202 for a Control element that is not targeted, or the failure.
-    HRESULT ParseEntry(Ostrel::Storage::DocumentEntry& entry,
-                       const Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT ParseEntry(Ostrel::Storage::DocumentEntry& entry,
+                                     const Ostrel::Storage::DocumentParameter& parameter);
     // One child of a Control element; children of other names are ignored.
-    HRESULT ParseEntryChild(Ostrel::Storage::DocumentEntry& entry);
-    HRESULT ParseTarget(Ostrel::Storage::Target& target);
+    [[nodiscard]] HRESULT ParseEntryChild(Ostrel::Storage::DocumentEntry& entry);
+    [[nodiscard]] HRESULT ParseTarget(Ostrel::Storage::Target& target);
     // ParseTarget and CheckParameter for the current element, logged as method.
-    HRESULT MatchTarget(const wchar_t* method, const wchar_t* skipLine,
-                        const Ostrel::Storage::DocumentParameter& parameter,
-                        Ostrel::Storage::Target& target, Ostrel::Storage::TargetVerdict& verdict);
+    [[nodiscard]] HRESULT MatchTarget(const wchar_t* method, const wchar_t* skipLine,
+                                      const Ostrel::Storage::DocumentParameter& parameter,
+                                      Ostrel::Storage::Target& target,
+                                      Ostrel::Storage::TargetVerdict& verdict);
     // The reader's last code when it is a failure, else 0x80040201.
-    HRESULT ReaderFailure() const;
+    [[nodiscard]] HRESULT ReaderFailure() const;
     // Checks the session's start, moves to Storage and reads its parameters.
-    HRESULT StartDocument(ZorvCommon::Storage::XmlParserSession& session,
-                          const std::wstring& documentPath,
-                          Ostrel::Storage::DocumentParameter& parameter);
+    [[nodiscard]] HRESULT StartDocument(ZorvCommon::Storage::XmlParserSession& session,
+                                        const std::wstring& documentPath,
+                                        Ostrel::Storage::DocumentParameter& parameter);
     // Deletes the file the document was read from; a failure is only logged.
     void DeleteDocument(ZorvCommon::Storage::CryptDocument& document) const;
 
     // The tests of a platform or language word other than "all".
-    static HRESULT CheckPlatform(bool& matched, const Ostrel::Storage::TargetSystem& system,
-                                 const std::wstring& platform);
-    static HRESULT CheckLanguage(bool& matched, const Ostrel::Storage::TargetSystem& system,
-                                 const std::wstring& language);
+    [[nodiscard]] static HRESULT CheckPlatform(bool& matched,
+                                               const Ostrel::Storage::TargetSystem& system,
+                                               const std::wstring& platform);
+    [[nodiscard]] static HRESULT CheckLanguage(bool& matched,
+                                               const Ostrel::Storage::TargetSystem& system,
+                                               const std::wstring& language);
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_KeepDocument = false;

@@ -3,12 +3,14 @@
 
 #include <new>
 
+#include "DocumentVocabulary.h"
 #include "OstrelResult.h"
 #include "XmlParserLog.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_String.h"
 #include "ZorvComn_XmlParser.h"
 
+using namespace Ostrel::Vocabulary;
 using Ostrel::Storage::DocumentEntry;
 using Ostrel::Storage::DocumentParameter;
 using Ostrel::Storage::ISection;
@@ -33,7 +35,7 @@ struct CXmlParserStorageControl::SectionForm {
     const wchar_t* Method;
     const wchar_t* SkipLine;
     size_t FieldCount;
-    const wchar_t* Elements[4];
+    std::wstring_view Elements[4];
     const wchar_t* Labels[4];
 };
 
@@ -66,7 +68,8 @@ HRESULT CXmlParserStorageControl::ParseRegistry(std::unique_ptr<ISection>& pSect
         L"ParseRegistry",
         kSkipNotTargeted,
         4,
-        {L"Root", L"Path", L"AccessMode", L"AccessRight"},
+        {StorageElement::kRoot, StorageElement::kPath, StorageElement::kAccessMode,
+         StorageElement::kAccessRight},
         {L"[Root]      :", L"[SubKey]    :", L"[AccessMode]:", L"[AllAccess] :"}};
     STORAGE_CONTROL_TRACE(L"[Enter] CXmlParserStorageControl::ParseRegistry()...");
     SectionTexts texts;
@@ -113,7 +116,7 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
     static const SectionForm kForm = {L"ParseIniFile",
                                       kSkipNotInTargeted,
                                       2,
-                                      {L"Path", L"Section"},
+                                      {StorageElement::kPath, StorageElement::kSection},
                                       {L"[IniFilePath]:", L"[SectionName]:"}};
     STORAGE_CONTROL_TRACE(L"[Enter] CXmlParserStorageControl::ParseIniFile()...");
     SectionTexts texts;
@@ -174,7 +177,7 @@ HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, S
     uint32_t depth = 0;
     for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
-        if (m_rXmlParser.IsElementName(L"Control")) {
+        if (m_rXmlParser.IsElementName(StorageElement::kControl)) {
             DocumentEntry entry;
             hr = ParseEntry(entry, parameter);
             if (FAILED(hr)) {
@@ -273,11 +276,11 @@ HRESULT CXmlParserStorageControl::ParseEntry(DocumentEntry& entry,
 
 HRESULT CXmlParserStorageControl::ParseEntryChild(DocumentEntry& entry) {
     const std::wstring element = m_rXmlParser.GetElementName();
-    const bool isName = m_rXmlParser.IsElementName(L"Name");
-    const bool isValue = m_rXmlParser.IsElementName(L"Value");
-    const bool isType = m_rXmlParser.IsElementName(L"Type");
-    const bool isAction = m_rXmlParser.IsElementName(L"Action");
-    const bool isOverwrite = m_rXmlParser.IsElementName(L"Overwrite");
+    const bool isName = m_rXmlParser.IsElementName(StorageElement::kName);
+    const bool isValue = m_rXmlParser.IsElementName(StorageElement::kValue);
+    const bool isType = m_rXmlParser.IsElementName(StorageElement::kType);
+    const bool isAction = m_rXmlParser.IsElementName(StorageElement::kAction);
+    const bool isOverwrite = m_rXmlParser.IsElementName(StorageElement::kOverwrite);
     if (!(isName || isValue || isType || isAction || isOverwrite)) {
         return S_OK;
     }

@@ -10,7 +10,6 @@
 #include "XmlParserTextTable.h"
 #include "ZorvComn_Exception.h"
 
-using Ostrel::TextValue;
 using Ostrel::Storage::DocumentParameter;
 using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
@@ -18,49 +17,10 @@ using Ostrel::Storage::TargetVerdict;
 
 namespace {
 
-enum BitnessClass : uint32_t {
-    BitnessByVersionClass = 0,  // the version class decides
-    Bitness32 = 1,
-    Bitness64 = 2,
-    BitnessAny = 3,
-};
-
-struct PlatformWord {
-    const wchar_t* Text;
-    uint32_t Bitness;
-    uint32_t VersionClass;
-};
-
-constexpr PlatformWord kPlatforms[] = {
-    {L"xp32", BitnessByVersionClass, 4},
-    {L"xp64", BitnessByVersionClass, 5},
-    {L"xp32or64", BitnessByVersionClass, 6},
-    {L"vista32", BitnessByVersionClass, 7},
-    {L"vista64", BitnessByVersionClass, 8},
-    {L"vista32or64", BitnessByVersionClass, 9},
-    {L"seven32", BitnessByVersionClass, 10},
-    {L"seven64", BitnessByVersionClass, 11},
-    {L"seven32or64", BitnessByVersionClass, 12},
-    {L"xporlater", BitnessByVersionClass, 15},
-    {L"vistaorlater", BitnessByVersionClass, 19},
-    {L"sevenorlater", BitnessByVersionClass, 22},
-    {L"all32", Bitness32, 0},
-    {L"all64", Bitness64, 0},
-    {L"all", BitnessAny, 0},
-};
-
-constexpr uint32_t kLanguageEnglishUs = 0x1;
-
-// Tested in this order; the first match wins, so the second "da" row never answers.
-// It is kept so that the order stays what documents in the field were written against.
-constexpr TextValue kLanguages[] = {
-    {L"en_gb", 0x10000}, {L"tw", 0x2},     {L"cn", 0x8},    {L"ja", 0x4},    {L"fr", 0x40},
-    {L"de", 0x20},       {L"es", 0x80},    {L"it", 0x200},  {L"nl", 0x4000}, {L"sv", 0x20000},
-    {L"da", 0x80000},    {L"no", 0x40000}, {L"ru", 0x2000}, {L"da", 0x1},    {L"fr_ca", 0x100000},
-};
+using namespace Ostrel::Vocabulary;
 
 bool IsAll(const std::wstring& text) {
-    return Frwk::StringUtility::EqualsNoCase(text, L"all");
+    return Frwk::StringUtility::EqualsNoCase(text, std::wstring(kAllWord));
 }
 
 using WordTest = HRESULT (*)(bool& matched, const TargetSystem& system, const std::wstring& word);
@@ -238,8 +198,8 @@ bool CXmlParserStorageControl::GetPlatformType(const std::wstring& text, uint32_
 }
 
 bool CXmlParserStorageControl::GetLanguageCode(const std::wstring& text, uint32_t& language) {
-    if (text == L"en_us") {
-        language = kLanguageEnglishUs;
+    if (text == kEnglishUs.Text) {
+        language = kEnglishUs.Value;
         return true;
     }
     return GetLanguageType(text, language);

@@ -1,8 +1,6 @@
 // The storage-control reader's texts: the words of the documents as numbers and the
 // directory macros of INI-file paths.
 
-#include <cwchar>
-
 #include "Frwk_Utility.h"
 #include "StorageCommand.h"
 #include "XmlParserLog.h"
@@ -14,25 +12,13 @@ using Ostrel::TextValue;
 
 namespace {
 
-constexpr TextValue kRegistryRoots[] = {
-    {L"HKCR", 0x80000000}, {L"HKCU", 0x80000001}, {L"HKLM", 0x80000002}, {L"HKU", 0x80000003}};
-constexpr TextValue kAccessModes[] = {{L"default", Ostrel::Storage::AccessModeDefault},
-                                      {L"32bit", Ostrel::Storage::AccessMode32},
-                                      {L"64bit", Ostrel::Storage::AccessMode64},
-                                      {L"check", Ostrel::Storage::AccessModeCheck}};
-// "default" asks for all access: a store may create the key.
-constexpr TextValue kAccessRights[] = {{L"default", 2},
-                                       {L"limited", Ostrel::Storage::kAccessRightDefault}};
-constexpr TextValue kCommandTypes[] = {{L"create", Ostrel::Storage::VisitorTypeCreate},
-                                       {L"query", Ostrel::Storage::VisitorTypeQuery},
-                                       {L"store", Ostrel::Storage::VisitorTypeStore},
-                                       {L"append", Ostrel::Storage::VisitorTypeAppend},
-                                       {L"delete", Ostrel::Storage::VisitorTypeDelete}};
-constexpr TextValue kValueTypes[] = {{L"string", Ostrel::Storage::ValueTypeString},
-                                     {L"binary", Ostrel::Storage::ValueTypeBinary},
-                                     {L"uint32", Ostrel::Storage::ValueTypeUint32},
-                                     {L"uint64", Ostrel::Storage::ValueTypeUint64}};
-constexpr TextValue kBooleans[] = {{L"yes", 1}, {L"no", 0}};
+using namespace Ostrel::Vocabulary;
+
+static_assert(kAccessModes[3].Value == Ostrel::Storage::AccessModeCheck &&
+                  kAccessRights[1].Value == Ostrel::Storage::kAccessRightDefault &&
+                  kActions[4].Value == Ostrel::Storage::VisitorTypeDelete &&
+                  kValueTypes[3].Value == Ostrel::Storage::ValueTypeUint64,
+              "the vocabulary's values are the engine's");
 
 // A directory for a path macro; empty when it cannot be read, with the last error set.
 std::wstring QueryDirectory(UINT (*query)(wchar_t* buffer, UINT cchBuffer)) {
@@ -55,24 +41,24 @@ std::wstring CurrentDirectory() {
 }
 
 struct PathMacro {
-    const wchar_t* Macro;
+    std::wstring_view Macro;
     const wchar_t* Label;
     const wchar_t* FailureLine;  // given the last error
     std::wstring (*Query)();
 };
 
 // In order of precedence: only the first of them that occurs in a path is expanded.
-const PathMacro kPathMacros[] = {
-    {L"$INSTALL$", L"InstalledFolder",
+const PathMacro kMacroDirectories[] = {
+    {kPathMacros[0], L"InstalledFolder",
      L"*** CXmlParserStorageControl::ReplacePath() - Frwk::Utility::GetInstalledFolder() failed.",
      &Frwk::Utility::GetInstalledFolder},
-    {L"$WINDOWS$", L"WindowsDirectory",
+    {kPathMacros[1], L"WindowsDirectory",
      L"*** CXmlParserStorageControl::ReplacePath() - Frwk::Utility::GetWindowsDirectory() failed.",
      &Frwk::Utility::GetWindowsDirectory},
-    {L"$SYSTEM$", L"SystemDirectory",
+    {kPathMacros[2], L"SystemDirectory",
      L"*** CXmlParserStorageControl::ReplacePath() - GetSystemDirectory() failed. [0x%08x]",
      &SystemDirectory},
-    {L"$CURRENT$", L"CurrentDirectory",
+    {kPathMacros[3], L"CurrentDirectory",
      L"*** CXmlParserStorageControl::ReplacePath() - ::GetCurrentDirectory() failed. [0x%08x]",
      &CurrentDirectory},
 };
@@ -80,7 +66,7 @@ const PathMacro kPathMacros[] = {
 }  // namespace
 
 bool CXmlParserStorageControl::ReplacePath(std::wstring& path) {
-    for (const PathMacro& macro : kPathMacros) {
+    for (const PathMacro& macro : kMacroDirectories) {
         const size_t at = path.find(macro.Macro);
         if (at == std::wstring::npos) {
             continue;
@@ -93,7 +79,7 @@ bool CXmlParserStorageControl::ReplacePath(std::wstring& path) {
         ZorvCommon::String::AppendBackslash(folder);
         STORAGE_CONTROL_INFO(L"*** CXmlParserStorageControl::ReplacePath() - %s [%s]", macro.Label,
                              folder.c_str());
-        path.replace(at, wcslen(macro.Macro), folder);
+        path.replace(at, macro.Macro.size(), folder);
         return true;
     }
     return true;
@@ -124,7 +110,7 @@ bool CXmlParserStorageControl::GetAccessRight(const std::wstring& text, uint32_t
 
 bool CXmlParserStorageControl::GetCommandType(const std::wstring& text, uint32_t& commandType) {
     return Ostrel::LookUpTextValue(STORAGE_CONTROL_PLACE,
-                                   L"CXmlParserStorageControl::GetCommandType", kCommandTypes, text,
+                                   L"CXmlParserStorageControl::GetCommandType", kActions, text,
                                    commandType);
 }
 

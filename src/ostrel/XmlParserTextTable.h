@@ -1,20 +1,18 @@
 #pragma once
-// The enumerated texts of the policy documents: each table pairs a document text with
-// its value. Texts are compared exactly (case included).
+// Lookups in the enumerated texts of the documents (DocumentVocabulary.h). Texts are
+// compared exactly (case included).
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "DocumentVocabulary.h"
 #include "XmlParserLog.h"
 
 namespace Ostrel {
 
-struct TextValue {
-    std::wstring_view Text;  // a view: its length is known without counting at every lookup
-    uint32_t Value;
-};
+using TextValue = Vocabulary::Word;
 
 // The value of text in table; value is written only when the text is found.
 bool FindTextValue(const TextValue* table, size_t count, const std::wstring& text, uint32_t& value);

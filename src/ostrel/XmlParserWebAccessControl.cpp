@@ -16,16 +16,8 @@ namespace {
 
 using Ostrel::TextValue;
 
-constexpr TextValue kFilterTypes[] = {
-    {L"approved", 0}, {L"blocked", 1}, {L"blocked_unchanged_request", 2}};
-constexpr TextValue kBooleans[] = {{L"yes", 1}, {L"no", 0}};
-constexpr TextValue kNativeBitness[] = {{L"32bit", 1}, {L"64bit", 0}};
-// Version classes of ZorvCommon::Platform; "xp32" is told apart by CheckParameter itself.
-constexpr TextValue kPlatformTypes[] = {
-    {L"xp64", 5},        {L"xp32or64", 6},      {L"vista32", 7},      {L"vista64", 8},
-    {L"vista32or64", 9}, {L"seven32", 10},      {L"seven64", 11},     {L"seven32or64", 12},
-    {L"xporlater", 15},  {L"vistaorlater", 19}, {L"sevenorlater", 22}};
-constexpr uint32_t kVersionClassXp32 = 4;
+using namespace Ostrel::Vocabulary;
+
 constexpr uint32_t kUnknownVersionClass = 0xFFFFFFFF;
 
 }  // namespace
@@ -49,9 +41,9 @@ HRESULT CXmlParserWebAccessControl::QueryValue(WebAccessControlList* pWebAccessC
         m_WebActivities.clear();
         m_Protections.clear();
 
-        char szKey[] = "J8*rB4%nV6!qC9#t";
         CXmlParserDocument document(m_rXmlParser, L"CXmlParserWebAccessControl::QueryValue");
-        hr = document.Read(OSTREL_SOURCE_PLACE, L"QjEnPvWc.xen", szKey, L"WebAccess",
+        hr = document.Read(OSTREL_SOURCE_PLACE, L"QjEnPvWc.xen", kWebAccessKey,
+                           WebElement::kWebAccess,
                            [&] { return ParseWebAccess(*pWebAccessControlList); });
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::QueryValue()...");
@@ -70,15 +62,18 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccess(WebAccessControlList& list) {
     uint32_t depth = 0;
     for (bool found = m_rXmlParser.MoveToFirstChildElement(depth); found;
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
-        if (m_rXmlParser.IsElementName(L"Sites")) {
-            ParseChildren(L"Address", &CXmlParserWebAccessControl::ParseWebSites,
-                          L"*** CXmlParserWebAccessControl::QueryValue() - this->ParseWebSites() "
-                          L"failed.");
-        } else if (m_rXmlParser.IsElementName(L"Applications")) {
-            ParseChildren(L"", &CXmlParserWebAccessControl::ParseWebApplications,
-                          L"*** CXmlParserWebAccessControl::QueryValue() - "
-                          L"this->ParseWebApplications() failed.");
-        } else if (m_rXmlParser.IsElementName(L"Controls") && FAILED(ParseWebAccessControls())) {
+        // A part that fails is logged, and the other parts are still read.
+        if (m_rXmlParser.IsElementName(WebElement::kSites)) {
+            (void)ParseChildren(
+                WebElement::kAddress, &CXmlParserWebAccessControl::ParseWebSites,
+                L"*** CXmlParserWebAccessControl::QueryValue() - this->ParseWebSites() "
+                L"failed.");
+        } else if (m_rXmlParser.IsElementName(WebElement::kApplications)) {
+            (void)ParseChildren(L"", &CXmlParserWebAccessControl::ParseWebApplications,
+                                L"*** CXmlParserWebAccessControl::QueryValue() - "
+                                L"this->ParseWebApplications() failed.");
+        } else if (m_rXmlParser.IsElementName(WebElement::kControls) &&
+                   FAILED(ParseWebAccessControls())) {
             ZORV_ERROR(
                 L"*** CXmlParserWebAccessControl::QueryValue() - "
                 L"this->ParseWebAccessControls() failed.");
@@ -151,7 +146,7 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplications() {
     HRESULT hr = S_OK;
     Target target;
     WebApplication application;
-    if (!m_rXmlParser.IsElementName(L"Process")) {
+    if (!m_rXmlParser.IsElementName(WebElement::kProcess)) {
         ZORV_INFO(
             L"*** CXmlParserWebAccessControl::ParseWebApplications() - Specified Element "
             L"was skipped.");
@@ -215,13 +210,11 @@ HRESULT CXmlParserWebAccessControl::MatchPlatform(const std::wstring& platform) 
         return Ostrel::kInvalidData;
     }
     bool matched = false;
-    if (platform == L"all32" || platform == L"all64") {
-        matched = (platform == L"all64") == m_bIsWindows64bit;
+    if (const Word* pBitness = Find(kWebBitness, platform)) {
+        matched = (pBitness->Value != 0) == m_bIsWindows64bit;
     } else {
         uint32_t versionClass = kUnknownVersionClass;
-        if (platform == L"xp32") {
-            versionClass = kVersionClassXp32;
-        } else if (!GetPlatformType(platform, versionClass)) {
+        if (!GetPlatformType(platform, versionClass)) {
             ZORV_ERROR(
                 L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform "
                 L"Type was not supported. [%d]",
@@ -274,9 +267,9 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplicationFileName(WebApplication& 
     // Without a "FileName" the application is kept, and left out of the list at the join.
     HRESULT hr = S_OK;
     uint32_t depth = 0;
-    if (!m_rXmlParser.MoveToFirstChildElement(depth, L"FileName") ||
+    if (!m_rXmlParser.MoveToFirstChildElement(depth, WebElement::kFileName) ||
         !m_rXmlParser.GetText(application.FileName)) {
-        const int32_t lastResult = m_rXmlParser.GetLastResult();
+        const HRESULT lastResult = m_rXmlParser.GetLastResult();
         hr = lastResult < 0 ? lastResult : S_OK;
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebApplicationFileName()...");
@@ -292,13 +285,15 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControls() {
         const wchar_t* FailureFormat;
     };
     static const ControlList kControlLists[] = {
-        {L"Filters", L"Filter", &CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters,
+        {WebElement::kFilters, WebElement::kFilter,
+         &CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters,
          L"*** CXmlParserWebAccessControl::ParseWebAccessControls() - "
          L"this->ParseWebAccessControlUrlFilters() failed. [0x%08x]"},
-        {L"Logs", L"Log", &CXmlParserWebAccessControl::ParseWebAccessControlWebActivities,
+        {WebElement::kLogs, WebElement::kLog,
+         &CXmlParserWebAccessControl::ParseWebAccessControlWebActivities,
          L"*** CXmlParserWebAccessControl::ParseWebAccessControls() - "
          L"this->ParseWebAccessControlWebActivities() failed. [0x%08x]"},
-        {L"Protections", L"Protection",
+        {WebElement::kProtections, WebElement::kProtection,
          &CXmlParserWebAccessControl::ParseWebAccessControlProtections,
          L"*** CXmlParserWebAccessControl::ParseWebAccessControls() - "
          L"this->ParseWebAccessControlPrivacyDataProtections() failed. [0x%08x]"},
@@ -533,6 +528,6 @@ bool CXmlParserWebAccessControl::GetNative32bit(const std::wstring& text, bool& 
 bool CXmlParserWebAccessControl::GetPlatformType(const std::wstring& text,
                                                  uint32_t& versionClass) const {
     return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserWebAccessControl::GetPlatformType", kPlatformTypes,
+                                   L"CXmlParserWebAccessControl::GetPlatformType", kWebPlatforms,
                                    text, versionClass);
 }

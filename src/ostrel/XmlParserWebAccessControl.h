@@ -29,7 +29,8 @@ public:
     // does not exist are logged and left out; the result is then 0. Failures of the
     // document itself: 0x80040206 (key), 0x8007xxxx (open), the reader's code or
     // 0x80040201 (start, missing root), the platform query's code.
-    HRESULT QueryValue(SrvFrwk::Interface::WebAccessControlList* pWebAccessControlList);
+    [[nodiscard]] HRESULT QueryValue(
+        SrvFrwk::Interface::WebAccessControlList* pWebAccessControlList);
 
 private:
     struct WebSiteData {
@@ -55,40 +56,45 @@ private:
     using ParseStep = HRESULT (CXmlParserWebAccessControl::*)();
 
     // The children of the root, then the join; the join's result.
-    HRESULT ParseWebAccess(SrvFrwk::Interface::WebAccessControlList& list);
-    HRESULT QueryParameter();
+    [[nodiscard]] HRESULT ParseWebAccess(SrvFrwk::Interface::WebAccessControlList& list);
+    [[nodiscard]] HRESULT QueryParameter();
     // Calls step on each child element named name (any name when empty); a failure is
     // logged with failureFormat (given the code) and the walk goes on. The last failure.
-    HRESULT ParseChildren(const wchar_t* name, ParseStep step, const wchar_t* failureFormat);
+    [[nodiscard]] HRESULT ParseChildren(const wchar_t* name, ParseStep step,
+                                        const wchar_t* failureFormat);
 
-    HRESULT ParseWebSites();
-    HRESULT ParseWebApplications();
-    HRESULT ParseTarget(Target& target);
+    [[nodiscard]] HRESULT ParseWebSites();
+    [[nodiscard]] HRESULT ParseWebApplications();
+    [[nodiscard]] HRESULT ParseTarget(Target& target);
     // 0 when the platform matches, 0x00040202 when it does not, 0x80040206 for an empty
     // or unknown platform text. MatchPlatform is the test, CheckParameter adds its traces.
-    HRESULT CheckParameter(const Target& target);
-    HRESULT MatchPlatform(const std::wstring& platform) const;
-    HRESULT ParseWebApplicationProcess(SrvFrwk::Interface::WebApplication& application);
-    HRESULT ParseWebApplicationFileName(SrvFrwk::Interface::WebApplication& application);
-    HRESULT ParseWebAccessControls();
-    HRESULT ParseWebAccessControlUrlFilters();
-    HRESULT ParseWebAccessControlWebActivities();
-    HRESULT ParseWebAccessControlProtections();
-    HRESULT ParseWebAccessControl(const wchar_t* method, std::vector<ControlData>& controls);
-    HRESULT CreateWebAccessControlList(SrvFrwk::Interface::WebAccessControlList& list);
+    [[nodiscard]] HRESULT CheckParameter(const Target& target);
+    [[nodiscard]] HRESULT MatchPlatform(const std::wstring& platform) const;
+    [[nodiscard]] HRESULT ParseWebApplicationProcess(
+        SrvFrwk::Interface::WebApplication& application);
+    [[nodiscard]] HRESULT ParseWebApplicationFileName(
+        SrvFrwk::Interface::WebApplication& application);
+    [[nodiscard]] HRESULT ParseWebAccessControls();
+    [[nodiscard]] HRESULT ParseWebAccessControlUrlFilters();
+    [[nodiscard]] HRESULT ParseWebAccessControlWebActivities();
+    [[nodiscard]] HRESULT ParseWebAccessControlProtections();
+    [[nodiscard]] HRESULT ParseWebAccessControl(const wchar_t* method,
+                                                std::vector<ControlData>& controls);
+    [[nodiscard]] HRESULT CreateWebAccessControlList(
+        SrvFrwk::Interface::WebAccessControlList& list);
 
     // The attribute of the current element; a missing one is logged at level.
     bool ReadAttribute(const wchar_t* method, const wchar_t* name, std::wstring& value,
                        uint32_t level = ZorvCommon::LogLevelError) const;
     // "label" and a further attribute that may not be empty: 0, 0x8004020B when either is
     // missing, 0x80040206 when the second is empty.
-    HRESULT ReadLabelAndText(const wchar_t* method, const wchar_t* name, std::wstring& label,
-                             std::wstring& value) const;
+    [[nodiscard]] HRESULT ReadLabelAndText(const wchar_t* method, const wchar_t* name,
+                                           std::wstring& label, std::wstring& value) const;
     void LogField(const wchar_t* method, const wchar_t* label, const std::wstring& value) const;
     // A label already in the map is refused and logged with failureFormat (given the label).
     template <class Data>
-    static HRESULT InsertByLabel(std::map<std::wstring, Data>& map, const Data& data,
-                                 const wchar_t* failureFormat);
+    [[nodiscard]] static HRESULT InsertByLabel(std::map<std::wstring, Data>& map, const Data& data,
+                                               const wchar_t* failureFormat);
     // The data of a label; a label that is not there is logged with missFormat.
     const WebSiteData* FindWebSite(const std::wstring& label) const;
     const SrvFrwk::Interface::WebApplication* FindWebApplication(const std::wstring& label) const;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <memory>
 
 #include "ZorvComn_SecurityAttributes.h"
 #include "ZorvComn_Win32Error.h"
@@ -76,8 +77,8 @@ bool CryptDocument::Open(const std::wstring& path, const char* key, uint32_t* er
             return false;
         }
     } catch (AccessControl::Exception* exception) {
+        const std::unique_ptr<AccessControl::Exception> owner(exception);
         const uint32_t code = exception->m_Error;
-        delete exception;
         return Fail(error, code);
     }
     return true;

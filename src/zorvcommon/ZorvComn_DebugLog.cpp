@@ -1,6 +1,7 @@
 #include "ZorvComn_DebugLog.h"
 
 #include <cstdarg>
+#include <memory>
 
 #include "ZorvComn_DebugLogSettings.h"
 #include "ZorvComn_Exception.h"
@@ -81,7 +82,7 @@ bool DebugLog::Initialize(const std::wstring& unitName, const Storage::Key& conf
     try {
         return InitializeUnguarded(unitName, configKey, traceLibraryFolder);
     } catch (Exception::Base* pException) {
-        delete pException;
+        const std::unique_ptr<Exception::Base> owner(pException);
     } catch (...) {
     }
     return false;  // not initialized: the pass mask stays 0
@@ -209,7 +210,7 @@ bool DebugLog::TraceV(bool mayWait, const char* sourceFile, uint32_t line, uint3
         (void)String::Format(tail, L" - %s(%lu)\r\n", SourceFilePiece(sourceFile).c_str(), line);
         return HandOver(mayWait, time, head + message + tail);
     } catch (Exception::Base* pException) {
-        delete pException;
+        const std::unique_ptr<Exception::Base> owner(pException);
     } catch (...) {
     }
     return false;  // the line is lost, the caller goes on

@@ -112,10 +112,10 @@ bool ReadDebugLogSettings(const Storage::Key& key, const std::wstring& unitName,
             storage->Close();
         }
     } catch (Storage::Exception* pException) {
+        const std::unique_ptr<Storage::Exception> owner(pException);
         // The early stop is deliberate: what was read so far stands.
-        delete pException;
     } catch (Exception::Base* pException) {
-        delete pException;
+        const std::unique_ptr<Exception::Base> owner(pException);
         return false;
     } catch (...) {
         return false;  // memory ran out: the log stays silent rather than half-configured

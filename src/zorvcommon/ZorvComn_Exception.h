@@ -1,7 +1,9 @@
 #pragma once
 // Root of the exceptions of the common library. They are thrown by pointer
-// (throw new ...) and the catcher deletes them; nothing is ever thrown across an
-// exported function.
+// (throw new ...) and the catcher takes them into a std::unique_ptr; nothing is ever
+// thrown across an exported function.
+
+#include <windows.h>
 
 #include <cstdint>
 #include <string>
@@ -20,9 +22,9 @@ std::wstring SourceFileName(const char* sourcePath);
 
 // HRESULT of a Win32 error: 0x80070000 | low 16 bits for a positive error, the value
 // itself otherwise.
-constexpr int32_t ResultFromWin32(uint32_t error) {
-    return static_cast<int32_t>(error) > 0 ? static_cast<int32_t>(0x80070000u | (error & 0xFFFFu))
-                                           : static_cast<int32_t>(error);
+constexpr HRESULT ResultFromWin32(uint32_t error) {
+    return static_cast<int32_t>(error) > 0 ? static_cast<HRESULT>(0x80070000u | (error & 0xFFFFu))
+                                           : static_cast<HRESULT>(error);
 }
 
 }  // namespace Exception

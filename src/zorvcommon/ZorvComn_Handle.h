@@ -80,9 +80,35 @@ struct LocalMemTraits {
     static void Close(Type h) { LocalFree(h); }
 };
 
+// A kernel object other than a file: null is its invalid value. Kind only tells the
+// owners apart, so that a process is never handed on where a mutex is wanted.
+template <typename Kind>
+struct KernelObjectTraits {
+    using Type = HANDLE;
+    static Type Invalid() { return nullptr; }
+    static bool IsValid(Type h) { return h != nullptr; }
+    static void Close(Type h) { CloseHandle(h); }
+};
+
+// One reference to a COM object.
+template <typename Interface>
+struct ComTraits {
+    using Type = Interface*;
+    static Type Invalid() { return nullptr; }
+    static bool IsValid(Type p) { return p != nullptr; }
+    static void Close(Type p) { p->Release(); }
+};
+
 using UniqueRegKey = UniqueHandle<RegKeyTraits>;
 using UniqueFile = UniqueHandle<FileTraits>;
 using UniqueModule = UniqueHandle<ModuleTraits>;
 using UniqueLocalMem = UniqueHandle<LocalMemTraits>;
+using UniqueMutex = UniqueHandle<KernelObjectTraits<struct MutexKind>>;
+using UniqueEvent = UniqueHandle<KernelObjectTraits<struct EventKind>>;
+using UniqueProcess = UniqueHandle<KernelObjectTraits<struct ProcessKind>>;
+using UniqueThread = UniqueHandle<KernelObjectTraits<struct ThreadKind>>;
+using UniqueToken = UniqueHandle<KernelObjectTraits<struct TokenKind>>;
+template <typename Interface>
+using UniqueCom = UniqueHandle<ComTraits<Interface>>;
 
 }  // namespace ZorvCommon

@@ -3,6 +3,7 @@
 #include <winternl.h>
 
 #include <cstring>
+#include <new>
 
 #include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Library.h"
@@ -43,40 +44,37 @@ Result QueryOrDefault(Query query, const Result& defaultValue, uint32_t* error) 
         Result result = query();
         SetError(error, ERROR_SUCCESS);
         return result;
-    } catch (Exception* e) {
-        SetError(error, e->m_Error);
-        delete e;
+    } catch (Exception* pException) {
+        const std::unique_ptr<Exception> owner(pException);
+        SetError(error, pException->m_Error);
         return defaultValue;
     }
 }
 
-// The value's type and bytes. Most values fit the first guess and cost one call (each
-// call is a round trip to the registry); a longer one is asked for again with the size
-// the last call reported, as long as the value grows between the calls.
-DWORD QueryBytes(HKEY key, const std::wstring& name, std::vector<uint8_t>& bytes) {
-    DWORD type = REG_NONE;
-    DWORD cbData = kFirstQueryBytes;
-    for (;;) {
-        bytes.assign(cbData, 0);
-        const LSTATUS status =
-            RegQueryValueExW(key, name.c_str(), nullptr, &type, bytes.data(), &cbData);
-        if (status != ERROR_MORE_DATA) {
-            Check(status, __LINE__);
-            bytes.resize(cbData);
-            return type;
-        }
-    }
+template <typename Number>
+RegistryValue NumberValue(Number number, DWORD type) {
+    RegistryValue value = BinaryValue(reinterpret_cast<const uint8_t*>(&number), sizeof(number));
+    value.Type = type;
+    return value;
 }
 
 template <typename Number>
-Number QueryNumber(HKEY key, const std::wstring& name, DWORD expectedType) {
-    std::vector<uint8_t> bytes;
-    if (QueryBytes(key, name, bytes) != expectedType || bytes.size() != sizeof(Number)) {
+Number ReadNumber(const RegistryValue& value, DWORD expectedType) {
+    if (value.Type != expectedType || value.Bytes.size() != sizeof(Number)) {
         ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
     }
-    Number value;
-    std::memcpy(&value, bytes.data(), sizeof(Number));
-    return value;
+    Number number;
+    std::memcpy(&number, value.Bytes.data(), sizeof(Number));
+    return number;
+}
+
+// A store of the view for a node of a tree delete; throws when there is no memory.
+std::unique_ptr<Registry> NewRegistry(uint32_t view) {
+    std::unique_ptr<Registry> registry(new (std::nothrow) Registry(view));
+    if (registry == nullptr) {
+        ZORV_THROW_STORAGE(ERROR_OUTOFMEMORY);
+    }
+    return registry;
 }
 
 // RegEnumKeyExW and RegEnumValueW alike: names from index 0 up to ERROR_NO_MORE_ITEMS.
@@ -108,6 +106,115 @@ Function NtDllProc(const UniqueModule& ntdll, const char* name) {
 }
 
 }  // namespace
+
+RegistryValue StringValue(const std::wstring& text) {
+    RegistryValue value = BinaryValue(reinterpret_cast<const uint8_t*>(text.c_str()),
+                                      static_cast<uint32_t>((text.size() + 1) * sizeof(wchar_t)));
+    value.Type = REG_SZ;
+    return value;
+}
+
+RegistryValue Uint32Value(uint32_t value) {
+    return NumberValue(value, REG_DWORD);
+}
+
+RegistryValue Uint64Value(uint64_t value) {
+    return NumberValue(value, REG_QWORD);
+}
+
+RegistryValue BinaryValue(const uint8_t* bytes, uint32_t length) {
+    RegistryValue value;
+    value.Type = REG_BINARY;
+    value.Bytes.assign(bytes, bytes + length);
+    return value;
+}
+
+std::wstring ReadString(const RegistryValue& value) {
+    if (value.Type != REG_SZ && value.Type != REG_EXPAND_SZ) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    std::wstring text((value.Bytes.size() + 1) / sizeof(wchar_t), L'\0');
+    if (!value.Bytes.empty()) {
+        std::memcpy(&text[0], value.Bytes.data(), value.Bytes.size());
+    }
+    text.resize(wcsnlen(text.c_str(), text.size()));
+    return text;
+}
+
+uint32_t ReadUint32(const RegistryValue& value) {
+    return ReadNumber<uint32_t>(value, REG_DWORD);
+}
+
+uint64_t ReadUint64(const RegistryValue& value) {
+    return ReadNumber<uint64_t>(value, REG_QWORD);
+}
+
+void ReadBinary(const RegistryValue& value, ByteArray& bytes) {
+    if (value.Type != REG_BINARY) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    bytes.Free();
+    if (value.Bytes.empty()) {
+        return;
+    }
+    uint32_t error = ERROR_SUCCESS;
+    if (!bytes.Create(value.Bytes.size(), &error)) {
+        ZORV_THROW_STORAGE(error);
+    }
+    std::memcpy(bytes.Data(), value.Bytes.data(), value.Bytes.size());
+    bytes.SetLength(value.Bytes.size());
+}
+
+bool RegistryBase::QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) {
+    return QueryOrDefault([&] { return QueryBinary(name, value); }, false, error);
+}
+
+bool RegistryBase::QueryBinary(const std::wstring& name, ByteArray& value) {
+    ReadBinary(QueryStored(name), value);
+    return true;
+}
+
+std::wstring RegistryBase::QueryString(const std::wstring& name, const std::wstring& defaultValue,
+                                       uint32_t* error) {
+    return QueryOrDefault([&] { return QueryString(name, defaultValue); }, defaultValue, error);
+}
+
+std::wstring RegistryBase::QueryString(const std::wstring& name, const std::wstring&) {
+    return ReadString(QueryStored(name));
+}
+
+uint32_t RegistryBase::QueryUint32(const std::wstring& name, uint32_t defaultValue,
+                                   uint32_t* error) {
+    return QueryOrDefault([&] { return QueryUint32(name, defaultValue); }, defaultValue, error);
+}
+
+uint32_t RegistryBase::QueryUint32(const std::wstring& name, uint32_t) {
+    return ReadUint32(QueryStored(name));
+}
+
+uint64_t RegistryBase::QueryUint64(const std::wstring& name) {
+    return ReadUint64(QueryStored(name));
+}
+
+bool RegistryBase::SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) {
+    return SetStored(name, BinaryValue(bytes, length));
+}
+
+bool RegistryBase::SetString(const std::wstring& name, const std::wstring& text) {
+    return SetStored(name, StringValue(text));
+}
+
+bool RegistryBase::SetUint64(const std::wstring& name, uint64_t value) {
+    return SetStored(name, Uint64Value(value));
+}
+
+bool RegistryBase::SetUint32(const std::wstring& name, uint32_t value) {
+    return SetStored(name, Uint32Value(value));
+}
+
+bool RegistryBase::DeleteValue(const wchar_t* name) {
+    return DeleteValue(std::wstring(name != nullptr ? name : L""));
+}
 
 std::wstring JoinKeyPath(const std::wstring& base, const std::wstring& name) {
     if (name.empty()) {
@@ -157,9 +264,9 @@ bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options
     return Adopt(status, opened, path);
 }
 
-bool Registry::OpenWith(const Key& key, const std::wstring& name, REGSAM access) {
+bool Registry::OpenWith(const Key& key, const std::wstring& name, DWORD options, REGSAM access) {
     const std::wstring path = JoinKeyPath(key.m_SubKey, name);
-    return OpenRelative(key.m_Root, path, 0, access, path);
+    return OpenRelative(key.m_Root, path, options, access, path);
 }
 
 bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM access) {
@@ -173,7 +280,7 @@ bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM acces
 }
 
 bool Registry::Open(const Key& key, const std::wstring& name) {
-    return OpenWith(key, name, KEY_QUERY_VALUE);
+    return OpenWith(key, name, 0, KEY_QUERY_VALUE);
 }
 
 bool Registry::Create(const Key& key, const std::wstring& name) {
@@ -185,22 +292,37 @@ bool Registry::CreateAllAccess(const Key& key, const std::wstring& name) {
 }
 
 bool Registry::OpenForDelete(const Key& key, const std::wstring& name) {
-    return OpenWith(key, name, kDeleteAccess);
+    return OpenWith(key, name, 0, kDeleteAccess);
 }
 
 bool Registry::OpenForEnum(const Key& key, const std::wstring& name) {
-    return OpenWith(key, name, kEnumAccess);
+    return OpenWith(key, name, 0, kEnumAccess);
 }
 
 bool Registry::OpenNodeForDelete(const Key& key, const std::wstring& name) {
-    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
-    return OpenRelative(key.m_Root, path, REG_OPTION_OPEN_LINK, kNodeAccess, path);
+    return OpenWith(key, name, REG_OPTION_OPEN_LINK, kNodeAccess);
+}
+
+bool Registry::OpenNodeForEnum(const Key& key, const std::wstring& name) {
+    return OpenWith(key, name, REG_OPTION_OPEN_LINK, KEY_ENUMERATE_SUB_KEYS);
 }
 
 bool Registry::OpenNodeForDelete(const Registry& parent, const std::wstring& name) {
     parent.RequireOpen();
     return OpenRelative(parent.m_Key.get(), name, REG_OPTION_OPEN_LINK, kNodeAccess,
                         JoinKeyPath(parent.m_Path, name));
+}
+
+std::unique_ptr<RegistryBase> Registry::OpenNode(const Key& key, const std::wstring& name) {
+    std::unique_ptr<Registry> node = NewRegistry(m_View);
+    (void)node->OpenNodeForDelete(key, name);  // true, or it throws
+    return node;
+}
+
+std::unique_ptr<RegistryBase> Registry::OpenSubNode(const std::wstring& name) {
+    std::unique_ptr<Registry> node = NewRegistry(m_View);
+    (void)node->OpenNodeForDelete(*this, name);  // true, or it throws
+    return node;
 }
 
 bool Registry::Close() {
@@ -216,95 +338,29 @@ bool Registry::Flush() {
     return true;
 }
 
-bool Registry::QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) {
-    return QueryOrDefault([&] { return QueryBinary(name, value); }, false, error);
-}
-
-// The array is replaced only once the value has been read; a zero-length value leaves
-// it empty.
-bool Registry::QueryBinary(const std::wstring& name, ByteArray& value) {
+// Most values fit the first guess and cost one call (each call is a round trip to the
+// registry); a longer one is asked for again with the size the last call reported, as
+// long as the value grows between the calls.
+RegistryValue Registry::QueryStored(const std::wstring& name) {
     RequireOpen();
-    std::vector<uint8_t> bytes;
-    if (QueryBytes(m_Key.get(), name, bytes) != REG_BINARY) {
-        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    RegistryValue value;
+    DWORD cbData = kFirstQueryBytes;
+    for (;;) {
+        value.Bytes.assign(cbData, 0);
+        const LSTATUS status = RegQueryValueExW(m_Key.get(), name.c_str(), nullptr, &value.Type,
+                                                value.Bytes.data(), &cbData);
+        if (status != ERROR_MORE_DATA) {
+            Check(status, __LINE__);
+            value.Bytes.resize(cbData);
+            return value;
+        }
     }
-    value.Free();
-    if (bytes.empty()) {
-        return true;
-    }
-    uint32_t error = ERROR_SUCCESS;
-    if (!value.Create(bytes.size(), &error)) {
-        ZORV_THROW_STORAGE(error);
-    }
-    std::memcpy(value.Data(), bytes.data(), bytes.size());
-    value.SetLength(bytes.size());
-    return true;
 }
 
-std::wstring Registry::QueryString(const std::wstring& name, const std::wstring& defaultValue,
-                                   uint32_t* error) {
-    return QueryOrDefault([&] { return QueryString(name, defaultValue); }, defaultValue, error);
-}
-
-// The stored text need not be terminated and its byte count may be odd: the count is
-// rounded up and the text ends at the first NUL or at the end of the data.
-std::wstring Registry::QueryString(const std::wstring& name, const std::wstring&) {
+bool Registry::SetStored(const std::wstring& name, const RegistryValue& value) {
     RequireOpen();
-    std::vector<uint8_t> bytes;
-    const DWORD type = QueryBytes(m_Key.get(), name, bytes);
-    if (type != REG_SZ && type != REG_EXPAND_SZ) {
-        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
-    }
-    std::wstring text((bytes.size() + 1) / sizeof(wchar_t), L'\0');
-    if (!bytes.empty()) {
-        std::memcpy(&text[0], bytes.data(), bytes.size());
-    }
-    text.resize(wcsnlen(text.c_str(), text.size()));
-    return text;
-}
-
-uint32_t Registry::QueryUint32(const std::wstring& name, uint32_t defaultValue, uint32_t* error) {
-    return QueryOrDefault([&] { return QueryUint32(name, defaultValue); }, defaultValue, error);
-}
-
-uint32_t Registry::QueryUint32(const std::wstring& name, uint32_t) {
-    RequireOpen();
-    return QueryNumber<uint32_t>(m_Key.get(), name, REG_DWORD);
-}
-
-uint64_t Registry::QueryUint64(const std::wstring& name) {
-    RequireOpen();
-    return QueryNumber<uint64_t>(m_Key.get(), name, REG_QWORD);
-}
-
-bool Registry::SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) {
-    RequireOpen();
-    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_BINARY, bytes, length), __LINE__);
-    return true;
-}
-
-bool Registry::SetString(const std::wstring& name, const std::wstring& text) {
-    RequireOpen();
-    const DWORD cbText = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_SZ,
-                         reinterpret_cast<const BYTE*>(text.c_str()), cbText),
-          __LINE__);
-    return true;
-}
-
-bool Registry::SetUint64(const std::wstring& name, uint64_t value) {
-    RequireOpen();
-    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_QWORD,
-                         reinterpret_cast<const BYTE*>(&value), sizeof(value)),
-          __LINE__);
-    return true;
-}
-
-bool Registry::SetUint32(const std::wstring& name, uint32_t value) {
-    RequireOpen();
-    const DWORD data = value;
-    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, REG_DWORD,
-                         reinterpret_cast<const BYTE*>(&data), sizeof(data)),
+    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, value.Type, value.Bytes.data(),
+                         static_cast<DWORD>(value.Bytes.size())),
           __LINE__);
     return true;
 }
@@ -316,8 +372,6 @@ bool Registry::DeleteKey(const std::wstring& name) {
     return true;
 }
 
-// NtDeleteKey acts on the object behind the handle; RegDeleteKeyExW looks the name up
-// again, and through a link.
 bool Registry::DeleteOpenKey() {
     RequireOpen();
     const UniqueModule ntdll(LoadLibraryW(Library::SystemDirectoryPath(L"ntdll.dll").c_str()));
@@ -331,10 +385,6 @@ bool Registry::DeleteOpenKey() {
     m_Key.reset();
     m_Path.clear();
     return true;
-}
-
-bool Registry::DeleteValue(const wchar_t* name) {
-    return DeleteValue(std::wstring(name != nullptr ? name : L""));
 }
 
 bool Registry::DeleteValue(const std::wstring& name) {
@@ -363,7 +413,7 @@ uint32_t QueryValue(HKEY root, const std::wstring& subKey, const std::wstring& n
     value = QueryOrDefault(
         [&] {
             Registry registry(view);
-            registry.Open(Key(StorageTypeRegistry, root, subKey), std::wstring());
+            (void)registry.Open(Key(StorageTypeRegistry, root, subKey), std::wstring());
             return registry.QueryString(name, defaultValue);
         },
         defaultValue, &error);

@@ -1,5 +1,7 @@
 #pragma once
-// The registry backend of Storage::Base.
+// The registry backend of Storage::Base, and the stored form of its values.
+
+#include <memory>
 
 #include "ZorvComn_Handle.h"
 #include "ZorvComn_Storage.h"
@@ -13,61 +15,111 @@ enum RegistryView : uint32_t {
     RegistryView64 = 2,  // KEY_WOW64_64KEY
 };
 
-// The non-throwing queries set *error (when given) to 0, or to the code of the storage
-// exception they caught. A failed open or create leaves an already open key as it was.
-class Registry : public Base {
+// A value as the registry keeps it: its type and its bytes.
+struct RegistryValue {
+    DWORD Type = REG_NONE;
+    std::vector<uint8_t> Bytes;
+};
+
+// The typed values of a registry store in their stored form, and back: one encoding for
+// the registry and for every store that keeps registry values elsewhere. A read of
+// another type or size throws 13.
+RegistryValue StringValue(const std::wstring& text);  // REG_SZ with its terminating NUL
+RegistryValue Uint32Value(uint32_t value);
+RegistryValue Uint64Value(uint64_t value);
+RegistryValue BinaryValue(const uint8_t* bytes, uint32_t length);
+// REG_SZ or REG_EXPAND_SZ (unexpanded). The stored text need not be terminated and its
+// byte count may be odd: the count is rounded up and the text ends at the first NUL.
+std::wstring ReadString(const RegistryValue& value);
+uint32_t ReadUint32(const RegistryValue& value);
+uint64_t ReadUint64(const RegistryValue& value);
+// The array is replaced only once the value has been read; a zero-length value leaves
+// it empty.
+void ReadBinary(const RegistryValue& value, ByteArray& bytes);
+
+// A registry store: the typed reads and writes are its stored values decoded and
+// encoded here, over the two operations on stored values each store provides. The
+// non-throwing queries set *error (when given) to 0, or to the code of the storage
+// exception they caught.
+class RegistryBase : public Base {
+public:
+    using Base::DeleteValue;
+    [[nodiscard]] bool QueryBinary(const std::wstring& name, ByteArray& value,
+                                   uint32_t* error) final;
+    [[nodiscard]] bool QueryBinary(const std::wstring& name, ByteArray& value) final;
+    std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue,
+                             uint32_t* error) final;
+    std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue) final;
+    uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue, uint32_t* error) final;
+    uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue) final;
+    // A REG_QWORD value (else throws 13).
+    uint64_t QueryUint64(const std::wstring& name);
+    [[nodiscard]] bool SetBinary(const std::wstring& name, const uint8_t* bytes,
+                                 uint32_t length) final;
+    [[nodiscard]] bool SetString(const std::wstring& name, const std::wstring& text) final;
+    [[nodiscard]] bool SetUint64(const std::wstring& name, uint64_t value) final;
+    [[nodiscard]] bool SetUint32(const std::wstring& name, uint32_t value) final;
+    [[nodiscard]] bool DeleteValue(const wchar_t* name) final;
+
+    // The value as it is stored (throws 2 when there is none), resp. stored as given.
+    virtual RegistryValue QueryStored(const std::wstring& name) = 0;
+    [[nodiscard]] virtual bool SetStored(const std::wstring& name, const RegistryValue& value) = 0;
+    // For a delete of a whole tree: a new store of this one's kind and view holding
+    // root\subkey\name, resp. the sub-key name of the key open here, opened as it is named
+    // (a link itself, never its target) for enumeration and deletion. Throws what the
+    // open gives.
+    virtual std::unique_ptr<RegistryBase> OpenNode(const Key& key, const std::wstring& name) = 0;
+    virtual std::unique_ptr<RegistryBase> OpenSubNode(const std::wstring& name) = 0;
+    // Deletes the key open here and closes it: a link opened as a node goes and its
+    // target stays. A key that still has sub-keys is refused.
+    [[nodiscard]] virtual bool DeleteOpenKey() = 0;
+};
+
+// A failed open or create leaves an already open key as it was.
+class Registry : public RegistryBase {
 public:
     explicit Registry(uint32_t view = RegistryViewDefault);
     ~Registry() override;
 
-    bool Open(const Key& key, const std::wstring& name) override;
-    bool Create(const Key& key, const std::wstring& name) override;
-    bool OpenForDelete(const Key& key, const std::wstring& name) override;
-    bool OpenForEnum(const Key& key, const std::wstring& name) override;
-    bool Close() override;
-    bool Flush() override;
-    bool QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) override;
-    bool QueryBinary(const std::wstring& name, ByteArray& value) override;
-    std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue,
-                             uint32_t* error) override;
-    std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue) override;
-    uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue, uint32_t* error) override;
-    uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue) override;
-    bool SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) override;
-    bool SetString(const std::wstring& name, const std::wstring& text) override;
-    bool SetUint64(const std::wstring& name, uint64_t value) override;
-    bool SetUint32(const std::wstring& name, uint32_t value) override;
-    bool DeleteKey(const std::wstring& name) override;
-    bool DeleteValue(const wchar_t* name) override;
-    bool DeleteValue(const std::wstring& name) override;
-    bool EnumKeys(std::vector<std::wstring>& names) override;
-    bool EnumValues(std::vector<std::wstring>& names) override;
+    using RegistryBase::DeleteValue;
+    [[nodiscard]] bool Open(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool Create(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool OpenForDelete(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool OpenForEnum(const Key& key, const std::wstring& name) override;
+    [[nodiscard]] bool Close() override;
+    [[nodiscard]] bool Flush() override;
+    [[nodiscard]] bool DeleteKey(const std::wstring& name) override;
+    [[nodiscard]] bool DeleteValue(const std::wstring& name) override;
+    [[nodiscard]] bool EnumKeys(std::vector<std::wstring>& names) override;
+    [[nodiscard]] bool EnumValues(std::vector<std::wstring>& names) override;
+    RegistryValue QueryStored(const std::wstring& name) override;
+    [[nodiscard]] bool SetStored(const std::wstring& name, const RegistryValue& value) override;
+    std::unique_ptr<RegistryBase> OpenNode(const Key& key, const std::wstring& name) override;
+    std::unique_ptr<RegistryBase> OpenSubNode(const std::wstring& name) override;
+    // NtDeleteKey acts on the object behind the handle; deleting by path would look the
+    // name up again, and through a link.
+    [[nodiscard]] bool DeleteOpenKey() override;
 
-    // Registry only: a REG_QWORD value (else throws 13).
-    uint64_t QueryUint64(const std::wstring& name);
     // Creates (or opens) root\subkey\name with KEY_ALL_ACCESS.
-    bool CreateAllAccess(const Key& key, const std::wstring& name);
-
-    // For a delete of a whole tree: a key opened as it is named, for enumeration and
-    // deletion. A link is opened itself (REG_OPTION_OPEN_LINK), never its target: by
-    // path below the key, or relative to the key open in parent (so that nothing on
-    // the way is looked up again by path).
-    bool OpenNodeForDelete(const Key& key, const std::wstring& name);
-    bool OpenNodeForDelete(const Registry& parent, const std::wstring& name);
-    // Deletes the key this object has open, through its handle, and closes it: a link
-    // opened as a node goes and its target stays (deleting a link by its path would
-    // delete the target instead). A key that still has sub-keys is refused.
-    bool DeleteOpenKey();
+    [[nodiscard]] bool CreateAllAccess(const Key& key, const std::wstring& name);
+    // A key opened as it is named (REG_OPTION_OPEN_LINK: a link is opened itself, never
+    // its target), for enumeration and deletion: by path below the key, or relative to
+    // the key open in parent (so that nothing on the way is looked up again by path).
+    [[nodiscard]] bool OpenNodeForDelete(const Key& key, const std::wstring& name);
+    [[nodiscard]] bool OpenNodeForDelete(const Registry& parent, const std::wstring& name);
+    // The same, for reading the key's sub-keys only.
+    [[nodiscard]] bool OpenNodeForEnum(const Key& key, const std::wstring& name);
 
     const std::wstring& GetPath() const { return m_Path; }
 
 private:
-    bool OpenWith(const Key& key, const std::wstring& name, REGSAM access);
-    bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
-    bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
-                      const std::wstring& path);
+    [[nodiscard]] bool OpenWith(const Key& key, const std::wstring& name, DWORD options,
+                                REGSAM access);
+    [[nodiscard]] bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
+    [[nodiscard]] bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options,
+                                    REGSAM access, const std::wstring& path);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
+    [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
     void RequireOpen() const;
 

@@ -28,8 +28,8 @@ public:
           m_Line(line),
           m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
 
-    int32_t m_Result;     // HRESULT of m_Error
-    uint32_t m_Error;     // Win32 error
+    HRESULT m_Result;  // of m_Error
+    uint32_t m_Error;  // Win32 error
     uint32_t m_Line;
     std::wstring m_File;
 };

@@ -1,7 +1,7 @@
 #pragma once
 // The store interface shared by the registry and INI-file backends, the key that names
 // a place to open, and the exception every throwing operation raises (by pointer:
-// throw new Exception(...); the catcher deletes it).
+// throw new Exception(...); the catcher takes it into a std::unique_ptr).
 
 #include <windows.h>
 
@@ -32,9 +32,9 @@ public:
     virtual ~Key() = default;
 
     uint32_t m_Type;
-    HKEY m_Root = nullptr;      // registry root, e.g. HKEY_LOCAL_MACHINE
-    std::wstring m_FilePath;    // INI file path
-    std::wstring m_SubKey;      // registry sub-key path, or the INI section name
+    HKEY m_Root = nullptr;    // registry root, e.g. HKEY_LOCAL_MACHINE
+    std::wstring m_FilePath;  // INI file path
+    std::wstring m_SubKey;    // registry sub-key path, or the INI section name
 };
 
 class Exception : public ZorvCommon::Exception::Base {
@@ -51,31 +51,34 @@ public:
 // key or section is open.
 class Base {
 public:
-    virtual ~Base() = default;                                                   // 1
-    virtual bool Open(const Key& key, const std::wstring& name) = 0;             // 2
-    virtual bool Create(const Key& key, const std::wstring& name) = 0;           // 3
-    virtual bool OpenForDelete(const Key& key, const std::wstring& name) = 0;    // 4
-    virtual bool OpenForEnum(const Key& key, const std::wstring& name) = 0;      // 5
-    virtual bool Close() = 0;                                                    // 6
-    virtual bool Flush() = 0;                                                    // 7
-    virtual bool QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) = 0;  // 8
-    virtual bool QueryBinary(const std::wstring& name, ByteArray& value) = 0;    // 9
+    virtual ~Base() = default;                                                               // 1
+    [[nodiscard]] virtual bool Open(const Key& key, const std::wstring& name) = 0;           // 2
+    [[nodiscard]] virtual bool Create(const Key& key, const std::wstring& name) = 0;         // 3
+    [[nodiscard]] virtual bool OpenForDelete(const Key& key, const std::wstring& name) = 0;  // 4
+    [[nodiscard]] virtual bool OpenForEnum(const Key& key, const std::wstring& name) = 0;    // 5
+    [[nodiscard]] virtual bool Close() = 0;                                                  // 6
+    [[nodiscard]] virtual bool Flush() = 0;                                                  // 7
+    [[nodiscard]] virtual bool QueryBinary(const std::wstring& name, ByteArray& value,
+                                           uint32_t* error) = 0;                             // 8
+    [[nodiscard]] virtual bool QueryBinary(const std::wstring& name, ByteArray& value) = 0;  // 9
     virtual std::wstring QueryString(const std::wstring& name, const std::wstring& defaultValue,
-                                     uint32_t* error) = 0;                       // 10
+                                     uint32_t* error) = 0;  // 10
     virtual std::wstring QueryString(const std::wstring& name,
-                                     const std::wstring& defaultValue) = 0;      // 11
+                                     const std::wstring& defaultValue) = 0;  // 11
     virtual uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue,
-                                 uint32_t* error) = 0;                           // 12
+                                 uint32_t* error) = 0;                                  // 12
     virtual uint32_t QueryUint32(const std::wstring& name, uint32_t defaultValue) = 0;  // 13
-    virtual bool SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) = 0;  // 14
-    virtual bool SetString(const std::wstring& name, const std::wstring& text) = 0;  // 15
-    virtual bool SetUint64(const std::wstring& name, uint64_t value) = 0;        // 16
-    virtual bool SetUint32(const std::wstring& name, uint32_t value) = 0;        // 17
-    virtual bool DeleteKey(const std::wstring& name) = 0;                        // 18
-    virtual bool DeleteValue(const wchar_t* name) = 0;                           // 19
-    virtual bool DeleteValue(const std::wstring& name) = 0;                      // 20
-    virtual bool EnumKeys(std::vector<std::wstring>& names) = 0;                 // 21
-    virtual bool EnumValues(std::vector<std::wstring>& names) = 0;               // 22
+    [[nodiscard]] virtual bool SetBinary(const std::wstring& name, const uint8_t* bytes,
+                                         uint32_t length) = 0;  // 14
+    [[nodiscard]] virtual bool SetString(const std::wstring& name,
+                                         const std::wstring& text) = 0;                  // 15
+    [[nodiscard]] virtual bool SetUint64(const std::wstring& name, uint64_t value) = 0;  // 16
+    [[nodiscard]] virtual bool SetUint32(const std::wstring& name, uint32_t value) = 0;  // 17
+    [[nodiscard]] virtual bool DeleteKey(const std::wstring& name) = 0;                  // 18
+    [[nodiscard]] virtual bool DeleteValue(const wchar_t* name) = 0;                     // 19
+    [[nodiscard]] virtual bool DeleteValue(const std::wstring& name) = 0;                // 20
+    [[nodiscard]] virtual bool EnumKeys(std::vector<std::wstring>& names) = 0;           // 21
+    [[nodiscard]] virtual bool EnumValues(std::vector<std::wstring>& names) = 0;         // 22
 };
 
 }  // namespace Storage

@@ -1,5 +1,6 @@
 #include "ZorvComn_Stream.h"
 
+#include <memory>
 #include <new>
 
 #include "ZorvComn_Exception.h"
@@ -28,7 +29,7 @@ HRESULT Contained(Operation operation) noexcept {
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     } catch (ZorvCommon::Exception::Base* pException) {
-        delete pException;
+        const std::unique_ptr<ZorvCommon::Exception::Base> owner(pException);
         return E_FAIL;
     } catch (...) {
         return E_UNEXPECTED;
@@ -252,18 +253,15 @@ HRESULT StreamComFileBase::OnStat(STATSTG* pstatstg, DWORD) {
 // ---- StreamBase and StreamFileEx ---------------------------------------------------
 
 void StreamBase::Close() {
-    if (m_pStream != nullptr) {
-        m_pStream->Release();
-        m_pStream = nullptr;
-    }
+    m_Stream.reset();
 }
 
 HRESULT StreamFileEx::Open() {
-    if (m_pStream != nullptr) {
+    if (m_Stream) {
         return ZorvCommon::Exception::ResultFromWin32(ERROR_OBJECT_ALREADY_EXISTS);
     }
-    m_pStream = new (std::nothrow) StreamComFileBase(&m_rFile);
-    return m_pStream != nullptr ? S_OK : E_OUTOFMEMORY;
+    m_Stream.reset(new (std::nothrow) StreamComFileBase(&m_rFile));
+    return m_Stream ? S_OK : E_OUTOFMEMORY;
 }
 
 }  // namespace Storage

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "ZorvComn_Handle.h"
 #include "ZorvComn_Synchronize.h"
 
 namespace ZorvCommon {
@@ -100,12 +101,12 @@ public:
     StreamBase& operator=(const StreamBase&) = delete;
 
     // Makes the stream; HRESULT_FROM_WIN32(5010) when one is already held.
-    virtual HRESULT Open() = 0;
+    [[nodiscard]] virtual HRESULT Open() = 0;
     void Close();
-    IStream* GetStream() const { return m_pStream; }
+    IStream* GetStream() const { return m_Stream.get(); }
 
 protected:
-    IStream* m_pStream = nullptr;
+    UniqueCom<IStream> m_Stream;
 };
 
 // A StreamComFileBase over a file the caller keeps open for the stream's lifetime.
@@ -114,7 +115,7 @@ public:
     explicit StreamFileEx(FileBase& file) : m_rFile(file) {}
 
     // E_OUTOFMEMORY when the stream cannot be allocated.
-    HRESULT Open() override;
+    [[nodiscard]] HRESULT Open() override;
 
 private:
     FileBase& m_rFile;

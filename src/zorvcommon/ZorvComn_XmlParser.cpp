@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -86,33 +87,31 @@ void XmlLiteReader::Create(Library::XmlLite& library, IStream* pStream) {
     if (library.m_pfnCreateXmlReader == nullptr) {
         Fail(E_POINTER, __LINE__);
     }
+    IXmlReader* pReader = nullptr;
     const HRESULT result =
-        library.m_pfnCreateXmlReader(IID_IXmlReader, reinterpret_cast<void**>(&m_pReader), nullptr);
+        library.m_pfnCreateXmlReader(IID_IXmlReader, reinterpret_cast<void**>(&pReader), nullptr);
     if (FAILED(result)) {
-        m_pReader = nullptr;
         Fail(result, __LINE__);
     }
+    m_Reader.reset(pReader);
     // An internal entity bomb must fail at the DOCTYPE, not expand.
-    Check(m_pReader->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Prohibit),
+    Check(m_Reader.get()->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Prohibit),
           __LINE__);
-    Check(m_pReader->SetInput(pStream), __LINE__);
+    Check(m_Reader.get()->SetInput(pStream), __LINE__);
 }
 
 void XmlLiteReader::Release() {
-    if (m_pReader != nullptr) {
-        m_pReader->Release();
-        m_pReader = nullptr;
-    }
+    m_Reader.reset();
 }
 
 void XmlLiteReader::Fail(HRESULT result, uint32_t sourceLine) {
     UINT line = 0;
     UINT column = 0;
-    if (m_pReader != nullptr) {
-        if (FAILED(m_pReader->GetLineNumber(&line))) {
+    if (m_Reader) {
+        if (FAILED(m_Reader.get()->GetLineNumber(&line))) {
             line = 0;
         }
-        if (FAILED(m_pReader->GetLinePosition(&column))) {
+        if (FAILED(m_Reader.get()->GetLinePosition(&column))) {
             column = 0;
         }
     }
@@ -127,64 +126,64 @@ void XmlLiteReader::Check(HRESULT result, uint32_t sourceLine) {
 }
 
 bool XmlLiteReader::Read(XmlNodeType& nodeType) {
-    const HRESULT result = m_pReader->Read(&nodeType);
+    const HRESULT result = m_Reader.get()->Read(&nodeType);
     Check(result, __LINE__);
     return result == S_OK;
 }
 
 XmlNodeType XmlLiteReader::GetNodeType() {
     XmlNodeType nodeType = XmlNodeType_None;
-    Check(m_pReader->GetNodeType(&nodeType), __LINE__);
+    Check(m_Reader.get()->GetNodeType(&nodeType), __LINE__);
     return nodeType;
 }
 
 const wchar_t* XmlLiteReader::GetLocalName(UINT& cchName) {
     const wchar_t* name = nullptr;
-    Check(m_pReader->GetLocalName(&name, &cchName), __LINE__);
+    Check(m_Reader.get()->GetLocalName(&name, &cchName), __LINE__);
     return name;
 }
 
 const wchar_t* XmlLiteReader::GetValue(UINT& cchValue) {
     const wchar_t* value = nullptr;
-    Check(m_pReader->GetValue(&value, &cchValue), __LINE__);
+    Check(m_Reader.get()->GetValue(&value, &cchValue), __LINE__);
     return value;
 }
 
 bool XmlLiteReader::MoveToFirstAttribute() {
-    const HRESULT result = m_pReader->MoveToFirstAttribute();
+    const HRESULT result = m_Reader.get()->MoveToFirstAttribute();
     Check(result, __LINE__);
     return result == S_OK;
 }
 
 bool XmlLiteReader::MoveToNextAttribute() {
-    const HRESULT result = m_pReader->MoveToNextAttribute();
+    const HRESULT result = m_Reader.get()->MoveToNextAttribute();
     Check(result, __LINE__);
     return result == S_OK;
 }
 
 void XmlLiteReader::MoveToElement() {
-    Check(m_pReader->MoveToElement(), __LINE__);
+    Check(m_Reader.get()->MoveToElement(), __LINE__);
 }
 
 bool XmlLiteReader::IsEmptyElement() {
-    return m_pReader->IsEmptyElement() != FALSE;
+    return m_Reader.get()->IsEmptyElement() != FALSE;
 }
 
 UINT XmlLiteReader::GetDepth() {
     UINT depth = 0;
-    Check(m_pReader->GetDepth(&depth), __LINE__);
+    Check(m_Reader.get()->GetDepth(&depth), __LINE__);
     return depth;
 }
 
 UINT XmlLiteReader::GetLineNumber() {
     UINT line = 0;
-    Check(m_pReader->GetLineNumber(&line), __LINE__);
+    Check(m_Reader.get()->GetLineNumber(&line), __LINE__);
     return line;
 }
 
 UINT XmlLiteReader::GetLinePosition() {
     UINT column = 0;
-    Check(m_pReader->GetLinePosition(&column), __LINE__);
+    Check(m_Reader.get()->GetLinePosition(&column), __LINE__);
     return column;
 }
 
@@ -266,8 +265,8 @@ bool XmlParser::Catching(const Step& step) {
     try {
         return step();
     } catch (XmlException* pException) {
+        const std::unique_ptr<XmlException> owner(pException);
         RecordFailure(pException->m_Result, pException->m_ReaderLine, pException->m_ReaderColumn);
-        delete pException;
     } catch (const std::bad_alloc&) {
         RecordFailure(E_OUTOFMEMORY, 0, 0);
     }

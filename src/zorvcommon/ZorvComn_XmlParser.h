@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "ZorvComn_Handle.h"
 #include "ZorvComn_Storage.h"
 #include "ZorvComn_XmlLite.h"
 
@@ -53,7 +54,7 @@ public:
     // Creates the reader (DTDs stay prohibited) and sets the stream as its input.
     void Create(Library::XmlLite& library, IStream* pStream);
     void Release();
-    bool IsCreated() const { return m_pReader != nullptr; }
+    bool IsCreated() const { return m_Reader.is_valid(); }
 
     bool Read(XmlNodeType& nodeType);
     XmlNodeType GetNodeType();
@@ -71,7 +72,7 @@ private:
     void Check(HRESULT result, uint32_t sourceLine);
     [[noreturn]] void Fail(HRESULT result, uint32_t sourceLine);
 
-    IXmlReader* m_pReader = nullptr;
+    UniqueCom<IXmlReader> m_Reader;
 };
 
 class XmlParser {
@@ -131,7 +132,7 @@ public:
 
     // The last failure since Start: the reader's result (or kResultUnexpectedEnd), the
     // element the walk stood on, the reader's line and column and the nesting depth.
-    int32_t GetLastResult() const { return m_LastResult; }
+    HRESULT GetLastResult() const { return m_LastResult; }
     const std::wstring& GetLastNodeName() const { return m_LastNodeName; }
     uint32_t GetLastLine() const { return m_LastLine; }
     uint32_t GetLastColumn() const { return m_LastColumn; }
@@ -201,7 +202,7 @@ private:
     XmlNodeType m_GuardType = XmlNodeType_None;
     uint32_t m_GuardRepeats = 0;
 
-    int32_t m_LastResult = 0;
+    HRESULT m_LastResult = S_OK;
     std::wstring m_LastNodeName;
     uint32_t m_LastLine = 0;
     uint32_t m_LastColumn = 0;

@@ -23,7 +23,7 @@ DWORD AceSize(PSID sid) {
 }  // namespace
 
 std::vector<uint8_t> ProcessUserSid() {
-    ZorvCommon::UniqueFile token;
+    ZorvCommon::UniqueToken token;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put())) {
         return {};
     }

@@ -4,6 +4,7 @@
 
 #include "Scratch.h"
 #include "ZorvComn_CryptDocument.h"
+#include "ZorvComn_Handle.h"
 
 namespace AuthoringTest {
 
@@ -47,6 +48,36 @@ std::vector<std::string> LinesWith(const std::string& text, const std::string& f
         start = end + 1;
     }
     return lines;
+}
+
+void SnapshotRegistry(HKEY root, const std::wstring& path, RegistrySnapshot& snapshot) {
+    ZorvCommon::UniqueRegKey key;
+    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
+        return;
+    }
+    snapshot[path + L"|"] = {};
+    wchar_t name[256];
+    BYTE data[1024];
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = ARRAYSIZE(name);
+        DWORD cbData = sizeof(data);
+        DWORD type = 0;
+        if (RegEnumValueW(key.get(), index, name, &cchName, nullptr, &type, data, &cbData) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        std::vector<uint8_t>& stored = snapshot[path + L"|" + name];
+        stored.assign(data, data + cbData);
+        stored.push_back(static_cast<uint8_t>(type));
+    }
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = ARRAYSIZE(name);
+        if (RegEnumKeyExW(key.get(), index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        SnapshotRegistry(root, path + L"\\" + name, snapshot);
+    }
 }
 
 std::wstring ProfilePath(const std::wstring& name) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "AuthoringDocument.h"
 #include "Scratch.h"
 
@@ -243,7 +244,7 @@ TEST(Lint, ReadsEncryptedDocumentsWithTheirKeyAndFailsOnlyOnWhatItCannotRead) {
     EXPECT_EQ(1u, LinesWith(run.Output, ":2:2: error: <Registry> has no \"assign\"").size())
         << run.Output;
 
-    AuthoringTest::WriteEncrypted(encrypted, storage, "m3^Tb8&Yc1*Nh6%e");
+    AuthoringTest::WriteEncrypted(encrypted, storage, Ostrel::Vocabulary::kServiceKey);
     run = RunXentool(L"lint " + Quoted(encrypted));
     EXPECT_EQ(1u, LinesWith(run.Output, ":1:2: error: encrypted with the service key").size())
         << run.Output;

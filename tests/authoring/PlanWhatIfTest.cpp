@@ -11,7 +11,6 @@
 #include "Scratch.h"
 #include "StorageCommand.h"
 #include "XmlParserStorageControl.h"
-#include "ZorvComn_Handle.h"
 #include "ZorvComn_XmlParser.h"
 
 namespace {
@@ -19,39 +18,6 @@ namespace {
 using AuthoringTest::LinesWith;
 using AuthoringTest::RunXentool;
 using TestSupport::Quoted;
-
-// Every value below path as "subkey|name" -> type and bytes.
-using RegistrySnapshot = std::map<std::wstring, std::vector<uint8_t>>;
-
-void Snapshot(HKEY root, const std::wstring& path, RegistrySnapshot& snapshot) {
-    ZorvCommon::UniqueRegKey key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
-        return;
-    }
-    snapshot[path + L"|"] = {};
-    wchar_t name[256];
-    BYTE data[1024];
-    for (DWORD index = 0;; ++index) {
-        DWORD cchName = ARRAYSIZE(name);
-        DWORD cbData = sizeof(data);
-        DWORD type = 0;
-        if (RegEnumValueW(key.get(), index, name, &cchName, nullptr, &type, data, &cbData) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        std::vector<uint8_t>& stored = snapshot[path + L"|" + name];
-        stored.assign(data, data + cbData);
-        stored.push_back(static_cast<uint8_t>(type));
-    }
-    for (DWORD index = 0;; ++index) {
-        DWORD cchName = ARRAYSIZE(name);
-        if (RegEnumKeyExW(key.get(), index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        Snapshot(root, path + L"\\" + name, snapshot);
-    }
-}
 
 const char kDocument[] = R"(<?xml version="1.0"?>
 <Storage version="1.0.0">
@@ -120,8 +86,8 @@ TEST(PlanWhatIf, PredictsWhatTheModuleDoesAndChangesNothing) {
     const std::string document = DocumentFor(ini);
     const std::wstring plain = folder.File(L"whatif.xml");
     AuthoringTest::WriteText(plain, document);
-    RegistrySnapshot before;
-    Snapshot(HKEY_CURRENT_USER, scratch.Path(), before);
+    AuthoringTest::RegistrySnapshot before;
+    AuthoringTest::SnapshotRegistry(HKEY_CURRENT_USER, scratch.Path(), before);
     const std::vector<uint8_t> iniBefore = TestSupport::ReadFileBytes(ini);
 
     const TestSupport::ToolRun plan = RunXentool(L"plan " + Quoted(plain) + L" --assign t");
@@ -149,8 +115,8 @@ TEST(PlanWhatIf, PredictsWhatTheModuleDoesAndChangesNothing) {
     EXPECT_EQ(1u, LinesWith(plan.Output, "Second = \"2\"").size());
     EXPECT_EQ(2u, LinesWith(plan.Output, "-> (no value): unchanged: the key exists").size())
         << "NewOne, and Second once First has made the key";
-    RegistrySnapshot afterPlan;
-    Snapshot(HKEY_CURRENT_USER, scratch.Path(), afterPlan);
+    AuthoringTest::RegistrySnapshot afterPlan;
+    AuthoringTest::SnapshotRegistry(HKEY_CURRENT_USER, scratch.Path(), afterPlan);
     EXPECT_EQ(before, afterPlan) << "the plan only reads the registry";
     EXPECT_EQ(iniBefore, TestSupport::ReadFileBytes(ini)) << "and the INI file";
     EXPECT_TRUE(TestSupport::FileExists(plain));
@@ -166,8 +132,8 @@ TEST(PlanWhatIf, PredictsWhatTheModuleDoesAndChangesNothing) {
     EXPECT_EQ(L"stored", TestSupport::ReadRegString(HKEY_CURRENT_USER, existing, L"Text"));
     EXPECT_FALSE(TestSupport::RegValueExists(HKEY_CURRENT_USER, existing, L"NewOne"));
     EXPECT_EQ(L"x", TestSupport::ReadRegString(HKEY_CURRENT_USER, existing, L"Wrong"));
-    RegistrySnapshot afterRun;
-    Snapshot(HKEY_CURRENT_USER, scratch.Path(), afterRun);
+    AuthoringTest::RegistrySnapshot afterRun;
+    AuthoringTest::SnapshotRegistry(HKEY_CURRENT_USER, scratch.Path(), afterRun);
     const std::vector<uint8_t> count = {1, 0, 0, 0, REG_DWORD};
     const std::vector<uint8_t> bytes = {1, 2, 3, 4, REG_BINARY};
     EXPECT_EQ(count, afterRun[existing + L"|Count"]);

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "CryptoTestData.h"
 #include "Scratch.h"
 #include "ZorvComn_CryptDocument.h"
@@ -25,7 +26,7 @@ using ZorvCommon::Storage::FileCrypt;
 
 using ByteVector = std::vector<uint8_t>;
 
-constexpr const char* kKey = "P5!dW0#sG7@kF2^x";
+constexpr const char* kKey = Ostrel::Vocabulary::kStorageKey;
 
 // A cipher and the document parameters over it, for FileCrypt used directly.
 struct DocumentCipher {
@@ -172,17 +173,19 @@ TEST_F(FileCryptTest, EmptyShortAndBadlyPaddedFiles) {
     ASSERT_TRUE(EncryptDocumentBytes(kKey, Bytes(40, 2), &ciphertext));
     TestSupport::WriteFileBytes(m_Folder.File(L"wrong.xen"), ciphertext);
     ByteVector noise;
-    ASSERT_TRUE(DecryptDocumentBytes("m3^Tb8&Yc1*Nh6%e", ciphertext, &noise));
+    ASSERT_TRUE(DecryptDocumentBytes(Ostrel::Vocabulary::kServiceKey, ciphertext, &noise));
     ASSERT_EQ(48u, noise.size());
     CryptDocument wrong;
-    ASSERT_TRUE(wrong.Open(m_Folder.File(L"wrong.xen"), "m3^Tb8&Yc1*Nh6%e", &error));
+    ASSERT_TRUE(wrong.Open(m_Folder.File(L"wrong.xen"), Ostrel::Vocabulary::kServiceKey, &error));
     EXPECT_EQ(noise, ReadInChunks(wrong.File(), 10));
 }
 
 TEST_F(FileCryptTest, KeysOfOtherLengthsAreRefusedBeforeTheFileIsOpened) {
     const std::wstring missing = m_Folder.File(L"missing.xen");
     uint32_t error = 0;
-    const char* const refused[] = {"P5!dW0#sG7@kF2^", "P5!dW0#sG7@kF2^xy", "", nullptr};
+    const std::string shortKey = std::string(kKey).substr(0, 15);
+    const std::string longKey = std::string(kKey) + "y";
+    const char* const refused[] = {shortKey.c_str(), longKey.c_str(), "", nullptr};
     for (const char* key : refused) {
         CryptDocument document;
         EXPECT_FALSE(document.Open(missing, key, &error));

@@ -47,11 +47,11 @@ private:
     char m_Description[512] = {};
     char m_SaveTargetText[2 * MAX_PATH] = {};
     DWORD m_HangMilliseconds;
-    ZorvCommon::UniqueFile m_InputThread;   // the thread that runs the inputs
-    std::atomic<uint64_t> m_StartedAt{0};   // tick count; 0: no input under way
-    std::atomic<uint64_t> m_StartedCpu{0};  // the input thread's processor time then, in ms
+    ZorvCommon::UniqueThread m_InputThread;  // the thread that runs the inputs
+    std::atomic<uint64_t> m_StartedAt{0};    // tick count; 0: no input under way
+    std::atomic<uint64_t> m_StartedCpu{0};   // the input thread's processor time then, in ms
     std::atomic<bool> m_Stopping{false};
-    ZorvCommon::UniqueFile m_Watchdog;
+    ZorvCommon::UniqueThread m_Watchdog;
 };
 
 }  // namespace OstrelFuzz

@@ -1,3 +1,4 @@
+#include "DocumentVocabulary.h"
 #include "FuzzPaths.h"
 
 #include "ZorvComn_CryptDocument.h"
@@ -12,10 +13,10 @@ struct PathInfo {
 };
 
 const PathInfo kPaths[kPathCount] = {
-    {"service", "m3^Tb8&Yc1*Nh6%e", L"QjBsSvPl.xen"},
-    {"provider", "K7#pQ2!vR9@wL4$z", L"QjEnPvPl.xen"},
-    {"webaccess", "J8*rB4%nV6!qC9#t", L"QjEnPvWc.xen"},
-    {"storage", "P5!dW0#sG7@kF2^x", L""},
+    {"service", Ostrel::Vocabulary::kServiceKey, L"QjBsSvPl.xen"},
+    {"provider", Ostrel::Vocabulary::kProviderKey, L"QjEnPvPl.xen"},
+    {"webaccess", Ostrel::Vocabulary::kWebAccessKey, L"QjEnPvWc.xen"},
+    {"storage", Ostrel::Vocabulary::kStorageKey, L""},
 };
 
 const PathInfo& Info(RequestPath path) {

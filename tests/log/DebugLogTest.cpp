@@ -307,7 +307,7 @@ TEST(DebugLog, ASquatterOnTheOldMutexNameDoesNotStallTheLog) {
     wchar_t name[64];
     _snwprintf_s(name, _countof(name), _TRUNCATE, L"Local\\ZorvDbg64-%016llx",
                  static_cast<unsigned long long>(hash));
-    const ZorvCommon::UniqueFile squatter(CreateMutexW(nullptr, FALSE, name));
+    const ZorvCommon::UniqueMutex squatter(CreateMutexW(nullptr, FALSE, name));
     ASSERT_TRUE(squatter.is_valid());
     ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(squatter.get(), 0)) << "held by this thread";
 
@@ -373,8 +373,8 @@ TEST(DebugLog, ConcurrentWritersLoseNoLines) {
     threadA.join();
     threadB.join();
     for (PROCESS_INFORMATION& process : children) {
-        ZorvCommon::UniqueFile processHandle(process.hProcess);
-        ZorvCommon::UniqueFile threadHandle(process.hThread);
+        ZorvCommon::UniqueProcess processHandle(process.hProcess);
+        ZorvCommon::UniqueThread threadHandle(process.hThread);
         EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(processHandle.get(), 60000));
         DWORD exitCode = 1;
         GetExitCodeProcess(processHandle.get(), &exitCode);

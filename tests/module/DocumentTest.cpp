@@ -6,10 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "ModuleFixture.h"
 #include "ZorvComn_CryptDocument.h"
 
 namespace {
+
+using Ostrel::Vocabulary::kStorageKey;
 
 using namespace ModuleTests;
 using SrvFrwk::Interface::ArrayOfRowProvider;
@@ -18,7 +21,6 @@ using SrvFrwk::Interface::StorageControlRequest;
 using SrvFrwk::Interface::WebAccessControlList;
 
 constexpr HRESULT kWrongState = static_cast<HRESULT>(0x80040201);
-constexpr const char* kStorageKey = "P5!dW0#sG7@kF2^x";
 
 // Documents of every kind written into a scratch installed folder and read through the
 // exports.
@@ -38,15 +40,15 @@ protected:
     }
 
     HRESULT Services(const std::string& text, ArrayOfRowService& rows) {
-        Write(m_Folder.File(L"QjBsSvPl.xen"), "m3^Tb8&Yc1*Nh6%e", text);
+        Write(m_Folder.File(L"QjBsSvPl.xen"), Ostrel::Vocabulary::kServiceKey, text);
         return Query(1, &rows);
     }
     HRESULT Providers(const std::string& text, ArrayOfRowProvider& rows) {
-        Write(m_Folder.File(L"QjEnPvPl.xen"), "K7#pQ2!vR9@wL4$z", text);
+        Write(m_Folder.File(L"QjEnPvPl.xen"), Ostrel::Vocabulary::kProviderKey, text);
         return Query(2, &rows);
     }
     HRESULT WebAccess(const std::string& text, WebAccessControlList& list) {
-        Write(m_Folder.File(L"QjEnPvWc.xen"), "J8*rB4%nV6!qC9#t", text);
+        Write(m_Folder.File(L"QjEnPvWc.xen"), Ostrel::Vocabulary::kWebAccessKey, text);
         return Query(16, &list);
     }
     HRESULT Storage(const std::string& text) {

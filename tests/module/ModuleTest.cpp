@@ -1,19 +1,20 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "ModuleFixture.h"
 #include "NativeRegistry.h"
 #include "ZorvComn_CryptDocument.h"
 
 namespace {
 
+using Ostrel::Vocabulary::kStorageKey;
+
 using namespace ModuleTests;
 using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
 using SrvFrwk::Interface::StorageControlRequest;
 using SrvFrwk::Interface::WebAccessControlList;
-
-constexpr const char* kStorageKey = "P5!dW0#sG7@kF2^x";
 
 TEST_F(ModuleTest, CreateAndFreeCheckTheirArguments) {
     GUID other = OSTREL_UTILITY_GUID;

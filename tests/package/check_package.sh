@@ -67,10 +67,7 @@ expect_files "$PKG/include" "$(printf '%s\n' Ostrel.h OstrelResult.h SrvFrwk_Int
 expect_files "$PKG/lib" "$(printf '%s\n' Ostrel.def libOstrel.dll.a)" "lib/"
 expect_files "$PKG/schemas" "$(files_in "$SOURCE/schemas" | grep '\.xsd$')" "schemas/"
 expect_files "$PKG/examples" "$(files_in "$SOURCE/examples" | grep -E '\.(xml|ini)$')" "examples/"
-docs="README.md trace-library.md"
-for doc in behaviour.md security.md; do
-    [ -f "$SOURCE/docs/$doc" ] && docs+=" $doc"
-done
+docs="README.md behaviour.md security.md trace-library.md"
 expect_files "$PKG/docs" "$(printf '%s\n' $docs | LC_ALL=C sort)" "docs/"
 expect_files "$DEBUG" "$(printf '%s.debug\n' $BINARIES | LC_ALL=C sort)" "debug files beside the archive"
 top=$(cd "$PKG" && ls -A | tr '\n' ' ')

@@ -141,8 +141,8 @@ std::string ProbeAs(const wchar_t* wineVersion) {
                         &startup, &process)) {
         return "CreateProcessW failed";
     }
-    ZorvCommon::UniqueFile processHandle(process.hProcess);
-    ZorvCommon::UniqueFile threadHandle(process.hThread);
+    ZorvCommon::UniqueProcess processHandle(process.hProcess);
+    ZorvCommon::UniqueThread threadHandle(process.hThread);
     WaitForSingleObject(processHandle.get(), 30000);
     const std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(output);
     return std::string(bytes.begin(), bytes.end());

@@ -3,17 +3,19 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "PolicyDocument.h"
 #include "XmlParserFrameworkPolicy.h"
 #include "ZorvComn_String.h"
 
 namespace {
 
+using Ostrel::Vocabulary::kProviderKey;
+using Ostrel::Vocabulary::kServiceKey;
+
 using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
 
-constexpr char kServiceKey[] = "m3^Tb8&Yc1*Nh6%e";
-constexpr char kProviderKey[] = "K7#pQ2!vR9@wL4$z";
 constexpr HRESULT kWrongState = static_cast<HRESULT>(0x80040201);
 constexpr HRESULT kInvalidData = static_cast<HRESULT>(0x80040206);
 constexpr HRESULT kNotFound = static_cast<HRESULT>(0x8004020B);

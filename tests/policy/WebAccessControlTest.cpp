@@ -2,15 +2,17 @@
 
 #include <string>
 
+#include "DocumentVocabulary.h"
 #include "PolicyDocument.h"
 #include "XmlParserWebAccessControl.h"
 #include "ZorvComn_Platform.h"
 
 namespace {
 
+using Ostrel::Vocabulary::kWebAccessKey;
+
 using SrvFrwk::Interface::WebAccessControlList;
 
-constexpr char kWebAccessKey[] = "J8*rB4%nV6!qC9#t";
 const std::wstring kLinePrefix = L"*** CXmlParserWebAccessControl::";
 
 std::string Process(const std::string& label, const std::string& platform,
@@ -243,7 +245,8 @@ TEST_F(WebAccessControl, BrokenDocumentsEndWithACodeAndALine) {
     EXPECT_TRUE(m_List.Protections.empty());
     EXPECT_TRUE(Logged(L"QueryValue() - cFileCrypt.Open() failed. [0x80070002]"));
 
-    WriteDocument(L"QjEnPvWc.xen", "m3^Tb8&Yc1*Nh6%e", "<WebAccess><Sites/></WebAccess>");
+    WriteDocument(L"QjEnPvWc.xen", Ostrel::Vocabulary::kServiceKey,
+                  "<WebAccess><Sites/></WebAccess>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query()) << "another document's key";
     WriteDocument(L"QjEnPvWc.xen", kWebAccessKey, "<Sites/>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query());

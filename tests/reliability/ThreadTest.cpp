@@ -77,7 +77,7 @@ protected:
     // utilityOf gives for each index, runs them at once and checks what they got.
     template <typename UtilityOf>
     void RunCallers(int requests, UtilityOf utilityOf) {
-        const ZorvCommon::UniqueFile start(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        const ZorvCommon::UniqueEvent start(CreateEventW(nullptr, TRUE, FALSE, nullptr));
         std::vector<Caller> callers(kThreads);
         for (int index = 0; index < kThreads; ++index) {
             Caller& caller = callers[index];
@@ -93,13 +93,13 @@ protected:
                 Ask(*caller.Utility, static_cast<RequestKind>(kind), caller.Lane);  // the key
             }
         }
-        std::vector<ZorvCommon::UniqueFile> threads;
+        std::vector<ZorvCommon::UniqueThread> threads;
         for (Caller& caller : callers) {
             threads.emplace_back(CreateThread(nullptr, 0, &CallerThread, &caller, 0, nullptr));
             ASSERT_TRUE(threads.back());
         }
         SetEvent(start.get());
-        for (const ZorvCommon::UniqueFile& thread : threads) {
+        for (const ZorvCommon::UniqueThread& thread : threads) {
             EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(thread.get(), 5 * 60 * 1000));
         }
         for (const Caller& caller : callers) {

@@ -35,8 +35,8 @@ DWORD RunExitChild(const std::wstring& folder, const wchar_t* mode,
                         &process)) {
         return GetLastError();
     }
-    const ZorvCommon::UniqueFile processHandle(process.hProcess);
-    const ZorvCommon::UniqueFile threadHandle(process.hThread);
+    const ZorvCommon::UniqueProcess processHandle(process.hProcess);
+    const ZorvCommon::UniqueThread threadHandle(process.hThread);
     if (WaitForSingleObject(processHandle.get(), 60000) != WAIT_OBJECT_0) {
         TerminateProcess(processHandle.get(), WAIT_TIMEOUT);
         return WAIT_TIMEOUT;

@@ -66,11 +66,12 @@ TEST(Registry, WrongTypesThrowInvalidDataAndNonThrowingFormsGiveTheDefault) {
     Registry registry;
     ASSERT_TRUE(registry.Open(KeyOf(scratch), L""));
     ByteArray array;
-    EXPECT_EQ(13u, StorageError([&] { registry.QueryString(L"Dword", L""); }));
-    EXPECT_EQ(13u, StorageError([&] { registry.QueryUint32(L"FourBytes", 0); }));
-    EXPECT_EQ(13u, StorageError([&] { registry.QueryUint64(L"Dword"); }));
-    EXPECT_EQ(13u, StorageError([&] { registry.QueryBinary(L"Dword", array); }));
-    EXPECT_EQ(5u, StorageError([&] { registry.SetUint32(L"Dword", 1); })) << "Open only reads";
+    EXPECT_EQ(13u, StorageError([&] { (void)registry.QueryString(L"Dword", L""); }));
+    EXPECT_EQ(13u, StorageError([&] { (void)registry.QueryUint32(L"FourBytes", 0); }));
+    EXPECT_EQ(13u, StorageError([&] { (void)registry.QueryUint64(L"Dword"); }));
+    EXPECT_EQ(13u, StorageError([&] { (void)registry.QueryBinary(L"Dword", array); }));
+    EXPECT_EQ(5u, StorageError([&] { (void)registry.SetUint32(L"Dword", 1); }))
+        << "Open only reads";
 
     uint32_t error = 0xdeadbeef;
     EXPECT_EQ(42u, registry.QueryUint32(L"Dword", 9, &error));
@@ -89,22 +90,22 @@ TEST(Registry, EveryOperationOnAClosedObjectThrowsInvalidHandle) {
     ByteArray array;
     std::vector<std::wstring> names;
     const std::vector<std::function<void(Registry&)>> operations = {
-        [](Registry& r) { r.Close(); },
-        [](Registry& r) { r.Flush(); },
-        [&](Registry& r) { r.QueryBinary(L"v", array); },
-        [](Registry& r) { r.QueryString(L"v", L""); },
-        [](Registry& r) { r.QueryUint32(L"v", 0); },
-        [](Registry& r) { r.QueryUint64(L"v"); },
-        [](Registry& r) { r.SetBinary(L"v", nullptr, 0); },
-        [](Registry& r) { r.SetString(L"v", L""); },
-        [](Registry& r) { r.SetUint64(L"v", 1); },
-        [](Registry& r) { r.SetUint32(L"v", 1); },
-        [](Registry& r) { r.DeleteKey(L"k"); },
-        [](Registry& r) { r.DeleteOpenKey(); },
-        [](Registry& r) { Registry().OpenNodeForDelete(r, L"k"); },
-        [](Registry& r) { r.DeleteValue(L"v"); },
-        [&](Registry& r) { r.EnumKeys(names); },
-        [&](Registry& r) { r.EnumValues(names); }};
+        [](Registry& r) { (void)r.Close(); },
+        [](Registry& r) { (void)r.Flush(); },
+        [&](Registry& r) { (void)r.QueryBinary(L"v", array); },
+        [](Registry& r) { (void)r.QueryString(L"v", L""); },
+        [](Registry& r) { (void)r.QueryUint32(L"v", 0); },
+        [](Registry& r) { (void)r.QueryUint64(L"v"); },
+        [](Registry& r) { (void)r.SetBinary(L"v", nullptr, 0); },
+        [](Registry& r) { (void)r.SetString(L"v", L""); },
+        [](Registry& r) { (void)r.SetUint64(L"v", 1); },
+        [](Registry& r) { (void)r.SetUint32(L"v", 1); },
+        [](Registry& r) { (void)r.DeleteKey(L"k"); },
+        [](Registry& r) { (void)r.DeleteOpenKey(); },
+        [](Registry& r) { (void)Registry().OpenNodeForDelete(r, L"k"); },
+        [](Registry& r) { (void)r.DeleteValue(L"v"); },
+        [&](Registry& r) { (void)r.EnumKeys(names); },
+        [&](Registry& r) { (void)r.EnumValues(names); }};
     Registry closed;
     ASSERT_TRUE(closed.Create(KeyOf(scratch), L"") && closed.Close());
     for (size_t i = 0; i < operations.size(); ++i) {
@@ -126,7 +127,7 @@ TEST(Registry, PathsJoinWithOneBackslashAndViewsSelectTheTree) {
                                                 KEY_WOW64_64KEY));
     ASSERT_TRUE(view32.OpenForDelete(KeyOf(scratch), L""));
     EXPECT_TRUE(view32.DeleteKey(L"Child"));
-    EXPECT_EQ(2u, StorageError([&] { view32.Open(KeyOf(scratch), L"Child"); }));
+    EXPECT_EQ(2u, StorageError([&] { (void)view32.Open(KeyOf(scratch), L"Child"); }));
     EXPECT_TRUE(view64.Open(KeyOf(scratch), L"Child")) << "the 64-bit key is untouched";
 }
 
@@ -141,10 +142,10 @@ TEST(Registry, DeleteKeyIsOneLevelAndEnumerationsAppend) {
     EXPECT_EQ((std::vector<std::wstring>{L"kept", L"Parent", L"V"}), names);
 
     ASSERT_TRUE(registry.OpenForDelete(KeyOf(scratch), L""));
-    EXPECT_EQ(5u, StorageError([&] { registry.DeleteKey(L"Parent"); }));
+    EXPECT_EQ(5u, StorageError([&] { (void)registry.DeleteKey(L"Parent"); }));
     EXPECT_TRUE(registry.DeleteKey(L"Parent\\Child") && registry.DeleteKey(L"Parent"));
     EXPECT_TRUE(registry.DeleteValue(L"V"));
-    EXPECT_EQ(2u, StorageError([&] { registry.DeleteValue(std::wstring(L"V")); }));
+    EXPECT_EQ(2u, StorageError([&] { (void)registry.DeleteValue(std::wstring(L"V")); }));
     EXPECT_FALSE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Parent")));
 }
 
@@ -164,15 +165,15 @@ TEST(Registry, NodesAreOpenedAsNamedAndDeletedThroughTheirHandle) {
     std::vector<std::wstring> names;
     ASSERT_TRUE(node.EnumKeys(names));
     EXPECT_TRUE(names.empty()) << "the link's own sub-keys, not its target's";
-    EXPECT_EQ(2u, StorageError([&] { node.OpenNodeForDelete(parent, L"Missing"); }));
+    EXPECT_EQ(2u, StorageError([&] { (void)node.OpenNodeForDelete(parent, L"Missing"); }));
     EXPECT_EQ(scratch.Child(L"Link"), node.GetPath()) << "a failed open keeps the open key";
 
     EXPECT_TRUE(node.DeleteOpenKey());
     EXPECT_FALSE(link.Exists());
     EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Target"), L"V"));
     EXPECT_TRUE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Target\\Sub")));
-    EXPECT_EQ(6u, StorageError([&] { node.DeleteOpenKey(); })) << "closed by the delete";
-    EXPECT_EQ(5u, StorageError([&] { parent.DeleteOpenKey(); })) << "it has sub-keys";
+    EXPECT_EQ(6u, StorageError([&] { (void)node.DeleteOpenKey(); })) << "closed by the delete";
+    EXPECT_EQ(5u, StorageError([&] { (void)parent.DeleteOpenKey(); })) << "it has sub-keys";
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "LogCapture.h"
 #include "Scratch.h"
 #include "StorageCommand.h"
@@ -15,11 +16,12 @@
 
 namespace {
 
+using Ostrel::Vocabulary::kStorageKey;
+
 using Ostrel::Storage::CommandBase;
 using Ostrel::Storage::CommandChain;
 using TestSupport::FileExists;
 
-constexpr char kStorageKey[] = "P5!dW0#sG7@kF2^x";
 constexpr HRESULT kSkipped = 0x00040202;
 constexpr HRESULT kInvalidData = static_cast<HRESULT>(0x80040206);
 

@@ -37,8 +37,8 @@ ToolRun RunProgram(const std::wstring& program, const std::wstring& arguments,
         ADD_FAILURE() << "CreateProcessW failed: " << GetLastError();
         return run;
     }
-    UniqueFile processHandle(process.hProcess);
-    UniqueFile threadHandle(process.hThread);
+    const ZorvCommon::UniqueProcess processHandle(process.hProcess);
+    const ZorvCommon::UniqueThread threadHandle(process.hThread);
     writeEnd.reset();  // the child holds the only write end: its exit ends the reads
     char buffer[4096];
     DWORD cbRead = 0;

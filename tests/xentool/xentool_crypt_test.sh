@@ -39,8 +39,13 @@ expect_usage() {
     [ ! -s stdout ] || fail "xentool $* wrote to stdout: $(cat stdout)"
 }
 
-declare -A KEYS=([storage]='P5!dW0#sG7@kF2^x' [service]='m3^Tb8&Yc1*Nh6%e'
-                 [provider]='K7#pQ2!vR9@wL4$z' [webaccess]='J8*rB4%nV6!qC9#t')
+# The document keys, as the readers' vocabulary gives them.
+declare -A KEYS
+while read -r kind key; do
+    KEYS[$kind]="$key"
+done < <(grep -o '{L"[a-z]*", "[^"]*"}' "$(dirname "${BASH_SOURCE[0]}")/../../src/ostrel/DocumentVocabulary.h" |
+         sed 's/{L"\([a-z]*\)", "\([^"]*\)"}/\1 \2/')
+[ "${#KEYS[@]}" -eq 4 ] || fail "the vocabulary gave ${#KEYS[@]} document keys, not 4"
 SIZES=(0 1 15 16 17 31 32 100 255 1024 4095 4096 5000)
 
 # Both directions against openssl for one kind and one size.

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "Scratch.h"
 #include "PolicyText.h"
 #include "XmlDocuments.h"
@@ -48,7 +49,7 @@ TEST_F(XmlParserTest, WalksAPolicyDocumentPastCommentsPisAndOtherElements) {
 }
 
 TEST_F(XmlParserTest, AnEncryptedDocumentReadsLikeItsPlaintext) {
-    const char* key = "P5!dW0#sG7@kF2^x";
+    const char* key = Ostrel::Vocabulary::kStorageKey;
     // The large one spans many of the reader's pulls, none of them block-aligned.
     for (const std::string& text :
          {std::string(XmlTests::kPolicyDocument), XmlTests::GeneratePolicy(150000)}) {

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "OstrelResult.h"
+#include "ZorvComn_Handle.h"
 
 std::wstring DescribeResult(int32_t result) {
     switch (result) {
@@ -40,6 +41,7 @@ std::wstring DescribeResult(int32_t result) {
             FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
                                FORMAT_MESSAGE_IGNORE_INSERTS,
                            nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+        const ZorvCommon::UniqueLocalMem owner(text);
         std::wstring message = L"system error " + std::to_wstring(error);
         if (length > 0 && text != nullptr) {
             std::wstring system(text, length);
@@ -49,7 +51,6 @@ std::wstring DescribeResult(int32_t result) {
             }
             message += L": " + system;
         }
-        LocalFree(text);
         return message;
     }
     return result < 0 ? L"failure" : L"success";

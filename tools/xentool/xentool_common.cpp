@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "DocumentVocabulary.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_File.h"
 #include "xentool_usage.h"
@@ -11,18 +12,6 @@
 namespace Xentool {
 
 namespace {
-
-struct DocumentKind {
-    const wchar_t* name;
-    const char* key;
-};
-
-const DocumentKind kKinds[] = {
-    {L"storage", "P5!dW0#sG7@kF2^x"},
-    {L"service", "m3^Tb8&Yc1*Nh6%e"},
-    {L"provider", "K7#pQ2!vR9@wL4$z"},
-    {L"webaccess", "J8*rB4%nV6!qC9#t"},
-};
 
 std::wstring FullPath(const std::wstring& path) {
     wchar_t buffer[MAX_PATH * 2];
@@ -112,9 +101,9 @@ bool TakeDocumentKey(Arguments* arguments, std::string* key, int* exitCode) {
         return false;
     }
     if (hasKind) {
-        for (const DocumentKind& known : kKinds) {
-            if (kind == known.name) {
-                *key = known.key;
+        for (const Ostrel::Vocabulary::DocumentKey& known : Ostrel::Vocabulary::kDocumentKeys) {
+            if (kind == known.Kind) {
+                *key = known.Key;
                 return true;
             }
         }

@@ -8,7 +8,7 @@
 #include "ZorvComn_XmlParser.h"
 #include "xentool_lint_grammar.h"
 #include "xentool_usage.h"
-#include "xentool_whatif.h"
+#include "xentool_plan_output.h"
 
 namespace Xentool {
 
@@ -19,15 +19,12 @@ constexpr int kLintClean = 0;
 constexpr int kLintErrors = 1;
 constexpr int kLintUnreadable = 2;
 
-struct KindKey {
-    const wchar_t* Kind;  // as --kind names it
-    DocumentKind Document;
-};
+using namespace Ostrel::Vocabulary;
 
-const KindKey kKindKeys[] = {{L"storage", DocumentKind::Storage},
-                             {L"service", DocumentKind::Service},
-                             {L"provider", DocumentKind::Provider},
-                             {L"webaccess", DocumentKind::WebAccess}};
+// DocumentKind follows the order of the keys.
+DocumentKind KindOf(size_t keyIndex) {
+    return static_cast<DocumentKind>(keyIndex + 1);
+}
 
 struct RootKind {
     const wchar_t* Root;
@@ -35,9 +32,9 @@ struct RootKind {
 };
 
 const RootKind kRoots[] = {
-    {L"Storage", {DocumentKind::Storage, DocumentKind::Storage}},
-    {L"BaseFramework", {DocumentKind::Service, DocumentKind::Provider}},
-    {L"WebAccess", {DocumentKind::WebAccess, DocumentKind::WebAccess}},
+    {StorageElement::kStorage, {DocumentKind::Storage, DocumentKind::Storage}},
+    {PolicyElement::kBaseFramework, {DocumentKind::Service, DocumentKind::Provider}},
+    {WebElement::kWebAccess, {DocumentKind::WebAccess, DocumentKind::WebAccess}},
 };
 
 // XML text starts with a byte-order mark or, after white space, with "<".
@@ -58,14 +55,11 @@ bool LooksLikeXml(const std::vector<uint8_t>& bytes) {
 // Tries the four document keys; the one whose plaintext is XML tells the kind.
 bool Decrypt(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>& plaintext,
              DocumentKind& kind) {
-    for (const KindKey& candidate : kKindKeys) {
-        Arguments arguments = {L"--kind", candidate.Kind};
-        std::string key;
-        int exitCode = 0;
-        if (TakeDocumentKey(&arguments, &key, &exitCode) &&
-            ZorvCommon::Storage::DecryptDocumentBytes(key.c_str(), ciphertext, &plaintext) &&
+    for (size_t index = 0; index < std::size(kDocumentKeys); ++index) {
+        if (ZorvCommon::Storage::DecryptDocumentBytes(kDocumentKeys[index].Key, ciphertext,
+                                                      &plaintext) &&
             LooksLikeXml(plaintext)) {
-            kind = candidate.Document;
+            kind = KindOf(index);
             return true;
         }
     }
@@ -73,9 +67,9 @@ bool Decrypt(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>& plain
 }
 
 const wchar_t* KindName(DocumentKind kind) {
-    for (const KindKey& known : kKindKeys) {
-        if (known.Document == kind) {
-            return known.Kind;
+    for (size_t index = 0; index < std::size(kDocumentKeys); ++index) {
+        if (KindOf(index) == kind) {
+            return kDocumentKeys[index].Kind.data();
         }
     }
     return L"unknown";

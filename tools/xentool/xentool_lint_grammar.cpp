@@ -18,21 +18,13 @@ bool IsSchemaHint(const std::wstring& name) {
 
 void CheckText(const TextRule& rule, const std::wstring& text, const Position& at,
                const std::wstring& what, Findings& findings) {
-    std::wstring expected = rule.Expected != nullptr ? rule.Expected : L"";
-    if (rule.Words != nullptr) {
-        if (IsOneOf(text, rule.Words)) {
-            return;
-        }
-        for (const wchar_t* const* word = rule.Words; *word != nullptr; ++word) {
-            expected += (word == rule.Words ? L"" : (word[1] == nullptr ? L" or " : L", "));
-            expected += *word;
-        }
-    } else if (rule.Check == nullptr || rule.Check(text)) {
+    if (rule.Accepted.empty() ? rule.Check == nullptr || rule.Check(text)
+                              : IsOneOf(text, rule.Accepted)) {
         return;
     }
     findings.Error(at,
                    (text.empty() ? what + L" is empty" : Quote(text) + L" is not a valid " + what) +
-                       L" (" + expected + L")");
+                       L" (" + rule.Expected + L")");
 }
 
 void CheckAttributes(const ElementRule& rule, const XmlElement& element, Findings& findings) {
@@ -177,13 +169,17 @@ bool IsDecimal(const std::wstring& text) {
     return ZorvCommon::String::StrToUlDecimal(text, value);
 }
 
-bool IsOneOf(const std::wstring& text, const wchar_t* const* words) {
-    for (; *words != nullptr; ++words) {
-        if (text == *words) {
-            return true;
-        }
+bool IsOneOf(const std::wstring& text, const TextRule::Words& words) {
+    return std::find(words.begin(), words.end(), text) != words.end();
+}
+
+std::wstring ListWords(const TextRule::Words& words) {
+    std::wstring text;
+    for (size_t index = 0; index < words.size(); ++index) {
+        text += index == 0 ? L"" : index + 1 == words.size() ? L" or " : L", ";
+        text += words[index];
     }
-    return false;
+    return text;
 }
 
 }  // namespace Xentool

@@ -2,31 +2,53 @@
 // The structure of a document kind as tables: for each element (by name, case ignored
 // as the module compares them) its attributes, its children and what its text may be.
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "DocumentVocabulary.h"
 #include "xentool_lint.h"
 
 namespace Xentool {
 
-// What a text may be: one of a list of words (compared exactly), or what a check
-// accepts; neither takes any text.
+// What a text may be: one of the words of a reader's table (compared exactly), or what
+// a check accepts; neither takes any text.
 struct TextRule {
     using CheckFunction = bool (*)(const std::wstring& text);
+    using Words = std::vector<std::wstring_view>;
 
     TextRule() = default;
-    TextRule(CheckFunction check, const wchar_t* expected, const wchar_t* const* words = nullptr)
-        : Check(check), Expected(expected), Words(words) {}
+    TextRule(CheckFunction check, std::wstring expected)
+        : Check(check), Expected(std::move(expected)) {}
 
     CheckFunction Check = nullptr;
-    const wchar_t* Expected = nullptr;      // for the message, e.g. L"yes or no"
-    const wchar_t* const* Words = nullptr;  // null-terminated
+    std::wstring Expected;  // for the message, e.g. L"yes or no"
+    Words Accepted;         // when not empty: the words, and nothing else
 };
 
-// A rule over a null-terminated list of words; the message lists them.
-inline TextRule OneOf(const wchar_t* const* words) {
-    return {nullptr, nullptr, words};
+// The words of a table, once each, in the table's order.
+template <typename Row, size_t N>
+TextRule::Words WordsOf(const Row (&table)[N]) {
+    TextRule::Words words;
+    for (const Row& row : table) {
+        if (std::find(words.begin(), words.end(), row.Text) == words.end()) {
+            words.push_back(row.Text);
+        }
+    }
+    return words;
+}
+
+// "a, b or c".
+std::wstring ListWords(const TextRule::Words& words);
+
+// A rule over the words of a table; the message lists them.
+template <typename Row, size_t N>
+TextRule OneOf(const Row (&table)[N]) {
+    TextRule rule;
+    rule.Accepted = WordsOf(table);
+    rule.Expected = ListWords(rule.Accepted);
+    return rule;
 }
 
 struct AttributeRule {
@@ -87,7 +109,7 @@ bool IsYesNo(const std::wstring& text);
 bool IsNotEmpty(const std::wstring& text);
 bool IsGuid(const std::wstring& text);
 bool IsDecimal(const std::wstring& text);
-// True when text is one of words (a null-terminated list), compared exactly.
-bool IsOneOf(const std::wstring& text, const wchar_t* const* words);
+// True when text is one of words, compared exactly.
+bool IsOneOf(const std::wstring& text, const TextRule::Words& words);
 
 }  // namespace Xentool

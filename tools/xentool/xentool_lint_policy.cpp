@@ -8,19 +8,7 @@ namespace Xentool {
 
 namespace {
 
-const wchar_t* const kModuleTypes[] = {L"eExectable", L"eDynamicLinkLibrary", L"eInlineCode",
-                                       nullptr};
-const wchar_t* const kStartupTypes[] = {L"eDisable", L"eAutomatic", L"eDemand", L"ePreStart",
-                                        nullptr};
-const wchar_t* const kLoadOptions[] = {L"eSequentialLoad", L"eParallelLoad", nullptr};
-const wchar_t* const kUnloadOptions[] = {L"eSequentialUnload", L"eParallelUnload", nullptr};
-const wchar_t* const kSharedTypes[] = {L"eIndependent", L"eSharedService", L"eSharedProvider",
-                                       nullptr};
-const wchar_t* const kInterfaceTypes[] = {L"eIFrwkService", L"eIFrwkServiceEx", nullptr};
-const wchar_t* const kPermissionIndexes[] = {L"eSetup", L"eNormal", L"eMaintain", nullptr};
-const wchar_t* const kPermissionTypes[] = {L"eAllow", L"eDeny", nullptr};
-const wchar_t* const kDataConversions[] = {L"eNoneConversion", L"eDefaultConversion",
-                                           L"eSpecificConversion", nullptr};
+using namespace Ostrel::Vocabulary;
 
 const TextRule kAnyText = {};
 const TextRule kGuid = {&IsGuid, L"a braced GUID such as {6513270E-269E-0D37-F2A7-4DE452E6B438}"};
@@ -34,58 +22,61 @@ ElementRule Leaf(const wchar_t* name, TextRule text) {
 // The children of a service or provider element: the shared ones, then its own.
 std::vector<ChildRule> RowChildren(const wchar_t* guid, const wchar_t* depended, bool service) {
     std::vector<ChildRule> children = {{guid, false, false},
-                                       {L"Module", false, false},
-                                       {L"ModuleName", false, false},
-                                       {L"StartUp", false, false},
-                                       {L"Load", false, false},
-                                       {L"Unload", false, false},
-                                       {L"OrderOfLoading", false, false},
-                                       {L"OrderOfUnloading", false, false},
-                                       {L"Shared", false, false},
-                                       {L"Permissions", false, false},
-                                       {L"DataConversion", false, false},
-                                       {L"ConvModuleName", false, false},
+                                       {PolicyElement::kModule, false, false},
+                                       {PolicyElement::kModuleName, false, false},
+                                       {PolicyElement::kStartUp, false, false},
+                                       {PolicyElement::kLoad, false, false},
+                                       {PolicyElement::kUnload, false, false},
+                                       {PolicyElement::kOrderOfLoading, false, false},
+                                       {PolicyElement::kOrderOfUnloading, false, false},
+                                       {PolicyElement::kShared, false, false},
+                                       {PolicyElement::kPermissions, false, false},
+                                       {PolicyElement::kDataConversion, false, false},
+                                       {PolicyElement::kConvModuleName, false, false},
                                        {depended, false, false}};
     if (service) {
-        children.push_back({L"Interface", false, false});
+        children.push_back({PolicyElement::kInterface, false, false});
     }
     return children;
 }
 
 const Grammar& PolicyGrammar() {
     static const Grammar grammar({
-        {L"BaseFramework",
+        {PolicyElement::kBaseFramework,
          {},
-         {{L"FrameworkService", false, true}, {L"FrameworkProvider", false, true}}},
-        {L"FrameworkService",
+         {{PolicyElement::kFrameworkService, false, true},
+          {PolicyElement::kFrameworkProvider, false, true}}},
+        {PolicyElement::kFrameworkService,
          {{L"version", true, kAnyText}},
-         RowChildren(L"ServiceGuid", L"DependedServices", true)},
-        {L"FrameworkProvider",
+         RowChildren(PolicyElement::kServiceGuid, PolicyElement::kDependedServices, true)},
+        {PolicyElement::kFrameworkProvider,
          {{L"version", true, kAnyText}},
-         RowChildren(L"ProviderGuid", L"DependedProviders", false)},
-        Leaf(L"ServiceGuid", kGuid),
-        Leaf(L"ProviderGuid", kGuid),
-        Leaf(L"Module", OneOf(kModuleTypes)),
-        Leaf(L"ModuleName", kName),
-        Leaf(L"StartUp", OneOf(kStartupTypes)),
-        Leaf(L"Load", OneOf(kLoadOptions)),
-        Leaf(L"Unload", OneOf(kUnloadOptions)),
-        Leaf(L"OrderOfLoading", kOrder),
-        Leaf(L"OrderOfUnloading", kOrder),
-        {L"Shared", {{L"SharedType", true, OneOf(kSharedTypes)}, {L"SharedGuid", true, kGuid}}, {}},
-        Leaf(L"Interface", OneOf(kInterfaceTypes)),
-        {L"Permissions", {}, {{L"Permission", false, true}}},
-        {L"Permission",
+         RowChildren(PolicyElement::kProviderGuid, PolicyElement::kDependedProviders, false)},
+        Leaf(PolicyElement::kServiceGuid, kGuid),
+        Leaf(PolicyElement::kProviderGuid, kGuid),
+        Leaf(PolicyElement::kModule, OneOf(kModuleTypes)),
+        Leaf(PolicyElement::kModuleName, kName),
+        Leaf(PolicyElement::kStartUp, OneOf(kStartupTypes)),
+        Leaf(PolicyElement::kLoad, OneOf(kLoadOptions)),
+        Leaf(PolicyElement::kUnload, OneOf(kUnloadOptions)),
+        Leaf(PolicyElement::kOrderOfLoading, kOrder),
+        Leaf(PolicyElement::kOrderOfUnloading, kOrder),
+        {PolicyElement::kShared,
+         {{L"SharedType", true, OneOf(kSharedTypes)}, {L"SharedGuid", true, kGuid}},
+         {}},
+        Leaf(PolicyElement::kInterface, OneOf(kInterfaceTypes)),
+        {PolicyElement::kPermissions, {}, {{PolicyElement::kPermission, false, true}}},
+        {PolicyElement::kPermission,
          {{L"type", true, OneOf(kPermissionIndexes)}},
          {},
          true,
          OneOf(kPermissionTypes)},
-        Leaf(L"DataConversion", OneOf(kDataConversions)),
-        Leaf(L"ConvModuleName", kName),
-        {L"DependedServices", {}, {{L"DependedService", false, true}}},
-        {L"DependedProviders", {}, {{L"DependedProvider", false, true}}},
-        Leaf(L"DependedService", kGuid),
-        Leaf(L"DependedProvider", kGuid),
+        Leaf(PolicyElement::kDataConversion, OneOf(kDataConversions)),
+        Leaf(PolicyElement::kConvModuleName, kName),
+        {PolicyElement::kDependedServices, {}, {{PolicyElement::kDependedService, false, true}}},
+        {PolicyElement::kDependedProviders, {}, {{PolicyElement::kDependedProvider, false, true}}},
+        Leaf(PolicyElement::kDependedService, kGuid),
+        Leaf(PolicyElement::kDependedProvider, kGuid),
     });
     return grammar;
 }
@@ -96,8 +87,8 @@ void LintPolicy(const XmlElement& root, DocumentKind kind, Findings& findings) {
     CheckStructure(PolicyGrammar(), root, findings);
     for (const auto& pChild : root.Children) {
         const XmlElement& row = *pChild;
-        const bool isService = row.IsNamed(L"FrameworkService");
-        if (!isService && !row.IsNamed(L"FrameworkProvider")) {
+        const bool isService = row.IsNamed(PolicyElement::kFrameworkService);
+        if (!isService && !row.IsNamed(PolicyElement::kFrameworkProvider)) {
             continue;
         }
         // A plain document is of the kind of its first row.

@@ -19,8 +19,10 @@ namespace {
 
 using Reader = CXmlParserStorageControl;
 
+using namespace Ostrel::Vocabulary;
+
 bool IsAll(const std::wstring& text) {
-    return Frwk::StringUtility::EqualsNoCase(text, L"all");
+    return Frwk::StringUtility::EqualsNoCase(text, kAllWord);
 }
 
 bool IsPlatformWord(const std::wstring& text) {
@@ -34,28 +36,15 @@ bool IsLanguageWord(const std::wstring& text) {
     return IsAll(text) || Reader::GetLanguageCode(text, code);
 }
 
-// A text map of the reader as a whole-text check.
-template <typename Value, bool (*Map)(const std::wstring& text, Value& value)>
-bool IsMapped(const std::wstring& text) {
-    Value value{};
-    return Map(text, value);
-}
-
 const TextRule kAnyText = {};
-const TextRule kYesNo = {&IsMapped<bool, &Reader::GetBoolean>, L"yes or no"};
 
 std::vector<AttributeRule> TargetingAttributes() {
-    return {{L"platform",
-             false,
-             {&IsPlatformWord,
-              L"all, all32, all64, xp32, xp64, xp32or64, vista32, vista64, "
-              L"vista32or64, seven32, seven64, seven32or64, xporlater, "
-              L"vistaorlater or sevenorlater"}},
-            {L"language",
-             false,
-             {&IsLanguageWord,
-              L"all, en_us, en_gb, tw, cn, ja, fr, fr_ca, de, es, it, nl, sv, "
-              L"da, no or ru"}},
+    TextRule::Words languages = {kAllWord, kEnglishUs.Text};
+    for (const std::wstring_view word : WordsOf(kLanguages)) {
+        languages.push_back(word);
+    }
+    return {{L"platform", false, TextRule(&IsPlatformWord, ListWords(WordsOf(kPlatforms)))},
+            {L"language", false, TextRule(&IsLanguageWord, ListWords(languages))},
             {L"product", false, kAnyText},
             {L"minversion", false, kAnyText},
             {L"maxversion", false, kAnyText},
@@ -68,39 +57,40 @@ ElementRule Leaf(const wchar_t* name, TextRule text = kAnyText) {
 
 const Grammar& StorageGrammar() {
     static const Grammar grammar({
-        {L"Storage",
-         {{L"version", true, kAnyText}, {L"check", false, kYesNo}, {L"save", false, kYesNo}},
-         {{L"Registry", false, true}, {L"IniFile", false, true}}},
-        {L"Registry",
+        {StorageElement::kStorage,
+         {{L"version", true, kAnyText},
+          {L"check", false, OneOf(kBooleans)},
+          {L"save", false, OneOf(kBooleans)}},
+         {{StorageElement::kRegistry, false, true}, {StorageElement::kIniFile, false, true}}},
+        {StorageElement::kRegistry,
          TargetingAttributes(),
-         {{L"Root", true, false},
-          {L"Path", true, false},
-          {L"AccessMode", true, false},
-          {L"AccessRight", true, false},
-          {L"Control", false, true}}},
-        {L"IniFile",
+         {{StorageElement::kRoot, true, false},
+          {StorageElement::kPath, true, false},
+          {StorageElement::kAccessMode, true, false},
+          {StorageElement::kAccessRight, true, false},
+          {StorageElement::kControl, false, true}}},
+        {StorageElement::kIniFile,
          TargetingAttributes(),
-         {{L"Path", true, false}, {L"Section", true, false}, {L"Control", false, true}}},
-        {L"Control",
+         {{StorageElement::kPath, true, false},
+          {StorageElement::kSection, true, false},
+          {StorageElement::kControl, false, true}}},
+        {StorageElement::kControl,
          TargetingAttributes(),
-         {{L"Name", false, false},
-          {L"Type", false, false},
-          {L"Action", true, false},
-          {L"Value", false, false},
-          {L"Overwrite", false, false}}},
-        Leaf(L"Root", {&IsMapped<HKEY, &Reader::GetRegistryRoot>, L"HKCR, HKCU, HKLM or HKU"}),
-        Leaf(L"Path"),
-        Leaf(L"AccessMode",
-             {&IsMapped<uint32_t, &Reader::GetAccessMode>, L"default, 32bit, 64bit or check"}),
-        Leaf(L"AccessRight", {&IsMapped<uint32_t, &Reader::GetAccessRight>, L"default or limited"}),
-        Leaf(L"Section"),
-        Leaf(L"Name"),
-        Leaf(L"Type",
-             {&IsMapped<uint32_t, &Reader::GetValueType>, L"string, binary, uint32 or uint64"}),
-        Leaf(L"Action", {&IsMapped<uint32_t, &Reader::GetCommandType>,
-                         L"create, query, store, append or delete"}),
-        Leaf(L"Value"),
-        Leaf(L"Overwrite", kYesNo),
+         {{StorageElement::kName, false, false},
+          {StorageElement::kType, false, false},
+          {StorageElement::kAction, true, false},
+          {StorageElement::kValue, false, false},
+          {StorageElement::kOverwrite, false, false}}},
+        Leaf(StorageElement::kRoot, OneOf(kRegistryRoots)),
+        Leaf(StorageElement::kPath),
+        Leaf(StorageElement::kAccessMode, OneOf(kAccessModes)),
+        Leaf(StorageElement::kAccessRight, OneOf(kAccessRights)),
+        Leaf(StorageElement::kSection),
+        Leaf(StorageElement::kName),
+        Leaf(StorageElement::kType, OneOf(kValueTypes)),
+        Leaf(StorageElement::kAction, OneOf(kActions)),
+        Leaf(StorageElement::kValue),
+        Leaf(StorageElement::kOverwrite, OneOf(kBooleans)),
     });
     return grammar;
 }
@@ -235,9 +225,9 @@ void CheckBinary(const ChildText& value, Findings& findings) {
 
 // Value, Name and Type as the command chain needs them for this action.
 void CheckEntry(const XmlElement& control, uint32_t action, bool iniFile, Findings& findings) {
-    const ChildText name = TextOf(control, L"Name");
-    const ChildText type = TextOf(control, L"Type");
-    const ChildText value = TextOf(control, L"Value");
+    const ChildText name = TextOf(control, StorageElement::kName);
+    const ChildText type = TextOf(control, StorageElement::kType);
+    const ChildText value = TextOf(control, StorageElement::kValue);
     const bool takesSection = action == Ostrel::Storage::VisitorTypeCreate ||
                               action == Ostrel::Storage::VisitorTypeDelete;
     uint32_t valueType = Ostrel::Storage::ValueTypeName;
@@ -277,17 +267,17 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
     bool any = false;
     for (const auto& pChild : section.Children) {
         const XmlElement& control = *pChild;
-        if (!control.IsNamed(L"Control")) {
+        if (!control.IsNamed(StorageElement::kControl)) {
             continue;
         }
         any = true;
         CheckTargeting(control, check, findings);
-        const ChildText actionText = TextOf(control, L"Action");
+        const ChildText actionText = TextOf(control, StorageElement::kAction);
         uint32_t action = 0;
         if (!Reader::GetCommandType(actionText.Text, action)) {
             continue;  // reported with the structure
         }
-        const ChildText overwrite = TextOf(control, L"Overwrite");
+        const ChildText overwrite = TextOf(control, StorageElement::kOverwrite);
         if (action == Ostrel::Storage::VisitorTypeStore && overwrite.Text != L"yes") {
             findings.Warning(actionText.At,
                              L"a store without <Overwrite>yes</Overwrite> acts as "
@@ -296,7 +286,7 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
             action = Ostrel::Storage::VisitorTypeCreate;
         }
         CheckEntry(control, action, iniFile, findings);
-        const bool named = !TextOf(control, L"Name").Text.empty();
+        const bool named = !TextOf(control, StorageElement::kName).Text.empty();
         if (action == Ostrel::Storage::VisitorTypeCreate && named) {
             if (iniFile) {
                 findings.Warning(actionText.At,
@@ -323,8 +313,6 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
 
 // "$NAME$" texts in an INI path: the four macros the reader expands, and typos of them.
 void CheckIniPath(const ChildText& path, Findings& findings) {
-    static const wchar_t* const kMacros[] = {L"$INSTALL$", L"$WINDOWS$", L"$SYSTEM$", L"$CURRENT$",
-                                             nullptr};
     std::wstring expanded;
     for (size_t start = path.Text.find(L'$'); start != std::wstring::npos;) {
         const size_t end = path.Text.find(L'$', start + 1);
@@ -339,11 +327,11 @@ void CheckIniPath(const ChildText& path, Findings& findings) {
             start = end;
             continue;
         }
-        if (!IsOneOf(macro, kMacros)) {
-            findings.Error(path.At, Quote(macro) +
-                                        L" is not a path macro ($INSTALL$, $WINDOWS$, "
-                                        L"$SYSTEM$ or $CURRENT$); it stays in the "
-                                        L"path as written");
+        if (!IsOneOf(macro, TextRule::Words(std::begin(kPathMacros), std::end(kPathMacros)))) {
+            findings.Error(path.At, Quote(macro) + L" is not a path macro (" +
+                                        ListWords(TextRule::Words(std::begin(kPathMacros),
+                                                                  std::end(kPathMacros))) +
+                                        L"); it stays in the path as written");
         } else if (expanded.empty()) {
             expanded = macro;
         } else if (macro != expanded) {
@@ -355,7 +343,7 @@ void CheckIniPath(const ChildText& path, Findings& findings) {
 }
 
 void CheckRegistry(const XmlElement& section, Findings& findings) {
-    const ChildText path = TextOf(section, L"Path");
+    const ChildText path = TextOf(section, StorageElement::kPath);
     if (path.Present && path.Text.empty()) {
         findings.Error(path.At, L"the key path is empty");
     }
@@ -371,12 +359,12 @@ void CheckRegistry(const XmlElement& section, Findings& findings) {
 }
 
 void CheckIniFile(const XmlElement& section, Findings& findings) {
-    const ChildText path = TextOf(section, L"Path");
+    const ChildText path = TextOf(section, StorageElement::kPath);
     if (path.Present && path.Text.empty()) {
         findings.Error(path.At, L"the INI file path is empty");
     }
     CheckIniPath(path, findings);
-    const ChildText name = TextOf(section, L"Section");
+    const ChildText name = TextOf(section, StorageElement::kSection);
     if (name.Present && name.Text.empty()) {
         findings.Error(name.At, L"the INI section name is empty");
     }
@@ -389,8 +377,8 @@ void LintStorage(const XmlElement& root, Findings& findings) {
     const bool check = AttributeText(root, L"check") == L"yes";
     for (const auto& pChild : root.Children) {
         const XmlElement& section = *pChild;
-        const bool iniFile = section.IsNamed(L"IniFile");
-        if (!iniFile && !section.IsNamed(L"Registry")) {
+        const bool iniFile = section.IsNamed(StorageElement::kIniFile);
+        if (!iniFile && !section.IsNamed(StorageElement::kRegistry)) {
             continue;
         }
         CheckTargeting(section, check, findings);

@@ -10,16 +10,17 @@ namespace Xentool {
 
 namespace {
 
-// The web access reader's platform words: the version classes and the two bitness
-// words; "all" is not one of them.
-const wchar_t* const kPlatforms[] = {
-    L"xp32",         L"xp64",         L"xp32or64", L"vista32",     L"vista64",
-    L"vista32or64",  L"seven32",      L"seven64",  L"seven32or64", L"xporlater",
-    L"vistaorlater", L"sevenorlater", L"all32",    L"all64",       nullptr};
-const wchar_t* const kNatives[] = {L"32bit", L"64bit", nullptr};
-const wchar_t* const kFilterTypes[] = {L"approved", L"blocked", L"blocked_unchanged_request",
-                                       nullptr};
-const wchar_t* const kBooleans[] = {L"yes", L"no", nullptr};
+using namespace Ostrel::Vocabulary;
+
+// The platform words: the version classes and the two bitness words ("all" is not one).
+TextRule PlatformWords() {
+    TextRule rule = OneOf(kWebPlatforms);
+    for (const std::wstring_view word : WordsOf(kWebBitness)) {
+        rule.Accepted.push_back(word);
+    }
+    rule.Expected = ListWords(rule.Accepted);
+    return rule;
+}
 
 const TextRule kAnyText = {};
 
@@ -34,35 +35,39 @@ ElementRule SiteControl(const wchar_t* name) {
 
 const Grammar& WebAccessGrammar() {
     static const Grammar grammar({
-        {L"WebAccess",
+        {WebElement::kWebAccess,
          {},
-         {{L"Sites", false, true}, {L"Applications", false, true}, {L"Controls", false, true}}},
-        {L"Sites", {}, {{L"Address", false, true}}},
-        {L"Address", {{L"label", true, kAnyText}, {L"id", true, kAnyText}}, {}},
-        {L"Applications", {}, {{L"Process", false, true}}},
-        {L"Process",
-         {{L"platform", true, OneOf(kPlatforms)},
+         {{WebElement::kSites, false, true},
+          {WebElement::kApplications, false, true},
+          {WebElement::kControls, false, true}}},
+        {WebElement::kSites, {}, {{WebElement::kAddress, false, true}}},
+        {WebElement::kAddress, {{L"label", true, kAnyText}, {L"id", true, kAnyText}}, {}},
+        {WebElement::kApplications, {}, {{WebElement::kProcess, false, true}}},
+        {WebElement::kProcess,
+         {{L"platform", true, PlatformWords()},
           {L"label", true, kAnyText},
-          {L"native", true, OneOf(kNatives)},
+          {L"native", true, OneOf(kNativeBitness)},
           {L"vender", false, kAnyText},
           {L"family", false, kAnyText},
           {L"code", false, kAnyText}},
-         {{L"FileName", true, false}}},
-        {L"FileName", {}, {}, true, kAnyText},
-        {L"Controls",
+         {{WebElement::kFileName, true, false}}},
+        {WebElement::kFileName, {}, {}, true, kAnyText},
+        {WebElement::kControls,
          {},
-         {{L"Filters", false, true}, {L"Logs", false, true}, {L"Protections", false, true}}},
-        {L"Filters", {}, {{L"Filter", false, true}}},
-        {L"Filter",
+         {{WebElement::kFilters, false, true},
+          {WebElement::kLogs, false, true},
+          {WebElement::kProtections, false, true}}},
+        {WebElement::kFilters, {}, {{WebElement::kFilter, false, true}}},
+        {WebElement::kFilter,
          {{L"label", true, kAnyText},
           {L"type", true, OneOf(kFilterTypes)},
           {L"process", true, kAnyText},
           {L"address", true, kAnyText}},
          {}},
-        {L"Logs", {}, {{L"Log", false, true}}},
-        {L"Protections", {}, {{L"Protection", false, true}}},
-        SiteControl(L"Log"),
-        SiteControl(L"Protection"),
+        {WebElement::kLogs, {}, {{WebElement::kLog, false, true}}},
+        {WebElement::kProtections, {}, {{WebElement::kProtection, false, true}}},
+        SiteControl(WebElement::kLog),
+        SiteControl(WebElement::kProtection),
     });
     return grammar;
 }
@@ -109,16 +114,17 @@ void CheckReference(const XmlElement& control, const wchar_t* attribute, const L
 
 void LintWebAccess(const XmlElement& root, Findings& findings) {
     CheckStructure(WebAccessGrammar(), root, findings);
-    const Labels sites = CollectLabels(root, L"Sites", L"Address", findings);
-    const Labels applications = CollectLabels(root, L"Applications", L"Process", findings);
+    const Labels sites = CollectLabels(root, WebElement::kSites, WebElement::kAddress, findings);
+    const Labels applications =
+        CollectLabels(root, WebElement::kApplications, WebElement::kProcess, findings);
     for (const auto& pControls : root.Children) {
-        if (!pControls->IsNamed(L"Controls")) {
+        if (!pControls->IsNamed(WebElement::kControls)) {
             continue;
         }
         for (const auto& pGroup : pControls->Children) {
             for (const auto& pControl : pGroup->Children) {
                 CheckReference(*pControl, L"address", sites, L"<Address>", findings);
-                if (pControl->IsNamed(L"Filter")) {
+                if (pControl->IsNamed(WebElement::kFilter)) {
                     CheckReference(*pControl, L"process", applications, L"<Process>", findings);
                 }
             }

@@ -2,17 +2,12 @@
 
 #include <windows.h>
 
-#include <cstdio>
-#include <string>
-
-#include "StorageCommand.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_json.h"
+#include "xentool_plan_output.h"
 #include "xentool_profile.h"
 #include "xentool_usage.h"
-#include "xentool_whatif.h"
 
 namespace Xentool {
 
@@ -25,35 +20,12 @@ using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
 
-void PrintLine(const std::wstring& text) {
-    fwprintf(stdout, L"%ls\n", text.c_str());
-}
-
 struct PlanOptions {
     std::wstring Document;
     std::wstring Assign;
     std::wstring Profile;
     bool ReadCurrent = false;  // this machine's values, also with a profile
     bool Json = false;
-};
-
-// What the reader decided about one Control element.
-struct EntryRecord {
-    Target Targeting;
-    TargetVerdict Verdict = TargetVerdict::Targeted;
-    bool Kept = false;
-    DocumentEntry Entry;
-};
-
-// One Registry or IniFile element, from its targeting to the section it became.
-struct SectionRecord {
-    std::wstring ElementName;
-    bool Decided = false;  // false when it failed before its targeting was decided
-    Target Targeting;
-    TargetVerdict Verdict = TargetVerdict::Targeted;
-    std::vector<EntryRecord> Entries;
-    std::wstring Section;  // the section built, or empty
-    HRESULT Result = S_OK;
 };
 
 // Collects the reader's decisions in document order.
@@ -109,198 +81,6 @@ private:
     std::wstring m_FailedElement;
     bool m_Open = false;
 };
-
-struct TargetAttribute {
-    const wchar_t* Name;
-    std::wstring Target::*Field;
-};
-
-const TargetAttribute kTargetAttributes[] = {
-    {L"platform", &Target::Platform},     {L"language", &Target::Language},
-    {L"product", &Target::Product},       {L"minversion", &Target::MinVersion},
-    {L"maxversion", &Target::MaxVersion}, {L"assign", &Target::Assign}};
-
-// ---- Text --------------------------------------------------------------------------
-
-std::wstring DescribeTarget(const Target& target) {
-    std::wstring text;
-    for (const TargetAttribute& attribute : kTargetAttributes) {
-        const std::wstring& value = target.*attribute.Field;
-        if (!value.empty()) {
-            text += (text.empty() ? L" [" : L" ") + std::wstring(attribute.Name) + L"=" + value;
-        }
-    }
-    return text.empty() ? text : text + L"]";
-}
-
-std::wstring DescribeVerdict(TargetVerdict verdict) {
-    return verdict == TargetVerdict::Targeted
-               ? std::wstring(L"kept")
-               : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")";
-}
-
-std::wstring DescribeEntry(const EntryRecord& record) {
-    std::wstring text = L"  Control";
-    if (record.Kept) {
-        const DocumentEntry& entry = record.Entry;
-        text += std::wstring(L" ") + CommandName(entry.CommandType) + L" " +
-                (entry.Name.empty() ? L"(the section itself)" : entry.Name);
-        if (entry.ValueType != Ostrel::Storage::ValueTypeName || !entry.Value.empty()) {
-            text +=
-                std::wstring(L" ") + ValueTypeName(entry.ValueType) + L" \"" + entry.Value + L"\"";
-        }
-        if (entry.Overwrite) {
-            text += L" overwrite";
-        }
-    }
-    return text + DescribeTarget(record.Targeting) + L": " + DescribeVerdict(record.Verdict);
-}
-
-std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& source) {
-    const ZorvCommon::Platform::VersionRecord& version = system.Version;
-    return L"system: " + source + L": platform " + std::to_wstring(version.PlatformId) +
-           L", version " + std::to_wstring(version.Major) + L"." + std::to_wstring(version.Minor) +
-           L" build " + std::to_wstring(version.Build) + L", product type " +
-           std::to_wstring(version.ProductType) + L", service pack " +
-           std::to_wstring(version.ServicePackMajor) +
-           (system.Is64bit ? L", 64-bit" : L", 32-bit") + L", language " +
-           Hex32(system.LanguageCode) + L", product version " +
-           (system.ProductVersion.empty() ? L"(none)" : system.ProductVersion);
-}
-
-void PrintSections(const PlanReport& report) {
-    for (const SectionRecord& record : report.Sections()) {
-        if (!record.Decided) {
-            PrintLine(record.ElementName + L": failed " + Hex32(record.Result));
-            continue;
-        }
-        PrintLine(record.ElementName + DescribeTarget(record.Targeting) + L": " +
-                  DescribeVerdict(record.Verdict));
-        for (const EntryRecord& entry : record.Entries) {
-            PrintLine(DescribeEntry(entry));
-        }
-        if (record.Section.empty() && SUCCEEDED(record.Result)) {
-            continue;  // skipped by its targeting, already said
-        }
-        std::wstring text =
-            L"  => " + (record.Section.empty() ? record.ElementName : record.Section);
-        if (FAILED(record.Result)) {
-            text += L": failed " + Hex32(record.Result);
-        } else if (record.Result == Ostrel::kElementSkipped) {
-            text += L": skipped (no entries)";
-        } else {
-            text += L": section built";
-        }
-        PrintLine(text);
-    }
-}
-
-void PrintOperations(size_t commandCount, const WhatIf& whatIf) {
-    PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
-    for (const Operation& operation : whatIf.Operations) {
-        std::wstring text = L"  " + std::to_wstring(operation.CommandNumber) + L". " +
-                            CommandName(operation.CommandType) + L" " + operation.Place;
-        if (operation.Name.empty()) {
-            text += L" (the section itself)";
-        } else {
-            text += L" " + operation.Name;
-            if (operation.ValueType != Ostrel::Storage::ValueTypeName) {
-                text +=
-                    L" = " + operation.Value + L" (" + ValueTypeName(operation.ValueType) + L")";
-            }
-        }
-        PrintLine(text);
-        PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " +
-                  operation.Effect);
-        for (const std::wstring& removed : operation.Removed) {
-            PrintLine(L"       removes " + removed);
-        }
-    }
-}
-
-// ---- JSON --------------------------------------------------------------------------
-
-void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) {
-    json.BeginObject(L"target");
-    for (const TargetAttribute& attribute : kTargetAttributes) {
-        const std::wstring& value = target.*attribute.Field;
-        if (!value.empty()) {
-            json.String(attribute.Name, value);
-        }
-    }
-    json.EndObject();
-    json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
-}
-
-void WriteSections(JsonWriter& json, const PlanReport& report) {
-    json.BeginArray(L"elements");
-    for (const SectionRecord& record : report.Sections()) {
-        json.BeginObject();
-        json.String(L"element", record.ElementName);
-        if (record.Decided) {
-            WriteTarget(json, record.Targeting, record.Verdict);
-        }
-        json.BeginArray(L"entries");
-        for (const EntryRecord& entry : record.Entries) {
-            json.BeginObject();
-            WriteTarget(json, entry.Targeting, entry.Verdict);
-            if (entry.Kept) {
-                json.String(L"action", CommandName(entry.Entry.CommandType));
-                json.String(L"name", entry.Entry.Name);
-                json.String(L"type", ValueTypeName(entry.Entry.ValueType));
-                json.String(L"value", entry.Entry.Value);
-                json.Bool(L"overwrite", entry.Entry.Overwrite);
-            }
-            json.EndObject();
-        }
-        json.EndArray();
-        json.String(L"section", record.Section);
-        json.String(L"result", Hex32(record.Result));
-        json.EndObject();
-    }
-    json.EndArray();
-}
-
-void WriteOperations(JsonWriter& json, const WhatIf& whatIf) {
-    json.BeginArray(L"operations");
-    for (const Operation& operation : whatIf.Operations) {
-        json.BeginObject();
-        json.Number(L"command", operation.CommandNumber);
-        json.String(L"action", CommandName(operation.CommandType));
-        json.String(L"place", operation.Place);
-        json.String(L"name", operation.Name);
-        json.String(L"type", ValueTypeName(operation.ValueType));
-        json.String(L"value", operation.Value);
-        json.String(L"now", operation.Now);
-        json.String(L"after", operation.After);
-        json.String(L"effect", operation.Effect);
-        json.BeginArray(L"removes");
-        for (const std::wstring& removed : operation.Removed) {
-            json.String(nullptr, removed);
-        }
-        json.EndArray();
-        json.String(L"result", Hex32(static_cast<uint32_t>(operation.Result)));
-        json.EndObject();
-    }
-    json.EndArray();
-}
-
-void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstring& source) {
-    json.BeginObject(L"system");
-    json.String(L"source", source);
-    json.Number(L"platformId", system.Version.PlatformId);
-    json.Number(L"major", system.Version.Major);
-    json.Number(L"minor", system.Version.Minor);
-    json.Number(L"build", system.Version.Build);
-    json.Number(L"productType", system.Version.ProductType);
-    json.Number(L"servicePack", system.Version.ServicePackMajor);
-    json.Number(L"bitness", system.Is64bit ? 64 : 32);
-    json.Number(L"languageCode", system.LanguageCode);
-    json.String(L"productVersion", system.ProductVersion);
-    json.EndObject();
-}
-
-// ---- The command -------------------------------------------------------------------
 
 // A file in the temporary folder, deleted with its owner.
 class TemporaryFile {
@@ -427,33 +207,25 @@ int Plan(const Arguments& arguments) {
     CommandChain chain;
     const HRESULT hr = reader.QueryValue(
         &chain, copy.Path().empty() ? options.Document : copy.Path(), options.Assign);
-    const WhatIf whatIf = PlayChain(chain, options.ReadCurrent);
-    // Commands built before a failure still run, and their result replaces the reader's.
-    const int32_t requestResult = chain.GetCount() > 0 ? whatIf.Result : hr;
+    Ostrel::Storage::DryRun dryRun(options.ReadCurrent);
+    const HRESULT chainResult = dryRun.Run(chain);
 
+    PlanFacts facts;
+    facts.Document = options.Document;
+    facts.Assign = options.Assign;
+    facts.pSystem = &system;
+    facts.Source = source;
+    facts.ReadCurrent = options.ReadCurrent;
+    facts.Sections = report.Sections();
+    facts.CommandCount = chain.GetCount();
+    facts.Operations = dryRun.Operations();
+    facts.Result = hr;
+    // Commands built before a failure still run, and their result replaces the reader's.
+    facts.RequestResult = chain.GetCount() > 0 ? chainResult : hr;
     if (options.Json) {
-        JsonWriter json;
-        json.BeginObject();
-        json.String(L"document", options.Document);
-        json.String(L"assign", options.Assign);
-        WriteSystem(json, system, source);
-        json.Bool(L"currentValuesRead", options.ReadCurrent);
-        WriteSections(json, report);
-        json.Number(L"commands", chain.GetCount());
-        WriteOperations(json, whatIf);
-        json.String(L"result", Hex32(static_cast<uint32_t>(hr)));
-        json.String(L"requestResult", Hex32(static_cast<uint32_t>(requestResult)));
-        json.EndObject();
-        PrintLine(json.Text());
+        PrintPlanJson(facts);
     } else {
-        PrintLine(DescribeSystem(system, source));
-        PrintLine(options.ReadCurrent ? L"current values: read from this machine"
-                                      : L"current values: not read; the plan assumes none of the "
-                                        L"keys, values and files exists yet");
-        PrintSections(report);
-        PrintOperations(chain.GetCount(), whatIf);
-        PrintLine(L"result: " + Hex32(static_cast<uint32_t>(hr)));
-        PrintLine(L"request result: " + Hex32(static_cast<uint32_t>(requestResult)));
+        PrintPlanText(facts);
     }
     if (SUCCEEDED(hr)) {
         return ExitOk;

@@ -3,6 +3,7 @@
 #include <shlwapi.h>
 
 #include "Frwk_StringUtility.h"
+#include "ZorvComn_Handle.h"
 #include "ZorvComn_XmlLite.h"
 #include "ZorvComn_XmlParser.h"
 
@@ -17,23 +18,6 @@ using ZorvCommon::Storage::XmlParser;
 // How often the reader may answer the same node at the same place before the walk
 // counts as stuck (Wine's reader does so for input cut off inside element text).
 constexpr uint32_t kRepeatLimit = 16;
-
-// The reference the memory stream is made with.
-class StreamReference {
-public:
-    explicit StreamReference(IStream* pStream) : m_pStream(pStream) {}
-    ~StreamReference() {
-        if (m_pStream != nullptr) {
-            m_pStream->Release();
-        }
-    }
-    StreamReference(const StreamReference&) = delete;
-    StreamReference& operator=(const StreamReference&) = delete;
-    IStream* get() const { return m_pStream; }
-
-private:
-    IStream* m_pStream;
-};
 
 class TreeBuilder {
 public:
@@ -241,7 +225,8 @@ bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>&
         failure.Result = static_cast<HRESULT>(error);
         return false;
     }
-    StreamReference stream(SHCreateMemStream(bytes.data(), static_cast<UINT>(bytes.size())));
+    const ZorvCommon::UniqueCom<IStream> stream(
+        SHCreateMemStream(bytes.data(), static_cast<UINT>(bytes.size())));
     if (stream.get() == nullptr) {
         failure.Result = E_OUTOFMEMORY;
         return false;

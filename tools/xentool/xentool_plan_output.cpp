@@ -1,0 +1,365 @@
+#include "xentool_plan_output.h"
+
+#include <cstdio>
+
+#include "DocumentVocabulary.h"
+#include "ZorvComn_String.h"
+#include "xentool_json.h"
+
+namespace Xentool {
+
+namespace {
+
+using Ostrel::Storage::DocumentEntry;
+using Ostrel::Storage::IEntry;
+using Ostrel::Storage::ISection;
+using Ostrel::Storage::Target;
+using Ostrel::Storage::TargetSystem;
+using Ostrel::Storage::TargetVerdict;
+
+// The word of value in table; "?" for a value without one.
+template <size_t N>
+std::wstring WordOf(const Ostrel::Vocabulary::Word (&table)[N], uint32_t value) {
+    const std::wstring_view word = Ostrel::Vocabulary::TextOf(table, value);
+    return word.empty() ? L"?" : std::wstring(word);
+}
+
+void PrintLine(const std::wstring& text) {
+    fwprintf(stdout, L"%ls\n", text.c_str());
+}
+
+struct TargetAttribute {
+    const wchar_t* Name;
+    std::wstring Target::*Field;
+};
+
+const TargetAttribute kTargetAttributes[] = {
+    {L"platform", &Target::Platform},     {L"language", &Target::Language},
+    {L"product", &Target::Product},       {L"minversion", &Target::MinVersion},
+    {L"maxversion", &Target::MaxVersion}, {L"assign", &Target::Assign}};
+
+// ---- Text --------------------------------------------------------------------------
+
+std::wstring DescribeTarget(const Target& target) {
+    std::wstring text;
+    for (const TargetAttribute& attribute : kTargetAttributes) {
+        const std::wstring& value = target.*attribute.Field;
+        if (!value.empty()) {
+            text += (text.empty() ? L" [" : L" ") + std::wstring(attribute.Name) + L"=" + value;
+        }
+    }
+    return text.empty() ? text : text + L"]";
+}
+
+std::wstring DescribeVerdict(TargetVerdict verdict) {
+    return verdict == TargetVerdict::Targeted
+               ? std::wstring(L"kept")
+               : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")";
+}
+
+std::wstring DescribeEntry(const EntryRecord& record) {
+    std::wstring text = L"  Control";
+    if (record.Kept) {
+        const DocumentEntry& entry = record.Entry;
+        text += std::wstring(L" ") + CommandName(entry.CommandType) + L" " +
+                (entry.Name.empty() ? L"(the section itself)" : entry.Name);
+        if (entry.ValueType != Ostrel::Storage::ValueTypeName || !entry.Value.empty()) {
+            text +=
+                std::wstring(L" ") + ValueTypeName(entry.ValueType) + L" \"" + entry.Value + L"\"";
+        }
+        if (entry.Overwrite) {
+            text += L" overwrite";
+        }
+    }
+    return text + DescribeTarget(record.Targeting) + L": " + DescribeVerdict(record.Verdict);
+}
+
+std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& source) {
+    const ZorvCommon::Platform::VersionRecord& version = system.Version;
+    return L"system: " + source + L": platform " + std::to_wstring(version.PlatformId) +
+           L", version " + std::to_wstring(version.Major) + L"." + std::to_wstring(version.Minor) +
+           L" build " + std::to_wstring(version.Build) + L", product type " +
+           std::to_wstring(version.ProductType) + L", service pack " +
+           std::to_wstring(version.ServicePackMajor) +
+           (system.Is64bit ? L", 64-bit" : L", 32-bit") + L", language " +
+           Hex32(system.LanguageCode) + L", product version " +
+           (system.ProductVersion.empty() ? L"(none)" : system.ProductVersion);
+}
+
+void PrintSections(const std::vector<SectionRecord>& sections) {
+    for (const SectionRecord& record : sections) {
+        if (!record.Decided) {
+            PrintLine(record.ElementName + L": failed " + Hex32(record.Result));
+            continue;
+        }
+        PrintLine(record.ElementName + DescribeTarget(record.Targeting) + L": " +
+                  DescribeVerdict(record.Verdict));
+        for (const EntryRecord& entry : record.Entries) {
+            PrintLine(DescribeEntry(entry));
+        }
+        if (record.Section.empty() && SUCCEEDED(record.Result)) {
+            continue;  // skipped by its targeting, already said
+        }
+        std::wstring text =
+            L"  => " + (record.Section.empty() ? record.ElementName : record.Section);
+        if (FAILED(record.Result)) {
+            text += L": failed " + Hex32(record.Result);
+        } else if (record.Result == Ostrel::kElementSkipped) {
+            text += L": skipped (no entries)";
+        } else {
+            text += L": section built";
+        }
+        PrintLine(text);
+    }
+}
+
+using Ostrel::Storage::PlannedOperation;
+
+bool IsIniFile(const PlannedOperation& operation) {
+    return operation.pSection->GetType() == Ostrel::Storage::SectionTypeIniFile;
+}
+
+uint32_t ValueTypeOf(const PlannedOperation& operation) {
+    return operation.pEntry != nullptr ? operation.pEntry->GetType()
+                                       : static_cast<uint32_t>(Ostrel::Storage::ValueTypeName);
+}
+
+// ---- What the dry run saw, in words ------------------------------------------------
+
+const wchar_t* FailureReason(const PlannedOperation& operation) {
+    using Ostrel::Storage::ValueTypeBinary;
+    const HRESULT hr = operation.Result;
+    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_INVALID_DATA)) {
+        return L"the stored value has another type";
+    }
+    if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_KEY_DELETED)) {
+        return L"the key is gone";
+    }
+    if (IsIniFile(operation) && ValueTypeOf(operation) == ValueTypeBinary) {
+        return L"INI files hold no binary values";
+    }
+    if (IsIniFile(operation) && ValueTypeOf(operation) == Ostrel::Storage::ValueTypeUint64) {
+        return L"INI files hold no uint64 values";
+    }
+    if (hr == Ostrel::kNotFound) {
+        return ValueTypeOf(operation) == ValueTypeBinary &&
+                       operation.CommandType != Ostrel::Storage::VisitorTypeDelete
+                   ? L"the binary value does not exist"
+                   : L"the key does not exist";
+    }
+    if (hr == Ostrel::kWrongOpenState) {
+        return L"the section could not be opened";
+    }
+    return nullptr;
+}
+
+std::wstring EffectOf(const PlannedOperation& operation) {
+    using namespace Ostrel::Storage;
+    if (operation.Result < 0) {
+        if (operation.pEntry != nullptr &&
+            ValueTypeOf(operation) == Ostrel::Storage::ValueTypeName &&
+            operation.CommandType != VisitorTypeDelete) {
+            return L"fails: a bare name is taken by a delete only";
+        }
+        const wchar_t* reason = FailureReason(operation);
+        return L"fails " + Hex32(static_cast<uint32_t>(operation.Result)) +
+               (reason != nullptr ? L": " + std::wstring(reason) : std::wstring());
+    }
+    if (operation.pEntry == nullptr) {
+        if (operation.CommandType == VisitorTypeDelete) {
+            return IsIniFile(operation) ? L"removes the section with its values"
+                                        : L"removes the key and the keys below it";
+        }
+        return IsIniFile(operation)   ? L"nothing: an INI section appears with its first value"
+               : operation.KeyCreated ? L"creates the key"
+                                      : L"unchanged: the key exists";
+    }
+    if (operation.Written) {
+        return operation.KeyCreated ? L"written (creates the key)" : L"written";
+    }
+    switch (operation.CommandType) {
+        case VisitorTypeQuery:
+            return L"read";
+        case VisitorTypeDelete:
+            return operation.Now != operation.After ? L"removed" : L"nothing to remove";
+        default:
+            return IsIniFile(operation) ? L"unchanged: an INI section always counts as existing"
+                                        : L"unchanged: the key exists";
+    }
+}
+
+void PrintOperations(size_t commandCount, const std::vector<PlannedOperation>& operations) {
+    PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
+    for (const PlannedOperation& operation : operations) {
+        std::wstring text = L"  " + std::to_wstring(operation.CommandNumber) + L". " +
+                            CommandName(operation.CommandType) + L" " +
+                            DescribeSection(*operation.pSection);
+        if (operation.pEntry == nullptr) {
+            text += L" (the section itself)";
+        } else {
+            text += L" " + operation.Name;
+            if (ValueTypeOf(operation) != Ostrel::Storage::ValueTypeName) {
+                text += L" = " + Ostrel::Storage::DescribeValue(*operation.pEntry) + L" (" +
+                        ValueTypeName(ValueTypeOf(operation)) + L")";
+            }
+        }
+        PrintLine(text);
+        PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " +
+                  EffectOf(operation));
+        for (const std::wstring& removed : operation.Removed) {
+            PrintLine(L"       removes " + removed);
+        }
+    }
+}
+
+// ---- JSON --------------------------------------------------------------------------
+
+void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) {
+    json.BeginObject(L"target");
+    for (const TargetAttribute& attribute : kTargetAttributes) {
+        const std::wstring& value = target.*attribute.Field;
+        if (!value.empty()) {
+            json.String(attribute.Name, value);
+        }
+    }
+    json.EndObject();
+    json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
+}
+
+void WriteSections(JsonWriter& json, const std::vector<SectionRecord>& sections) {
+    json.BeginArray(L"elements");
+    for (const SectionRecord& record : sections) {
+        json.BeginObject();
+        json.String(L"element", record.ElementName);
+        if (record.Decided) {
+            WriteTarget(json, record.Targeting, record.Verdict);
+        }
+        json.BeginArray(L"entries");
+        for (const EntryRecord& entry : record.Entries) {
+            json.BeginObject();
+            WriteTarget(json, entry.Targeting, entry.Verdict);
+            if (entry.Kept) {
+                json.String(L"action", CommandName(entry.Entry.CommandType));
+                json.String(L"name", entry.Entry.Name);
+                json.String(L"type", ValueTypeName(entry.Entry.ValueType));
+                json.String(L"value", entry.Entry.Value);
+                json.Bool(L"overwrite", entry.Entry.Overwrite);
+            }
+            json.EndObject();
+        }
+        json.EndArray();
+        json.String(L"section", record.Section);
+        json.String(L"result", Hex32(record.Result));
+        json.EndObject();
+    }
+    json.EndArray();
+}
+
+void WriteOperations(JsonWriter& json, const std::vector<PlannedOperation>& operations) {
+    json.BeginArray(L"operations");
+    for (const PlannedOperation& operation : operations) {
+        json.BeginObject();
+        json.Number(L"command", operation.CommandNumber);
+        json.String(L"action", CommandName(operation.CommandType));
+        json.String(L"place", DescribeSection(*operation.pSection));
+        json.String(L"name", operation.Name);
+        json.String(L"type", ValueTypeName(ValueTypeOf(operation)));
+        json.String(L"value", operation.pEntry != nullptr
+                                  ? Ostrel::Storage::DescribeValue(*operation.pEntry)
+                                  : std::wstring());
+        json.String(L"now", operation.Now);
+        json.String(L"after", operation.After);
+        json.String(L"effect", EffectOf(operation));
+        json.BeginArray(L"removes");
+        for (const std::wstring& removed : operation.Removed) {
+            json.String(nullptr, removed);
+        }
+        json.EndArray();
+        json.String(L"result", Hex32(static_cast<uint32_t>(operation.Result)));
+        json.EndObject();
+    }
+    json.EndArray();
+}
+
+void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstring& source) {
+    json.BeginObject(L"system");
+    json.String(L"source", source);
+    json.Number(L"platformId", system.Version.PlatformId);
+    json.Number(L"major", system.Version.Major);
+    json.Number(L"minor", system.Version.Minor);
+    json.Number(L"build", system.Version.Build);
+    json.Number(L"productType", system.Version.ProductType);
+    json.Number(L"servicePack", system.Version.ServicePackMajor);
+    json.Number(L"bitness", system.Is64bit ? 64 : 32);
+    json.Number(L"languageCode", system.LanguageCode);
+    json.String(L"productVersion", system.ProductVersion);
+    json.EndObject();
+}
+
+}  // namespace
+
+void PrintPlanText(const PlanFacts& facts) {
+    PrintLine(DescribeSystem(*facts.pSystem, facts.Source));
+    PrintLine(facts.ReadCurrent ? L"current values: read from this machine"
+                                : L"current values: not read; the plan assumes none of the "
+                                  L"keys, values and files exists yet");
+    PrintSections(facts.Sections);
+    PrintOperations(facts.CommandCount, facts.Operations);
+    PrintLine(L"result: " + Hex32(static_cast<uint32_t>(facts.Result)));
+    PrintLine(L"request result: " + Hex32(static_cast<uint32_t>(facts.RequestResult)));
+}
+
+void PrintPlanJson(const PlanFacts& facts) {
+    JsonWriter json;
+    json.BeginObject();
+    json.String(L"document", facts.Document);
+    json.String(L"assign", facts.Assign);
+    WriteSystem(json, *facts.pSystem, facts.Source);
+    json.Bool(L"currentValuesRead", facts.ReadCurrent);
+    WriteSections(json, facts.Sections);
+    json.Number(L"commands", facts.CommandCount);
+    WriteOperations(json, facts.Operations);
+    json.String(L"result", Hex32(static_cast<uint32_t>(facts.Result)));
+    json.String(L"requestResult", Hex32(static_cast<uint32_t>(facts.RequestResult)));
+    json.EndObject();
+    PrintLine(json.Text());
+}
+
+std::wstring Hex32(uint32_t value) {
+    std::wstring text;
+    ZorvCommon::String::Format(text, L"0x%08x", value);
+    return text;
+}
+
+std::wstring CommandName(uint32_t commandType) {
+    return WordOf(Ostrel::Vocabulary::kActions, commandType);
+}
+
+std::wstring ValueTypeName(uint32_t valueType) {
+    return valueType == Ostrel::Storage::ValueTypeName
+               ? L"name"
+               : WordOf(Ostrel::Vocabulary::kValueTypes, valueType);
+}
+
+std::wstring DescribeSection(const ISection& section) {
+    std::wstring name;
+    section.GetName(name);
+    if (section.GetType() == Ostrel::Storage::SectionTypeIniFile) {
+        const auto& iniFile = static_cast<const Ostrel::Storage::SectionIniFile&>(section);
+        return iniFile.GetFilePath() + L" [" + iniFile.GetSectionName() + L"]";
+    }
+    const auto& registry = static_cast<const Ostrel::Storage::SectionRegistry&>(section);
+    const uint32_t root = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(registry.GetRoot()));
+    const std::wstring_view rootName =
+        Ostrel::Vocabulary::TextOf(Ostrel::Vocabulary::kRegistryRoots, root);
+    std::wstring text = (rootName.empty() ? Hex32(root) : std::wstring(rootName)) + L"\\";
+    if (!registry.GetBaseSubKey().empty()) {
+        text += registry.GetBaseSubKey() + L"\\";
+    }
+    const uint32_t view = registry.GetAccessMode();
+    return text + name + L" (view " + WordOf(Ostrel::Vocabulary::kAccessModes, view) +
+           (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
+                                                                              : L", all access)");
+}
+
+}  // namespace Xentool
