@@ -123,6 +123,18 @@ public:
     // Case ignored; names of different lengths never match. Inline: a reader asks this of
     // every element, against each name it knows, and most of them differ in length.
     bool IsElementName(std::wstring_view name) const { return EqualsNoCase(m_ElementName, name); }
+    // The same for a name handed over as characters (a reader's vocabulary): its length is
+    // checked against the element's as far as that goes, without counting it all first.
+    bool IsElementName(const wchar_t* name) const {
+        const size_t size = m_ElementName.size();
+        for (size_t i = 0; i < size; ++i) {
+            if (name[i] == L'\0') {
+                return false;
+            }
+        }
+        return name[size] == L'\0' &&
+               SameLengthEqualsNoCase(m_ElementName, std::wstring_view(name, size));
+    }
     const std::wstring& GetElementName() const { return m_ElementName; }
     // The text directly inside the current element (text, CDATA and whitespace, joined),
     // read up to the element's end so that the sibling walk goes on after it. An empty
