@@ -97,6 +97,34 @@ TEST_F(XmlParserTest, NamesAndAttributesOfTheCurrentElement) {
     EXPECT_FALSE(m_Parser.GetAttribute(L"save", value)) << "the map was refilled";
 }
 
+// Names are compared whole words first and letter by letter where they differ: case is
+// folded for letters only, and characters beyond ASCII are folded by the system; a name
+// handed over as characters is measured against the element's as it is compared.
+TEST_F(XmlParserTest, ElementNamesMatchWithCaseFoldedForLettersOnly) {
+    PlainDocument document(m_Folder, L"fold.xml",
+                           "<r><FrameworkService-1/><Gr\xc3\xb6\xc3\x9f"
+                           "e/></r>");
+    ASSERT_TRUE(m_Parser.Start(document.File()));
+    ASSERT_TRUE(m_Parser.MoveToElement(L"r"));
+    uint32_t depth = 0;
+    ASSERT_TRUE(m_Parser.MoveToFirstChildElement(depth));
+    const struct {
+        const wchar_t* name;
+        bool matches;
+    } cases[] = {
+        {L"FrameworkService-1", true},   {L"frameworkservice-1", true},
+        {L"FrameworkSERVICE-1", true},   {L"FrameworkService\r1", false},
+        {L"FrameworkServicf-1", false},  {L"FrameworkService-", false},
+        {L"FrameworkService-12", false}, {L"", false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.matches, m_Parser.IsElementName(c.name)) << c.name << " as characters";
+        EXPECT_EQ(c.matches, m_Parser.IsElementName(std::wstring_view(c.name))) << c.name;
+    }
+    ASSERT_TRUE(m_Parser.MoveToNextSiblingElement(depth, L"GR\u00d6\u00dfE"));
+    EXPECT_EQ(L"Gr\u00f6\u00dfe", m_Parser.GetElementName());
+}
+
 // Documents name their root in any case; a name of another length is another name.
 TEST_F(XmlParserTest, MoveToElementComparesNamesAsTheOtherMovesDo) {
     PlainDocument document(m_Folder, L"roots.xml",
