@@ -7,6 +7,7 @@
 #include "DocumentVocabulary.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_File.h"
+#include "ZorvComn_String.h"
 #include "xentool_usage.h"
 
 namespace Xentool {
@@ -55,6 +56,12 @@ std::wstring DescribeError(uint32_t error) {
         message.pop_back();
     }
     return message + L" (error " + std::to_wstring(error) + L")";
+}
+
+std::wstring Hex32(uint32_t value) {
+    std::wstring text;
+    ZorvCommon::String::Format(text, L"0x%08x", value);
+    return text;
 }
 
 bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error) {

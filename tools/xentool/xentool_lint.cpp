@@ -8,7 +8,6 @@
 #include "ZorvComn_XmlParser.h"
 #include "xentool_lint_grammar.h"
 #include "xentool_usage.h"
-#include "xentool_plan_output.h"
 
 namespace Xentool {
 
