@@ -16,6 +16,7 @@ using Ostrel::Storage::PlannedOperation;
 using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
+using Tools::JsonWriter;
 
 // The word of value in table; "?" for a value without one.
 template <size_t N>
@@ -38,7 +39,7 @@ std::wstring ValueTypeName(uint32_t valueType) {
                : WordOf(Ostrel::Vocabulary::kValueTypes, valueType);
 }
 
-// "HKCU\\path (view default, all access)" or "file [section]".
+// "HKCU\path (view default, all access)" or "file [section]".
 std::wstring DescribeSection(const ISection& section) {
     std::wstring name;
     section.GetName(name);

@@ -11,7 +11,7 @@
 #include "StorageDryRun.h"
 #include "StorageTarget.h"
 #include "XmlParserStorageControl.h"
-#include "xentool_json.h"
+#include "JsonWriter.h"
 
 namespace Xentool {
 
@@ -40,7 +40,7 @@ public:
 
 private:
     bool m_Json;
-    JsonWriter m_Writer;
+    Tools::JsonWriter m_Writer;
     bool m_Open = false;  // a section element whose targeting was decided, not yet ended
     std::wstring m_FailedElement;
 };
