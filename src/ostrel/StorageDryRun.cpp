@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwctype>
 #include <map>
+#include <set>
 #include <new>
 #include <optional>
 
@@ -29,16 +30,28 @@ std::wstring Lower(std::wstring text) {
     return text;
 }
 
-// A registry key as the dry run has left it.
-struct PictureKey {
-    std::wstring Path;   // as first named
-    bool Known = false;  // the dry run created or removed it
-    bool Exists = false;
-    // Removals so far: a store opened on an earlier life finds the key gone, and once it
-    // has been removed this machine's values and sub-keys no longer count.
-    uint32_t Life = 0;
-    std::map<std::wstring, std::optional<RegistryValue>>
-        Values;  // by lower-case name; empty: removed
+// A change the dry run made to the registry.
+struct Change {
+    enum Kind { Created, Written, Deleted, Removed } What;  // a key; a value; a value; a key
+    std::wstring Key;                                       // the key's KeyId
+    std::wstring Path;                                      // the key's path as named
+    std::wstring Name;                                      // the value's name, lower-case
+    RegistryValue Value;
+};
+
+// Whether the key with this id is top or lies below it.
+bool AtOrBelow(const std::wstring& key, const std::wstring& top) {
+    return key.compare(0, top.size(), top) == 0 &&
+           (key.size() == top.size() || key[top.size()] == L'\\');
+}
+
+// What the changes say about a key and one of its values, the last change deciding.
+struct Verdict {
+    std::optional<bool> Exists;  // unset: as this machine has it
+    bool Known = false;          // the dry run created or removed the key
+    bool Hidden = false;  // the key or a parent was removed: this machine's state no longer counts
+    bool ValueKnown = false;  // the value was written or deleted since
+    std::optional<RegistryValue> Value;
 };
 
 // Runs a read of this machine's stores: false when what it reads does not exist; any
@@ -88,18 +101,6 @@ Place PlaceOf(const ISection& section) {
                     JoinKeyPath(registry.GetBaseSubKey(), name));
 }
 
-// The key and each of its parents, from the top; none for the root itself.
-std::vector<std::wstring> Lineage(const std::wstring& path) {
-    std::vector<std::wstring> paths;
-    for (size_t at = path.find(L'\\'); at != std::wstring::npos; at = path.find(L'\\', at + 1)) {
-        paths.push_back(path.substr(0, at));
-    }
-    if (!path.empty()) {
-        paths.push_back(path);
-    }
-    return paths;
-}
-
 bool IsFolder(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -145,137 +146,109 @@ struct DryRun::State {
     bool ReadCurrent;
     bool Touched = false;                         // a store of the visit under way was opened
     PlannedOperation* pOperation = nullptr;       // the operation under way, told its changes
-    std::map<std::wstring, PictureKey> Keys;      // by KeyId
+    std::vector<Change> Changes;                  // the registry's, in order
     std::wstring CopyFolder;                      // the INI copies, one sub-folder each
     std::map<std::wstring, std::wstring> Copies;  // lower-case file path -> its copy
     std::set<std::wstring> WrittenSections;       // lower-case "file|section"
 
-    // Views 0 and 64 are one view for a 64-bit process.
+    // Views 0 and 64 are one view for a 64-bit process; "\\path" follows the view.
     static std::wstring KeyId(const Place& place) {
         return std::to_wstring(reinterpret_cast<uintptr_t>(place.Root)) +
-               (place.View == ZorvCommon::Storage::RegistryView32 ? L"|32|" : L"|64|") +
-               Lower(place.Path);
+               (place.View == ZorvCommon::Storage::RegistryView32 ? L"|32" : L"|64") +
+               (place.Path.empty() ? L"" : L"\\" + Lower(place.Path));
     }
 
     static std::wstring SectionId(const Place& place) {
         return Lower(place.Path) + L"|" + Lower(place.Section);
     }
 
-    const PictureKey* Find(const Place& place) const {
-        const auto found = Keys.find(KeyId(place));
-        return found != Keys.end() ? &found->second : nullptr;
-    }
-
-    PictureKey& At(const Place& place) {
-        PictureKey& key = Keys[KeyId(place)];
-        if (key.Path.empty()) {
-            key.Path = place.Path;
-        }
-        return key;
-    }
-
-    // Whether the key or one of its parents is as test says.
-    template <typename Test>
-    bool AnyInLineage(const Place& place, Test test) const {
-        for (const std::wstring& path : Lineage(place.Path)) {
-            const PictureKey* pKey = Find(KeyPlace(place.Root, place.View, path));
-            if (pKey != nullptr && test(*pKey)) {
-                return true;
+    Verdict Judge(const std::wstring& key, const std::wstring& name) const {
+        Verdict verdict;
+        const std::wstring lowerName = Lower(name);
+        for (const Change& change : Changes) {
+            if (change.What == Change::Created && AtOrBelow(change.Key, key)) {
+                verdict.Exists = true;
+                verdict.Known = true;
+            } else if (change.What == Change::Removed && AtOrBelow(key, change.Key)) {
+                verdict = Verdict{false, verdict.Known || change.Key == key, true, false, {}};
+            } else if (change.Key == key && change.Name == lowerName &&
+                       (change.What == Change::Written || change.What == Change::Deleted)) {
+                verdict.ValueKnown = true;
+                verdict.Value = change.What == Change::Written
+                                    ? std::optional<RegistryValue>(change.Value)
+                                    : std::nullopt;
             }
         }
-        return false;
-    }
-
-    // Whether this machine's registry still counts for the key: it is read at all, and
-    // the dry run has removed neither the key nor a parent.
-    bool RealCounts(const Place& place) const {
-        return ReadCurrent &&
-               !AnyInLineage(place, [](const PictureKey& key) { return key.Life > 0; });
+        return verdict;
     }
 
     bool Exists(const Place& place) const {
-        if (AnyInLineage(place, [](const PictureKey& key) { return key.Known && !key.Exists; })) {
-            return false;
-        }
-        const PictureKey* pKey = Find(place);
-        if (place.Path.empty() || (pKey != nullptr && pKey->Known)) {
-            return true;
+        const Verdict verdict = Judge(KeyId(place), L"");
+        if (place.Path.empty() || verdict.Exists) {
+            return place.Path.empty() || *verdict.Exists;
         }
         Registry real(place.View);
-        return RealCounts(place) && ReadReal([&] {
+        return ReadCurrent && ReadReal([&] {
                    (void)real.Open(Key(StorageTypeRegistry, place.Root, place.Path), L"");
                });
     }
 
     // Creates the key with its missing parents.
     void Create(const Place& place) {
-        const bool existed = Exists(place);
-        for (const std::wstring& path : Lineage(place.Path)) {
-            const Place parent = KeyPlace(place.Root, place.View, path);
-            if (!Exists(parent)) {
-                PictureKey& key = At(parent);
-                key.Known = true;
-                key.Exists = true;
-            }
-        }
-        if (!existed && pOperation != nullptr) {
+        if (!Exists(place) && pOperation != nullptr) {
             pOperation->KeyCreated = true;
         }
+        Changes.push_back({Change::Created, KeyId(place), place.Path, L"", {}});
     }
 
     // Empty when the key holds no value of that name.
     std::optional<RegistryValue> FindValue(const Place& place, const std::wstring& name) const {
-        const PictureKey* pKey = Find(place);
-        if (pKey != nullptr) {
-            const auto found = pKey->Values.find(Lower(name));
-            if (found != pKey->Values.end()) {
-                return found->second;
-            }
-        }
-        std::optional<RegistryValue> value;
-        if (RealCounts(place)) {
+        Verdict verdict = Judge(KeyId(place), name);
+        if (ReadCurrent && !verdict.ValueKnown && !verdict.Hidden) {
             Registry real(place.View);
             ReadReal([&] {
                 (void)real.Open(Key(StorageTypeRegistry, place.Root, place.Path), L"");
-                value = real.QueryStored(name);
+                verdict.Value = real.QueryStored(name);
             });
         }
-        return value;
+        return verdict.Value;
     }
 
-    // This machine's sub-keys (opened as named: a link is listed, never followed) less
-    // those the dry run removed, then the ones it created.
+    // This machine's sub-keys (opened as named: a link is listed, never followed), then
+    // the ones the dry run created, less those it removed.
     std::vector<std::wstring> SubKeys(const Place& place) const {
+        const std::wstring key = KeyId(place);
         std::vector<std::wstring> names;
-        if (RealCounts(place)) {
+        if (ReadCurrent && !Judge(key, L"").Hidden) {
             Registry real(place.View);
             ReadReal([&] {
                 (void)real.OpenNodeForEnum(Key(StorageTypeRegistry, place.Root, place.Path), L"");
                 (void)real.EnumKeys(names);
             });
         }
-        std::wstring prefix = KeyId(place);
-        if (!place.Path.empty()) {
-            prefix += L'\\';
-        }
-        for (auto it = Keys.lower_bound(prefix);
-             it != Keys.end() && it->first.compare(0, prefix.size(), prefix) == 0; ++it) {
-            if (it->first.find(L'\\', prefix.size()) == std::wstring::npos && it->second.Known &&
-                it->second.Exists) {
-                names.push_back(it->second.Path.substr(it->second.Path.find_last_of(L'\\') + 1));
+        for (const Change& change : Changes) {
+            if (change.What == Change::Created && change.Key.size() > key.size() &&
+                AtOrBelow(change.Key, key)) {
+                const std::wstring rest =
+                    change.Path.substr(place.Path.empty() ? 0 : place.Path.size() + 1);
+                const std::wstring name = rest.substr(0, rest.find(L'\\'));
+                if (std::none_of(names.begin(), names.end(), [&](const std::wstring& known) {
+                        return Lower(known) == Lower(name);
+                    })) {
+                    names.push_back(name);
+                }
+            } else if (change.What == Change::Removed && AtOrBelow(key, change.Key)) {
+                names.clear();
+            } else if (change.What == Change::Removed &&
+                       change.Key.substr(0, change.Key.find_last_of(L'\\')) == key) {
+                names.erase(std::remove_if(names.begin(), names.end(),
+                                           [&](const std::wstring& name) {
+                                               return key + L"\\" + Lower(name) == change.Key;
+                                           }),
+                            names.end());
             }
         }
-        std::vector<std::wstring> subKeys;
-        std::set<std::wstring> seen;
-        for (const std::wstring& name : names) {
-            const PictureKey* pKey =
-                Find(KeyPlace(place.Root, place.View, JoinKeyPath(place.Path, name)));
-            if (seen.insert(Lower(name)).second &&
-                (pKey == nullptr || !pKey->Known || pKey->Exists)) {
-                subKeys.push_back(name);
-            }
-        }
-        return subKeys;
+        return names;
     }
 
     // The private copy of an INI file. Its folder exists where the file's folder does, so
@@ -306,10 +279,9 @@ struct DryRun::State {
 
     std::wstring DescribeKey(const Place& place, const std::wstring& name) const {
         // A clean target shows what the dry run created, wrote or removed.
-        const PictureKey* pKey = Find(place);
-        if (!ReadCurrent &&
-            (pKey == nullptr || !pKey->Known ||
-             (pKey->Exists && !name.empty() && pKey->Values.count(Lower(name)) == 0))) {
+        const Verdict verdict = Judge(KeyId(place), name);
+        if (!ReadCurrent && (!verdict.Known || (verdict.Exists.value_or(false) && !name.empty() &&
+                                                !verdict.ValueKnown))) {
             return L"(not read)";
         }
         try {
@@ -389,7 +361,8 @@ public:
         return std::move(*value);
     }
     bool SetStored(const std::wstring& name, const RegistryValue& value) override {
-        Require().Values[Lower(name)] = value;
+        Require();
+        m_State.Changes.push_back({Change::Written, KeyId(), m_Place.Path, Lower(name), value});
         if (m_State.pOperation != nullptr) {
             m_State.pOperation->Written = true;
         }
@@ -398,11 +371,11 @@ public:
     // The commands delete registry keys only through a tree delete.
     bool DeleteKey(const std::wstring&) override { return false; }
     bool DeleteValue(const std::wstring& name) override {
-        PictureKey& key = Require();
+        Require();
         if (!m_State.FindValue(m_Place, name)) {
             ZORV_THROW_STORAGE(ERROR_FILE_NOT_FOUND);
         }
-        key.Values[Lower(name)].reset();
+        m_State.Changes.push_back({Change::Deleted, KeyId(), m_Place.Path, Lower(name), {}});
         return true;
     }
     bool EnumKeys(std::vector<std::wstring>& names) override {
@@ -426,11 +399,8 @@ public:
         return node;
     }
     bool DeleteOpenKey() override {
-        PictureKey& key = Require();
-        key.Known = true;
-        key.Exists = false;
-        key.Values.clear();
-        ++key.Life;
+        Require();
+        m_State.Changes.push_back({Change::Removed, KeyId(), m_Place.Path, L"", {}});
         m_Open = false;
         PlannedOperation* pOperation = m_State.pOperation;
         if (pOperation != nullptr && m_Place.Path != pOperation->Where.Path) {
@@ -451,20 +421,23 @@ private:
 
     void Adopt(const Place& place) {
         m_Place = place;
-        m_Life = m_State.At(place).Life;
+        m_Opened = m_State.Changes.size();
         m_Open = true;
     }
 
-    // The open key: throws 6 when none is open, 1018 when it has been removed since.
-    PictureKey& Require() {
+    std::wstring KeyId() const { return State::KeyId(m_Place); }
+
+    // Throws 6 when no key is open, 1018 when the open key has been removed since.
+    void Require() const {
         if (!m_Open) {
             ZORV_THROW_STORAGE(ERROR_INVALID_HANDLE);
         }
-        PictureKey& key = m_State.At(m_Place);
-        if (key.Life != m_Life) {
-            ZORV_THROW_STORAGE(ERROR_KEY_DELETED);
+        for (size_t index = m_Opened; index < m_State.Changes.size(); ++index) {
+            const Change& change = m_State.Changes[index];
+            if (change.What == Change::Removed && change.Key == KeyId()) {
+                ZORV_THROW_STORAGE(ERROR_KEY_DELETED);
+            }
         }
-        return key;
     }
 
     std::unique_ptr<PictureRegistry> NewNode() const {
@@ -479,7 +452,7 @@ private:
     uint32_t m_View;
     bool m_Open = false;
     Place m_Place;
-    uint32_t m_Life = 0;
+    size_t m_Opened = 0;  // the changes made before the key was opened
 };
 
 // The INI-file store on the private copy of each file.
