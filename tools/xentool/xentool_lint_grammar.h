@@ -1,6 +1,7 @@
 #pragma once
-// The structure of a document kind as tables: for each element (by name, case ignored
-// as the module compares them) its attributes, its children and what its text may be.
+// The structure of a document kind as one table: each element below its parent and each
+// attribute of an element (names of elements compared without regard to case, as the
+// module compares them), how often it may stand and what its text may be.
 
 #include <algorithm>
 #include <string>
@@ -23,7 +24,7 @@ struct TextRule {
         : Check(check), Expected(std::move(expected)) {}
 
     CheckFunction Check = nullptr;
-    std::wstring Expected;  // for the message, e.g. L"yes or no"
+    std::wstring Expected;  // for the message, e.g. L"a decimal number"
     Words Accepted;         // when not empty: the words, and nothing else
 };
 
@@ -51,47 +52,27 @@ TextRule OneOf(const Row (&table)[N]) {
     return rule;
 }
 
-struct AttributeRule {
+enum class Occurs { Optional, Required, Repeated, OptionalAttribute, RequiredAttribute };
+
+// An element below its parent (the root's parent is null), or an attribute of its parent.
+struct GrammarRow {
     const wchar_t* Name;
-    bool Required;
-    TextRule Text;
+    const wchar_t* Parent;
+    Occurs Occurrence;
+    TextRule Text;  // the element's text, or the attribute's value
 };
 
-struct ChildRule {
-    const wchar_t* Name;
-    bool Required;
-    bool Repeatable;
-};
+using Grammar = std::vector<GrammarRow>;
 
-struct ElementRule {
-    ElementRule(const wchar_t* name, std::vector<AttributeRule> attributes,
-                std::vector<ChildRule> children, bool hasText = false, TextRule text = TextRule())
-        : Name(name),
-          Attributes(std::move(attributes)),
-          Children(std::move(children)),
-          HasText(hasText),
-          Text(text) {}
+// The grammars of the document kinds; the first row is the root's.
+const Grammar& StorageGrammar();
+const Grammar& PolicyGrammar();
+const Grammar& WebAccessGrammar();
 
-    const wchar_t* Name;
-    std::vector<AttributeRule> Attributes;
-    std::vector<ChildRule> Children;
-    bool HasText;  // a leaf whose text the reader takes
-    TextRule Text;
-};
-
-class Grammar {
-public:
-    explicit Grammar(std::vector<ElementRule> elements) : m_Elements(std::move(elements)) {}
-    const ElementRule* Find(const std::wstring& name) const;
-
-private:
-    std::vector<ElementRule> m_Elements;
-};
-
-// Checks element and everything below it against the rules of their names: unknown or
-// misplaced elements, missing and repeated children, missing and unknown attributes,
-// texts outside their tables.
-void CheckStructure(const Grammar& grammar, const XmlElement& element, Findings& findings);
+// Checks root and everything below it against the grammar: unknown or misplaced
+// elements, missing and repeated children, missing and unknown attributes, texts
+// outside their tables.
+void CheckStructure(const Grammar& grammar, const XmlElement& root, Findings& findings);
 
 // The readers take element names in any letter case, the schemas only as spelled: a
 // warning when element is not written as spelling.
@@ -105,7 +86,6 @@ std::wstring AttributeText(const XmlElement& element, const wchar_t* name);
 std::wstring Quote(const std::wstring& text);
 
 // Whole-text checks shared by the kinds.
-bool IsYesNo(const std::wstring& text);
 bool IsNotEmpty(const std::wstring& text);
 bool IsGuid(const std::wstring& text);
 bool IsDecimal(const std::wstring& text);
