@@ -11,7 +11,7 @@
 
 #include "DocumentVocabulary.h"
 #include "Scratch.h"
-#include "xentool_lint_grammar.h"
+#include "xentool_lint.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_lint_grammar.h"
 #include "xentool_usage.h"
 
 namespace Xentool {

@@ -1,4 +1,4 @@
-#include "xentool_lint_grammar.h"
+#include "xentool_lint.h"
 
 #include <algorithm>
 

@@ -2,7 +2,6 @@
 // other kind refused.
 
 #include "xentool_lint.h"
-#include "xentool_lint_grammar.h"
 
 namespace Xentool {
 

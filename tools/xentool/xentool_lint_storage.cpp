@@ -11,7 +11,6 @@
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_String.h"
 #include "xentool_lint.h"
-#include "xentool_lint_grammar.h"
 
 namespace Xentool {
 

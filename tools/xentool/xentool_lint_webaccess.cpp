@@ -4,7 +4,6 @@
 #include <map>
 
 #include "xentool_lint.h"
-#include "xentool_lint_grammar.h"
 
 namespace Xentool {
 

@@ -1,4 +1,4 @@
-#include "xentool_plan.h"
+#include "xentool_usage.h"
 
 #include <windows.h>
 
@@ -7,7 +7,6 @@
 #include "ZorvComn_XmlParser.h"
 #include "xentool_plan_output.h"
 #include "xentool_profile.h"
-#include "xentool_usage.h"
 
 namespace Xentool {
 
