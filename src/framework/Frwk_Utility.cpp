@@ -3,6 +3,7 @@
 #include <objbase.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <memory>
 #include <new>
@@ -103,10 +104,61 @@ std::wstring GetWindowsDirectory() {
     return std::wstring(folder, length);
 }
 
+namespace {
+
+// A hex digit's value, or -1 (only ASCII digits and letters count).
+int HexDigitValue(wchar_t c) {
+    if (c >= L'0' && c <= L'9') {
+        return c - L'0';
+    }
+    const wchar_t folded = c | 0x20;
+    return folded >= L'a' && folded <= L'f' ? folded - L'a' + 10 : -1;
+}
+
+// The canonical braced form {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}, hex digits in either
+// case, read as CLSIDFromString reads it. False for any other text, which is left to
+// CLSIDFromString: policy documents carry thousands of GUID texts, and a call into COM
+// costs more than reading one.
+bool ReadCanonicalGuid(const std::wstring& text, GUID& guid) {
+    constexpr size_t kLength = 38;
+    if (text.size() != kLength || text[0] != L'{' || text[kLength - 1] != L'}') {
+        return false;
+    }
+    uint8_t bytes[16];
+    size_t count = 0;
+    for (size_t i = 1; i < kLength - 1;) {
+        if (i == 9 || i == 14 || i == 19 || i == 24) {
+            if (text[i++] != L'-') {
+                return false;
+            }
+            continue;
+        }
+        const int high = HexDigitValue(text[i]);
+        const int low = HexDigitValue(text[i + 1]);
+        if (high < 0 || low < 0) {
+            return false;
+        }
+        bytes[count++] = static_cast<uint8_t>(high << 4 | low);
+        i += 2;
+    }
+    // The first three groups are numbers (most significant digits first), the last two bytes.
+    guid.Data1 =
+        static_cast<unsigned long>(bytes[0]) << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3];
+    guid.Data2 = static_cast<unsigned short>(bytes[4] << 8 | bytes[5]);
+    guid.Data3 = static_cast<unsigned short>(bytes[6] << 8 | bytes[7]);
+    memcpy(guid.Data4, bytes + 8, sizeof(guid.Data4));
+    return true;
+}
+
+}  // namespace
+
 bool T2Guid(const std::wstring& text, GUID& guid) {
     guid = GUID();
     if (text.empty()) {
         return false;
+    }
+    if (ReadCanonicalGuid(text, guid)) {
+        return true;
     }
     // Only the braced registry form is accepted.
     return CLSIDFromString(text.c_str(), &guid) == S_OK;
