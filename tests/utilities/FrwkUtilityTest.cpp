@@ -102,6 +102,8 @@ TEST(T2Guid, ReadsEveryTextAsCLSIDFromString) {
         with(7, L' '),
         with(8, L'\xFF21'),
         with(10, L'\x0660'),
+        with(11, L'\x0130'),  // beyond ASCII, with a digit's or a letter's low bits
+        with(12, L'\x0141'),
         with(36, L'-'),
         with(9, L'0'),
         with(14, L'_'),
