@@ -2,6 +2,7 @@
 """Samples of a perf recording per function, for some processes only.
 
 Usage: perf_symbols.py PERF_DATA PID[,PID...] PE_FILE...
+PROFILE_TOP (default 40) is how many functions are listed.
 
 perf cannot read the symbols of Windows (PE) files that Wine maps: a sample whose address
 falls inside one of the PE files given (at its preferred base, where Wine loads it when
@@ -10,6 +11,7 @@ the names perf gives them. Prints the share of each shared object, then of each 
 """
 import bisect
 import collections
+import os
 import re
 import subprocess
 import sys
@@ -62,7 +64,7 @@ def main():
     for name, count in objects.most_common(12):
         print(f"{100.0 * count / total:6.2f}% {name}")
     print()
-    for (image, function), count in functions.most_common(40):
+    for (image, function), count in functions.most_common(int(os.environ.get("PROFILE_TOP", "40"))):
         print(f"{100.0 * count / total:6.2f}% {image}: {function[:100]}")
 
 

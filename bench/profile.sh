@@ -14,6 +14,8 @@ source "$OSTREL_ROOT/bench/wineserver.sh"
 seconds=$1
 shift
 work=$(mktemp -d -t ostrel-profile.XXXXXX)
+# PROFILE_KEEP=DIR keeps the recording there (perf.data, and pids: the benchmark's and the
+# server's process ids) for a closer look.
 trap 'wineserver -k 2>/dev/null || true; rm -rf "$work"' EXIT
 
 wine_settle
@@ -30,6 +32,11 @@ done
 perf record -e cpu-clock -a -o "$work/perf.data" -- sleep "$seconds" 2>/dev/null
 wait "$bench"
 cat "$work/out"
+if [ -n "${PROFILE_KEEP:-}" ]; then
+    mkdir -p "$PROFILE_KEEP"
+    cp "$work/perf.data" "$PROFILE_KEEP/"
+    echo "$(cat "$work/pid"),$server" >"$PROFILE_KEEP/pids"
+fi
 W=/usr/lib/x86_64-linux-gnu/wine/x86_64-windows
 python3 "$(dirname "${BASH_SOURCE[0]}")/perf_symbols.py" "$work/perf.data" \
     "$(cat "$work/pid"),$server" "$1" "$BUILD_DIR/bin/Ostrel.dll" \

@@ -306,7 +306,10 @@ bool XmlParser::ReadNode(XmlNodeType& nodeType) {
         // depth they report for end elements.
         const std::pair<UINT, UINT> start = m_OpenStarts.back();
         m_OpenStarts.pop_back();
-        if (start == std::make_pair(m_Reader.GetLineNumber(), m_Reader.GetLinePosition())) {
+        // The reader makes end elements up only once a read has told it that the input
+        // ended; until then every end element is in the document, and behind its start.
+        if (m_pStream->HasEnded() &&
+            start == std::make_pair(m_Reader.GetLineNumber(), m_Reader.GetLinePosition())) {
             FailUnexpectedEnd();
         }
     }

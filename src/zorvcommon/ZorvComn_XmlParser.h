@@ -194,7 +194,8 @@ private:
 
     // Where each element opened and not yet closed began (line, column). An end element
     // reported at its own start's place was made up by the reader at the end of the input:
-    // Wine's reader closes what a cut-off document left open.
+    // Wine's reader closes what a cut-off document left open, the elements opened in its
+    // first read included, so every start is kept.
     std::vector<std::pair<UINT, UINT>> m_OpenStarts;
     std::wstring m_ElementName;  // the current element
     uint32_t m_ElementDepth = 0;

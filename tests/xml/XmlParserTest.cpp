@@ -280,6 +280,43 @@ TEST_F(XmlParserTest, HostileInputEndsTheWalkInsteadOfHanging) {
     ASSERT_TRUE(m_Parser.Stop());
 }
 
+// Wine's reader closes what a cut-off document left open with made-up end elements at the
+// open elements' own starts, however far back they are: here the root's lies in the
+// reader's first read of the file, thousands of lines before the cut.
+TEST_F(XmlParserTest, ACutOffDocumentFailsWhereverItsOpenElementsStarted) {
+    std::string items = "<Root>\n";
+    while (items.size() < 5 * 8188) {
+        items += "  <Item>value</Item>\n";
+    }
+    const struct {
+        const char* name;
+        std::string text;
+        HRESULT result;
+        const wchar_t* lastText;
+    } cases[] = {
+        {"whole", items + "  <Item>last</Item>\n</Root>\n", S_OK, L"Item=last;"},
+        {"cut after an end tag", items + "  <Item>last</Item>", XmlParser::kResultUnexpectedEnd,
+         L"Item=last;"},
+        {"cut inside an element", items + "  <Item><Sub>x</Sub>", XmlParser::kResultUnexpectedEnd,
+         L"Item=<no text>;"},
+        {"one read, cut after an end tag", "<Root>\n  <Item>last</Item>",
+         XmlParser::kResultUnexpectedEnd, L"Item=last;"},
+    };
+    for (const auto& c : cases) {
+        PlainDocument plain(m_Folder, L"cut.xml", c.text);
+        EncryptedDocument encrypted(m_Folder, L"cut.xen", c.text, Ostrel::Vocabulary::kStorageKey);
+        for (FileBase* file : {&plain.File(), &encrypted.File()}) {
+            ASSERT_TRUE(m_Parser.Start(*file)) << c.name;
+            ASSERT_TRUE(m_Parser.MoveToElement(L"Root")) << c.name;
+            const std::wstring texts = ChildTexts(m_Parser);
+            const std::wstring lastText = c.lastText;
+            EXPECT_EQ(lastText, texts.substr(texts.size() - lastText.size())) << c.name;
+            EXPECT_EQ(c.result, m_Parser.GetLastResult()) << c.name;
+            ASSERT_TRUE(m_Parser.Stop());
+        }
+    }
+}
+
 // Wine's reader ends the process when its input runs out, or reaches a NUL, while it
 // still reads a document's opening; those openings are refused before it sees them (as
 // an early end of the input), and nothing else is: every well-formed document starts.
