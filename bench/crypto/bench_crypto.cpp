@@ -1,19 +1,23 @@
-// Decryption throughput, printed as "name value" lines (MB/s, 10^6 bytes per CPU second,
-// medians of several groups of runs): the bare cipher over a 64 MiB buffer on each engine
-// and over a cache-resident 16 KiB piece, and FileCrypt reading a 64 MiB document in
-// 4 KiB chunks.
+// Decryption throughput, printed as "name value..." lines for scripts/bench.sh: the bare
+// cipher over a cache-resident 16 KiB piece and over a 64 MiB buffer on each engine, and
+// FileCrypt reading a 64 MiB document in 4 KiB chunks against the bare cipher over the
+// same bytes, samples taken in turns. Rates are MB/s (10^6 bytes per second) on the CPU
+// clock, then on the wall clock.
+// Usage: bench_crypto [--self-pid PID] [--server-pid PID] [--profile INDEX]
+//   --profile: only contender INDEX runs, for 30 s, for a profiler (0 the 16 KiB pieces,
+//   1 the portable engine, 2 FileCrypt, 3 the cipher beside it).
 
 #include <windows.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdint>
-#include <functional>
+#include <cwchar>
 #include <string>
 #include <vector>
 
+#include "BenchFile.h"
+#include "BenchMeasure.h"
 #include "DocumentVocabulary.h"
-#include "BenchClock.h"
 #include "ZorvComn_AesBlock.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_Rijndael.h"
@@ -30,29 +34,7 @@ constexpr uint32_t kDataSize = 64 * 1024 * 1024;
 constexpr uint32_t kChunk = 4096;
 constexpr uint32_t kPieceSize = 16384;
 constexpr uint32_t kPiecesPerRun = 1024;
-constexpr int kGroups = 5;
-constexpr double kGroupSeconds = 0.5;
-
-// Median over several groups of runs, each group long enough for the coarse CPU clock;
-// a run processes `bytes` and returns false on failure.
-double MedianMegabytesPerSecond(uint64_t bytes, const std::function<bool()>& run) {
-    std::vector<double> rates;
-    for (int group = 0; group < kGroups; ++group) {
-        const double start = Bench::ThreadCpuSeconds();
-        double elapsed = 0;
-        uint64_t runs = 0;
-        do {
-            if (!run()) {
-                return 0;
-            }
-            ++runs;
-            elapsed = Bench::ThreadCpuSeconds() - start;
-        } while (elapsed < kGroupSeconds);
-        rates.push_back(static_cast<double>(bytes * runs) / elapsed / 1e6);
-    }
-    std::sort(rates.begin(), rates.end());
-    return rates[rates.size() / 2];
-}
+constexpr double kProfileSeconds = 30;
 
 bool DecryptBuffer(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>* plaintext) {
     Rijndael cipher;
@@ -100,49 +82,69 @@ std::wstring ScratchPath() {
            L".xen";
 }
 
+// "<name> <CPU MB/s> <wall MB/s>" for runs of `bytes` each.
+void ReportRate(const char* name, const Bench::Costs& costs, double bytes) {
+    printf("%s %.1f %.1f\n", name, bytes / 1e6 / Bench::Median(costs.cpu),
+           bytes / 1e6 / Bench::Median(costs.wall));
+    fflush(stdout);
+}
+
 }  // namespace
 
-int main() {
+int wmain(int argc, wchar_t** argv) {
+    Bench::UnixProcesses processes;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        if (wcscmp(argv[i], L"--self-pid") == 0) {
+            processes.self = Bench::CheckedSelfPid(wcstoul(argv[i + 1], nullptr, 10));
+        } else if (wcscmp(argv[i], L"--server-pid") == 0) {
+            processes.server = wcstoul(argv[i + 1], nullptr, 10);
+        } else if (wcscmp(argv[i], L"--profile") == 0) {
+            Bench::ProfileOnly(wcstoul(argv[i + 1], nullptr, 10), kProfileSeconds);
+        }
+    }
     std::vector<uint8_t> plaintext(kDataSize);
     for (uint32_t i = 0; i < kDataSize; ++i) {
         plaintext[i] = static_cast<uint8_t>(i * 131 + (i >> 9));
     }
     std::vector<uint8_t> ciphertext;
-    if (!ZorvCommon::Storage::EncryptDocumentBytes(kKey, plaintext, &ciphertext)) {
-        fprintf(stderr, "encryption failed\n");
+    const std::wstring path = ScratchPath();
+    if (!ZorvCommon::Storage::EncryptDocumentBytes(kKey, plaintext, &ciphertext) ||
+        !Bench::WriteWholeFile(path, ciphertext.data(), ciphertext.size())) {
+        fprintf(stderr, "cannot write the scratch document\n");
         return 1;
     }
     std::vector<uint8_t> output(ciphertext.size());
-    printf("engine %s\n", Aes::ActiveEngine().name);
-    printf("cipher_mbps %.1f\n",
-           MedianMegabytesPerSecond(kDataSize, [&] { return DecryptBuffer(ciphertext, &output); }));
+    std::vector<uint8_t> chunk(kChunk);
+    const auto decrypt = [&] { return DecryptBuffer(ciphertext, &output); };
+    const auto read = [&] { return ReadDocument(path, &chunk); };
+
+    const Bench::CostClock clock(processes);
     Rijndael pieces;
     if (!pieces.Initialize(DirectionDecrypt, reinterpret_cast<const uint8_t*>(kKey), 16, ModeCBC,
                            nullptr, 0)) {
         return 1;
     }
-    printf("cipher_16k_mbps %.1f\n",
-           MedianMegabytesPerSecond(uint64_t{kPieceSize} * kPiecesPerRun,
-                                    [&] { return DecryptPieces(&pieces, ciphertext, &output); }));
-    Aes::ForcePortableEngine(true);
-    printf("cipher_portable_mbps %.1f\n",
-           MedianMegabytesPerSecond(kDataSize, [&] { return DecryptBuffer(ciphertext, &output); }));
-    Aes::ForcePortableEngine(false);
-
-    const std::wstring path = ScratchPath();
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    ZorvCommon::UniqueFile owner(file);
-    DWORD written = 0;
-    if (!owner || !WriteFile(file, ciphertext.data(), static_cast<DWORD>(ciphertext.size()),
-                             &written, nullptr)) {
-        fprintf(stderr, "cannot write the scratch document\n");
+    const std::vector<Bench::Costs> inCache = Bench::MeasureInterleaved(
+        clock, {[&] { return DecryptPieces(&pieces, ciphertext, &output); }}, Bench::kSamples,
+        Bench::kSampleSeconds);
+    Aes::ForceEngine(&Aes::PortableEngine());
+    const std::vector<Bench::Costs> portable =
+        Bench::MeasureInterleaved(clock, {decrypt}, Bench::kSamples, Bench::kSampleSeconds);
+    Aes::ForceEngine(nullptr);
+    const std::vector<Bench::Costs> file =
+        Bench::MeasureInterleaved(clock, {read, decrypt}, Bench::kSamples, Bench::kSampleSeconds);
+    DeleteFileW(path.c_str());
+    if (inCache.empty() || portable.empty() || file.empty()) {
+        fprintf(stderr, "a measurement failed\n");
         return 1;
     }
-    owner.reset();
-    std::vector<uint8_t> chunk(kChunk);
-    printf("filecrypt_mbps %.1f\n",
-           MedianMegabytesPerSecond(kDataSize, [&] { return ReadDocument(path, &chunk); }));
-    DeleteFileW(path.c_str());
+    Bench::Report("engine", Aes::ActiveEngine().name);
+    Bench::Report("cpu_counts", clock.Counted());
+    ReportRate("cipher_16k_mbps", inCache[0], double{kPieceSize} * kPiecesPerRun);
+    ReportRate("cipher_portable_mbps", portable[0], kDataSize);
+    ReportRate("filecrypt_mbps", file[0], kDataSize);
+    ReportRate("cipher_mbps", file[1], kDataSize);
+    // Throughput of FileCrypt over the cipher's: the cipher's time over FileCrypt's.
+    Bench::ReportRatios("filecrypt_speed", file[1], file[0]);
     return 0;
 }

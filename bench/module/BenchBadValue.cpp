@@ -16,7 +16,7 @@ namespace Bench {
 namespace {
 
 constexpr size_t kMillion = 1000000;
-constexpr int kSamples = 3;
+constexpr int kChildSamples = 3;
 constexpr double kMinSeconds = 0.3;
 
 uint64_t FileSize(const std::wstring& path) {
@@ -41,7 +41,7 @@ double ChildMilliseconds(const std::wstring& arguments, const std::wstring& resu
 
 }  // namespace
 
-bool BenchBadValues(const ScratchFolder& folder, const std::wstring& clockArguments) {
+bool BenchBadValues(const ScratchFolder& folder, uint32_t serverPid) {
     const ErrorLogSettings log(folder.Path());
     if (!log.IsSet()) {
         fprintf(stderr, "cannot set the module's debug-log settings\n");
@@ -59,7 +59,7 @@ bool BenchBadValues(const ScratchFolder& folder, const std::wstring& clockArgume
         DeleteFileW(logPath.c_str());
         const std::wstring arguments = L"\"" + document + L"\" \"" + logPath + L"\" " +
                                        std::to_wstring(digits) + L" \"" + folder.Path() +
-                                       L"badvalue.txt\" " + clockArguments;
+                                       L"badvalue.txt\" " + std::to_wstring(serverPid);
         const double milliseconds = ChildMilliseconds(arguments, folder.Path() + L"badvalue.txt");
         DeleteFileW(logPath.c_str());
         if (milliseconds < 0) {
@@ -79,16 +79,16 @@ int RunBadValueChild(ModuleHost& host, const CostClock& clock, const std::wstrin
         return 1;
     }
     SrvFrwk::Interface::StorageControlRequest request{documentPath, kAssign, std::wstring()};
-    const std::vector<double> costs = MedianCostPerRun(clock, {[&] {
-                                                           (void)host.SendStorage(&request);
-                                                           return true;
-                                                       }},
-                                                       kSamples, kMinSeconds);
+    const std::vector<Costs> costs = MeasureInterleaved(clock, {[&] {
+                                                            (void)host.SendStorage(&request);
+                                                            return true;
+                                                        }},
+                                                        kChildSamples, kMinSeconds);
     int exitCode = 1;
     if (FileSize(logPath) < minimumLogBytes) {
         fprintf(result, "the module's log did not print the value (is ZorvDbg64.dll there?)\n");
     } else {
-        fprintf(result, "ms %.3f\n", costs[0] * 1e3);
+        fprintf(result, "ms %.3f\n", Median(costs[0].cpu) * 1e3);
         exitCode = 0;
     }
     fclose(result);

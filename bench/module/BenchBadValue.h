@@ -15,8 +15,8 @@ class CostClock;
 class ModuleHost;
 class ScratchFolder;
 
-// clockArguments: "<server pid> <clock ticks>" for the children's cost clocks.
-bool BenchBadValues(const ScratchFolder& folder, const std::wstring& clockArguments);
+// serverPid: the wineserver's Unix process id, for the children's cost clocks.
+bool BenchBadValues(const ScratchFolder& folder, uint32_t serverPid);
 
 // The child's side: the median cost of the request over documentPath, written to
 // resultPath as "ms N" (or what failed) once logPath holds at least minimumLogBytes.

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "BenchFile.h"
 #include "ZorvComn_CryptDocument.h"
-#include "ZorvComn_Handle.h"
 
 namespace Bench {
 
@@ -161,13 +161,7 @@ bool WriteDocument(const std::wstring& path, const char* key, const std::string&
             key, std::vector<uint8_t>(text.begin(), text.end()), &ciphertext)) {
         return false;
     }
-    ZorvCommon::UniqueFile file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    return file.is_valid() &&
-           WriteFile(file.get(), ciphertext.data(), static_cast<DWORD>(ciphertext.size()), &written,
-                     nullptr) &&
-           written == ciphertext.size();
+    return WriteWholeFile(path, ciphertext.data(), ciphertext.size());
 }
 
 }  // namespace Bench

@@ -28,16 +28,6 @@ PROCESS_MEMORY_COUNTERS MemoryCounters() {
     return counters;
 }
 
-// Lowers the kernel's high-water mark to the present resident set ("5" into the
-// process's clear_refs), so that the peak after the request is the request's own and
-// not the start-up's. False where the kernel refuses.
-bool ResetPeak() {
-    const ZorvCommon::UniqueFile file(CreateFileW(L"Z:\\proc\\self\\clear_refs", GENERIC_WRITE, 0,
-                                                  nullptr, OPEN_EXISTING, 0, nullptr));
-    DWORD written = 0;
-    return file && WriteFile(file.get(), "5", 1, &written, nullptr) && written == 1;
-}
-
 // Runs this executable as a memory child over the document: how far the request raised
 // the resident set above where it started, in KiB, or -1.
 double ChildRiseKib(const std::wstring& documentPath, const std::wstring& resultPath) {
@@ -84,7 +74,8 @@ int RunMemoryChild(ModuleHost& host, const std::wstring& documentPath,
         return 1;
     }
     int exitCode = 1;
-    if (!ResetPeak()) {
+    // The child finds its Unix process by the result path, which only its command line holds.
+    if (!ResetPeakResidentSet(CheckedSelfPid(FindUnixProcess(resultPath)))) {
         fprintf(result, "the kernel refuses to reset the peak resident set\n");
     } else {
         const SIZE_T start = MemoryCounters().WorkingSetSize;

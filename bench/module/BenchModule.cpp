@@ -1,13 +1,18 @@
 // The module's benchmarks through its real exports, each against a baseline measured in
-// the same run, printed as "name value" lines for scripts/bench.sh.
-// Usage: bench_module [--server-pid PID --clock-ticks HZ] SECTION...
-//   SECTION: policy (service policy requests at 1, 10 and 100 MB), requests (1,000
-//   requests on a 50-service document), storage (a request storing 1,000 values),
+// the same run, printed as "name value..." lines for scripts/bench.sh.
+// Usage: bench_module [--self-pid PID] [--server-pid PID] [--profile INDEX] SECTION...
+//   SECTION: policy (service policy requests at 10 MB against XmlLite alone, and their
+//   time per MB at 100 MB against 1 MB), requests (a 50-service document against reading
+//   its plaintext file and walking it), storage (a request storing 1,000 values),
 //   memory (peak memory over 100 MB against 1 MB), badvalue (a request whose uint32
 //   value has 1, 2 and 4 million digits, with the log printing it).
-//   PID: the Unix process id of this prefix's wineserver, whose CPU time then counts.
-// The debug log must be disabled; the product key's installed folder is pointed at
-// scratch folders during the run and restored afterwards.
+//   PIDs: the Unix process ids of this process and of this prefix's wineserver, whose CPU
+//   time then counts.
+//   --profile: only contender INDEX of the sections given runs, for 30 s, for a profiler
+//   (policy: 0 the 10 MB request, 1 XmlLite's walk of it, 2 and 3 the 1 and 100 MB
+//   requests; requests, storage: 0 the module, 1 the baseline).
+// The debug log is switched off and the product key's installed folder pointed at
+// scratch folders during the run; both are restored afterwards.
 
 #include <windows.h>
 
@@ -26,10 +31,13 @@
 
 namespace {
 
-int RunSections(const Bench::CostClock& clock, const std::wstring& clockArguments,
+constexpr double kProfileSeconds = 30;
+
+int RunSections(const Bench::CostClock& clock, uint32_t serverPid,
                 const std::vector<std::wstring>& sections) {
-    if (Bench::IsDebugLogEnabled()) {
-        fprintf(stderr, "the module's debug log is enabled in this prefix: disable it first\n");
+    const Bench::DebugLogOff logOff;
+    if (!logOff.IsOff()) {
+        fprintf(stderr, "cannot switch the module's debug log off in this prefix\n");
         return 1;
     }
     const Bench::ScratchFolder folder(L"documents");
@@ -38,11 +46,11 @@ int RunSections(const Bench::CostClock& clock, const std::wstring& clockArgument
     if (!host.Load(Bench::DefaultBinFolder())) {
         return 1;
     }
-    Bench::Report("server_cpu_counted", clock.CountsServer() ? "yes" : "no");
+    Bench::Report("cpu_counts", clock.Counted());
     for (const std::wstring& section : sections) {
         bool done = false;
         if (section == L"policy") {
-            done = Bench::BenchPolicySizes(clock, host, installed, {1, 10, 100});
+            done = Bench::BenchPolicySizes(clock, host, installed);
         } else if (section == L"requests") {
             done = Bench::BenchPolicyRequests(clock, host, installed);
         } else if (section == L"storage") {
@@ -50,7 +58,7 @@ int RunSections(const Bench::CostClock& clock, const std::wstring& clockArgument
         } else if (section == L"memory") {
             done = Bench::BenchMemory(folder);
         } else if (section == L"badvalue") {
-            done = Bench::BenchBadValues(folder, clockArguments);
+            done = Bench::BenchBadValues(folder, serverPid);
         } else {
             fprintf(stderr, "unknown section %ls\n", section.c_str());
         }
@@ -70,23 +78,26 @@ int wmain(int argc, wchar_t** argv) {
         return host.Load(Bench::DefaultBinFolder()) ? Bench::RunMemoryChild(host, argv[2], argv[3])
                                                     : 1;
     }
-    // badvalue-child DOCUMENT LOG DIGITS RESULT SERVER-PID CLOCK-TICKS
-    if (argc == 8 && wcscmp(argv[1], L"badvalue-child") == 0) {
+    // badvalue-child DOCUMENT LOG DIGITS RESULT SERVER-PID; the child finds its own Unix
+    // process by RESULT, which only its command line holds.
+    if (argc == 7 && wcscmp(argv[1], L"badvalue-child") == 0) {
         Bench::ModuleHost host;
-        const Bench::CostClock clock(wcstoul(argv[6], nullptr, 10), wcstoul(argv[7], nullptr, 10));
+        const Bench::CostClock clock({Bench::CheckedSelfPid(Bench::FindUnixProcess(argv[5])),
+                                      static_cast<uint32_t>(wcstoul(argv[6], nullptr, 10))});
         return host.Load(Bench::DefaultBinFolder())
                    ? Bench::RunBadValueChild(host, clock, argv[2], argv[3],
                                              _wcstoui64(argv[4], nullptr, 10), argv[5])
                    : 1;
     }
-    uint32_t serverPid = 0;
-    uint32_t ticksPerSecond = 100;
+    Bench::UnixProcesses processes;
     std::vector<std::wstring> sections;
     for (int i = 1; i < argc; ++i) {
-        if (wcscmp(argv[i], L"--server-pid") == 0 && i + 1 < argc) {
-            serverPid = wcstoul(argv[++i], nullptr, 10);
-        } else if (wcscmp(argv[i], L"--clock-ticks") == 0 && i + 1 < argc) {
-            ticksPerSecond = wcstoul(argv[++i], nullptr, 10);
+        if (wcscmp(argv[i], L"--self-pid") == 0 && i + 1 < argc) {
+            processes.self = Bench::CheckedSelfPid(wcstoul(argv[++i], nullptr, 10));
+        } else if (wcscmp(argv[i], L"--server-pid") == 0 && i + 1 < argc) {
+            processes.server = wcstoul(argv[++i], nullptr, 10);
+        } else if (wcscmp(argv[i], L"--profile") == 0 && i + 1 < argc) {
+            Bench::ProfileOnly(wcstoul(argv[++i], nullptr, 10), kProfileSeconds);
         } else {
             sections.push_back(argv[i]);
         }
@@ -94,7 +105,5 @@ int wmain(int argc, wchar_t** argv) {
     if (sections.empty()) {
         sections = {L"policy", L"requests", L"storage", L"memory", L"badvalue"};
     }
-    return RunSections(Bench::CostClock(serverPid, ticksPerSecond),
-                       std::to_wstring(serverPid) + L" " + std::to_wstring(ticksPerSecond),
-                       sections);
+    return RunSections(Bench::CostClock(processes), processes.server, sections);
 }

@@ -8,19 +8,18 @@
 #include <string>
 
 #include "BenchDocuments.h"
+#include "BenchFile.h"
 #include "BenchMeasure.h"
 #include "BenchModuleHost.h"
 #include "BenchScratch.h"
 #include "BenchXmlWalk.h"
 #include "ZorvComn_Handle.h"
-#include "ZorvComn_Rijndael.h"
 
 namespace Bench {
 
 namespace {
 
 constexpr size_t kSmallServices = 50;
-constexpr int kRequestsPerRun = 1000;
 
 // A request through the module that must give one row per service.
 bool QueryAll(ModuleHost& host, size_t services) {
@@ -34,7 +33,7 @@ bool QueryAll(ModuleHost& host, size_t services) {
     return true;
 }
 
-// The plain steps: open the file, read it whole, decrypt it, walk it with XmlLite.
+// The plain steps: open the plaintext file, read it whole, walk it with XmlLite.
 bool ReadPlainly(XmlLiteWalk& walk, const std::wstring& path) {
     ZorvCommon::UniqueFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -42,25 +41,15 @@ bool ReadPlainly(XmlLiteWalk& walk, const std::wstring& path) {
     if (!file || !GetFileSizeEx(file.get(), &size)) {
         return false;
     }
-    std::vector<uint8_t> ciphertext(static_cast<size_t>(size.QuadPart));
+    std::vector<uint8_t> plaintext(static_cast<size_t>(size.QuadPart));
     DWORD read = 0;
-    if (!ReadFile(file.get(), ciphertext.data(), static_cast<DWORD>(ciphertext.size()), &read,
+    if (!ReadFile(file.get(), plaintext.data(), static_cast<DWORD>(plaintext.size()), &read,
                   nullptr) ||
-        read != ciphertext.size()) {
+        read != plaintext.size()) {
         return false;
     }
     file.reset();
-    ZorvCommon::Cryptograph::Rijndael cipher;
-    std::vector<uint8_t> plaintext(ciphertext.size());
-    uint32_t produced = 0;
-    if (!cipher.Initialize(ZorvCommon::Cryptograph::DirectionDecrypt,
-                           reinterpret_cast<const uint8_t*>(kServicePolicyKey), 16,
-                           ZorvCommon::Cryptograph::ModeCBC, nullptr, 0) ||
-        !cipher.Transform(ciphertext.data(), static_cast<uint32_t>(ciphertext.size()),
-                          plaintext.data(), static_cast<uint32_t>(plaintext.size()), &produced)) {
-        return false;
-    }
-    const ComPtr<IStream> stream(SHCreateMemStream(plaintext.data(), produced));
+    const ComPtr<IStream> stream(SHCreateMemStream(plaintext.data(), read));
     return stream && walk.Walk(stream.get()) > 0;
 }
 
@@ -71,27 +60,27 @@ bool WalkFromStart(XmlLiteWalk& walk, IStream* pStream) {
     return SUCCEEDED(pStream->Seek(start, STREAM_SEEK_SET, nullptr)) && walk.Walk(pStream) > 0;
 }
 
-// The document at path and, for the baseline, its plaintext in memory.
-bool WriteServicePolicy(const std::wstring& path, size_t minimumServices, size_t minimumBytes,
-                        std::string* plaintext, size_t* services) {
-    *plaintext = ServicePolicy(minimumServices, minimumBytes, services);
-    return WriteDocument(path, kServicePolicyKey, *plaintext);
-}
-
-// One document size: its file in the installed folder and its plaintext in a memory
-// stream for XmlLite alone.
+// A service policy document of about `megabytes` MB in the folder, under the name it has
+// while another size is read.
 struct SizedDocument {
     size_t megabytes = 0;
-    std::wstring path;  // the name it has while another size is read
-    std::string plaintext;
+    std::wstring path;
+    size_t bytes = 0;
     size_t services = 0;
-    ComPtr<IStream> stream;
 };
+
+bool WriteSized(const std::wstring& folder, size_t megabytes, SizedDocument* document,
+                std::string* plaintext) {
+    document->megabytes = megabytes;
+    document->path = folder + L"policy-" + std::to_wstring(megabytes) + L"mb.xen";
+    *plaintext = ServicePolicy(0, megabytes * 1000000, &document->services);
+    document->bytes = plaintext->size();
+    return WriteDocument(document->path, kServicePolicyKey, *plaintext);
+}
 
 }  // namespace
 
-bool BenchPolicySizes(const CostClock& clock, ModuleHost& host, InstalledFolder& installed,
-                      const std::vector<size_t>& megabytes) {
+bool BenchPolicySizes(const CostClock& clock, ModuleHost& host, InstalledFolder& installed) {
     XmlLiteWalk walk;
     const ScratchFolder folder(L"sizes");
     if (!walk.Load() || !installed.Set(folder.Path())) {
@@ -112,74 +101,71 @@ bool BenchPolicySizes(const CostClock& clock, ModuleHost& host, InstalledFolder&
         }
         return true;
     };
-    std::vector<std::unique_ptr<SizedDocument>> documents;
-    std::vector<Contender> contenders;
-    for (const size_t size : megabytes) {
-        documents.push_back(std::make_unique<SizedDocument>());
-        SizedDocument& document = *documents.back();
-        document.megabytes = size;
-        document.path = folder.Path() + L"policy-" + std::to_wstring(size) + L"mb.xen";
-        if (!WriteServicePolicy(document.path, 0, size * 1000000, &document.plaintext,
-                                &document.services)) {
-            return false;
-        }
-        document.stream.reset(
-            SHCreateMemStream(reinterpret_cast<const BYTE*>(document.plaintext.data()),
-                              static_cast<UINT>(document.plaintext.size())));
-        if (!document.stream) {
-            return false;
-        }
-        // All sizes take turns in every sample: their cost per MB is compared, and the
-        // machine's speed changes over a run.
-        contenders.emplace_back([&] { return QueryAll(host, document.services); },
-                                [&] { return activate(document); });
-        contenders.emplace_back([&] { return WalkFromStart(walk, document.stream.get()); });
+    SizedDocument small, medium, big;
+    std::string plaintext;
+    ComPtr<IStream> stream;
+    if (!WriteSized(folder.Path(), 1, &small, &plaintext) ||
+        !WriteSized(folder.Path(), 100, &big, &plaintext) ||
+        !WriteSized(folder.Path(), 10, &medium, &plaintext)) {
+        return false;
     }
-    const std::vector<double> costs = MedianCostPerRun(clock, contenders, 7, 0.5);
+    stream.reset(SHCreateMemStream(reinterpret_cast<const BYTE*>(plaintext.data()),
+                                   static_cast<UINT>(plaintext.size())));
+    std::string().swap(plaintext);  // the stream holds its own copy
+    if (!stream) {
+        return false;
+    }
+    const auto request = [&](const SizedDocument& document) {
+        return Contender([&] { return QueryAll(host, document.services); },
+                         [&] { return activate(document); });
+    };
+    // All sizes take turns in every sample: their cost per MB is compared, and the
+    // machine's speed changes over a run.
+    const std::vector<Costs> costs =
+        MeasureInterleaved(clock,
+                           {request(medium), [&] { return WalkFromStart(walk, stream.get()); },
+                            request(small), request(big)},
+                           kSamples, kSampleSeconds);
     if (costs.empty()) {
         return false;
     }
-    for (size_t i = 0; i < documents.size(); ++i) {
-        const std::string prefix = "policy_" + std::to_string(documents[i]->megabytes) + "mb_";
-        Report((prefix + "bytes").c_str(), static_cast<double>(documents[i]->plaintext.size()));
-        Report((prefix + "module_ms").c_str(), costs[2 * i] * 1e3);
-        Report((prefix + "xmllite_ms").c_str(), costs[2 * i + 1] * 1e3);
-    }
+    Report("policy_10mb_services", static_cast<double>(medium.services));
+    Report("policy_10mb_bytes", static_cast<double>(medium.bytes));
+    ReportCosts("policy_10mb_module_ms", costs[0], 1e3);
+    ReportCosts("policy_10mb_xmllite_ms", costs[1], 1e3);
+    ReportRatios("policy_10mb_ratio", costs[0], costs[1]);
+    const Costs smallPerMb = costs[2].Scaled(1e6 / static_cast<double>(small.bytes));
+    const Costs bigPerMb = costs[3].Scaled(1e6 / static_cast<double>(big.bytes));
+    ReportCosts("policy_1mb_per_mb_ms", smallPerMb, 1e3);
+    ReportCosts("policy_100mb_per_mb_ms", bigPerMb, 1e3);
+    ReportRatios("policy_growth", bigPerMb, smallPerMb);
     return true;
 }
 
 bool BenchPolicyRequests(const CostClock& clock, ModuleHost& host, InstalledFolder& installed) {
     XmlLiteWalk walk;
     const ScratchFolder folder(L"requests");
-    std::string plaintext;
     size_t services = 0;
-    const std::wstring path = folder.Path() + kServicePolicyFile;
-    if (!walk.Load() || !WriteServicePolicy(path, kSmallServices, 0, &plaintext, &services) ||
+    const std::string plaintext = ServicePolicy(kSmallServices, 0, &services);
+    const std::wstring plainPath = folder.Path() + L"policy.xml";
+    if (!walk.Load() ||
+        !WriteDocument(folder.Path() + kServicePolicyFile, kServicePolicyKey, plaintext) ||
+        !WriteWholeFile(plainPath, plaintext.data(), plaintext.size()) ||
         !installed.Set(folder.Path())) {
         return false;
     }
-    const auto repeat = [](auto request) {
-        return [request] {
-            for (int i = 0; i < kRequestsPerRun; ++i) {
-                if (!request()) {
-                    return false;
-                }
-            }
-            return true;
-        };
-    };
-    const std::vector<double> costs =
-        MedianCostPerRun(clock, {repeat([&] { return QueryAll(host, services); }), repeat([&] {
-                                     return ReadPlainly(walk, path);
-                                 })},
-                         7, 0);
+    const std::vector<Costs> costs = MeasureInterleaved(
+        clock,
+        {[&] { return QueryAll(host, services); }, [&] { return ReadPlainly(walk, plainPath); }},
+        kSamples, kSampleSeconds);
     if (costs.empty()) {
         return false;
     }
     Report("requests_services", static_cast<double>(services));
     Report("requests_bytes", static_cast<double>(plaintext.size()));
-    Report("requests_module_us", costs[0] * 1e6 / kRequestsPerRun);
-    Report("requests_plain_us", costs[1] * 1e6 / kRequestsPerRun);
+    ReportCosts("requests_module_us", costs[0], 1e6);
+    ReportCosts("requests_plain_us", costs[1], 1e6);
+    ReportRatios("requests_ratio", costs[0], costs[1]);
     return true;
 }
 

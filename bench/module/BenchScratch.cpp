@@ -27,13 +27,15 @@ void DeleteFolder(const std::wstring& folder) {
     RemoveDirectoryW(folder.c_str());
 }
 
-bool SessionEnabled(const wchar_t* session) {
-    DWORD enabled = 0;
-    DWORD cbEnabled = sizeof(enabled);
-    const std::wstring path = std::wstring(kProductKey) + L"\\1\\DebugLog\\" + session;
-    return RegGetValueW(HKEY_LOCAL_MACHINE, path.c_str(), L"Enable", RRF_RT_REG_DWORD, nullptr,
-                        &enabled, &cbEnabled) == ERROR_SUCCESS &&
-           enabled != 0;
+constexpr const wchar_t* kSessions[] = {L"InteractiveSession", L"ServiceSession"};
+
+std::wstring SessionKey(const wchar_t* session) {
+    return std::wstring(kProductKey) + L"\\1\\DebugLog\\" + session;
+}
+
+bool SetEnable(const std::wstring& sessionKey, DWORD enable) {
+    return RegSetKeyValueW(HKEY_LOCAL_MACHINE, sessionKey.c_str(), L"Enable", REG_DWORD, &enable,
+                           sizeof(enable)) == ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -164,8 +166,29 @@ ErrorLogSettings::~ErrorLogSettings() {
     }
 }
 
-bool IsDebugLogEnabled() {
-    return SessionEnabled(L"InteractiveSession") || SessionEnabled(L"ServiceSession");
+DebugLogOff::DebugLogOff() {
+    for (const wchar_t* session : kSessions) {
+        const std::wstring key = SessionKey(session);
+        DWORD enable = 0;
+        DWORD cbEnable = sizeof(enable);
+        if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"Enable", RRF_RT_REG_DWORD, nullptr,
+                         &enable, &cbEnable) != ERROR_SUCCESS ||
+            enable == 0) {
+            continue;
+        }
+        if (!SetEnable(key, 0)) {
+            m_Off = false;
+            continue;
+        }
+        m_Sessions.push_back(key);
+        m_Enable.push_back(enable);
+    }
+}
+
+DebugLogOff::~DebugLogOff() {
+    for (size_t i = 0; i < m_Sessions.size(); ++i) {
+        SetEnable(m_Sessions[i], m_Enable[i]);
+    }
 }
 
 }  // namespace Bench

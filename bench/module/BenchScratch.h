@@ -1,7 +1,7 @@
 #pragma once
 // What the module benchmarks change on the machine, each undone by its owner: a scratch
 // folder for the generated documents, the product key's installed folder pointing at
-// it, and the registry keys the storage requests write.
+// it, the registry keys the storage requests write, and the debug log switched off.
 
 #include <windows.h>
 
@@ -79,8 +79,22 @@ private:
     bool m_Set = false;
 };
 
-// True when the module's debug-log settings enable a session: the benchmarks measure the
-// module with its log disabled.
-bool IsDebugLogEnabled();
+// The module's debug log switched off for the benchmark: "Enable" set to 0 in each
+// session key that enables it (the module reads it when it is loaded), the old values
+// put back afterwards. A user who ran the demo in the same prefix has it on.
+class DebugLogOff {
+public:
+    DebugLogOff();
+    ~DebugLogOff();
+    DebugLogOff(const DebugLogOff&) = delete;
+    DebugLogOff& operator=(const DebugLogOff&) = delete;
+
+    bool IsOff() const { return m_Off; }
+
+private:
+    std::vector<std::wstring> m_Sessions;  // the keys switched off, each from Enable 1
+    std::vector<DWORD> m_Enable;
+    bool m_Off = true;
+};
 
 }  // namespace Bench

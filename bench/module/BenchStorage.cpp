@@ -79,18 +79,19 @@ bool BenchStorageStore(const CostClock& clock, ModuleHost& host, const ScratchFo
     if (!WriteDocument(path, kStorageControlKey, StoreDocument(moduleKey.Path(), values))) {
         return false;
     }
-    const std::vector<double> costs =
-        MedianCostPerRun(clock,
-                         {[&] { return SendRequest(host, path); },
-                          [&] { return StorePlainly(plainKey.Path(), values); }},
-                         5, 0.3);
+    const std::vector<Costs> costs =
+        MeasureInterleaved(clock,
+                           {[&] { return SendRequest(host, path); },
+                            [&] { return StorePlainly(plainKey.Path(), values); }},
+                           kSamples, kSampleSeconds);
     if (costs.empty() || !HoldsValues(moduleKey.Path(), values) ||
         !HoldsValues(plainKey.Path(), values)) {
         return false;
     }
     Report("storage_values", static_cast<double>(kValues));
-    Report("storage_module_ms", costs[0] * 1e3);
-    Report("storage_plain_ms", costs[1] * 1e3);
+    ReportCosts("storage_module_ms", costs[0], 1e3);
+    ReportCosts("storage_plain_ms", costs[1], 1e3);
+    ReportRatios("storage_ratio", costs[0], costs[1]);
     return true;
 }
 

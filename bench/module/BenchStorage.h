@@ -1,6 +1,6 @@
 #pragma once
 // A storage-control request (SendMessage type 4) that stores many registry values,
-// against the same writes by a plain Win32 loop; prints "name value" lines.
+// against the same writes by a plain Win32 loop; prints "name value..." lines.
 
 namespace Bench {
 

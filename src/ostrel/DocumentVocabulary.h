@@ -37,7 +37,7 @@ inline constexpr const char* kWebAccessKey = kDocumentKeys[3].Key;
 
 // ---- Storage control ---------------------------------------------------------------
 
-// The element names, one by one and all of the kind.
+// The element names (lint's grammar holds them all, with their places).
 namespace StorageElement {
 inline constexpr wchar_t kStorage[] = L"Storage";
 inline constexpr wchar_t kRegistry[] = L"Registry";
@@ -54,12 +54,6 @@ inline constexpr wchar_t kAction[] = L"Action";
 inline constexpr wchar_t kValue[] = L"Value";
 inline constexpr wchar_t kOverwrite[] = L"Overwrite";
 }  // namespace StorageElement
-inline constexpr std::wstring_view kStorageElements[] = {
-    StorageElement::kStorage,    StorageElement::kRegistry,    StorageElement::kIniFile,
-    StorageElement::kControl,    StorageElement::kRoot,        StorageElement::kPath,
-    StorageElement::kAccessMode, StorageElement::kAccessRight, StorageElement::kSection,
-    StorageElement::kName,       StorageElement::kType,        StorageElement::kAction,
-    StorageElement::kValue,      StorageElement::kOverwrite};
 
 inline constexpr Word kRegistryRoots[] = {
     {L"HKCR", 0x80000000}, {L"HKCU", 0x80000001}, {L"HKLM", 0x80000002}, {L"HKU", 0x80000003}};
@@ -149,28 +143,6 @@ inline constexpr wchar_t kDependedService[] = L"DependedService";
 inline constexpr wchar_t kDependedProviders[] = L"DependedProviders";
 inline constexpr wchar_t kDependedProvider[] = L"DependedProvider";
 }  // namespace PolicyElement
-inline constexpr std::wstring_view kPolicyElements[] = {PolicyElement::kBaseFramework,
-                                                        PolicyElement::kFrameworkService,
-                                                        PolicyElement::kFrameworkProvider,
-                                                        PolicyElement::kServiceGuid,
-                                                        PolicyElement::kProviderGuid,
-                                                        PolicyElement::kModule,
-                                                        PolicyElement::kModuleName,
-                                                        PolicyElement::kStartUp,
-                                                        PolicyElement::kLoad,
-                                                        PolicyElement::kUnload,
-                                                        PolicyElement::kOrderOfLoading,
-                                                        PolicyElement::kOrderOfUnloading,
-                                                        PolicyElement::kShared,
-                                                        PolicyElement::kInterface,
-                                                        PolicyElement::kPermissions,
-                                                        PolicyElement::kPermission,
-                                                        PolicyElement::kDataConversion,
-                                                        PolicyElement::kConvModuleName,
-                                                        PolicyElement::kDependedServices,
-                                                        PolicyElement::kDependedService,
-                                                        PolicyElement::kDependedProviders,
-                                                        PolicyElement::kDependedProvider};
 
 inline constexpr Word kModuleTypes[] = {
     {L"eExectable", 0}, {L"eDynamicLinkLibrary", 1}, {L"eInlineCode", 2}};
@@ -204,11 +176,6 @@ inline constexpr wchar_t kLog[] = L"Log";
 inline constexpr wchar_t kProtections[] = L"Protections";
 inline constexpr wchar_t kProtection[] = L"Protection";
 }  // namespace WebElement
-inline constexpr std::wstring_view kWebElements[] = {
-    WebElement::kWebAccess, WebElement::kSites,    WebElement::kAddress,  WebElement::kApplications,
-    WebElement::kProcess,   WebElement::kFileName, WebElement::kControls, WebElement::kFilters,
-    WebElement::kFilter,    WebElement::kLogs,     WebElement::kLog,      WebElement::kProtections,
-    WebElement::kProtection};
 
 inline constexpr Word kFilterTypes[] = {
     {L"approved", 0}, {L"blocked", 1}, {L"blocked_unchanged_request", 2}};

@@ -142,18 +142,6 @@ EntryName* EntryName::CreateCopyData() const {
     return new (std::nothrow) EntryName(*this);
 }
 
-EntryString* EntryString::CreateCopyData() const {
-    return new (std::nothrow) EntryString(*this);
-}
-
-EntryUint32* EntryUint32::CreateCopyData() const {
-    return new (std::nothrow) EntryUint32(*this);
-}
-
-EntryUint64* EntryUint64::CreateCopyData() const {
-    return new (std::nothrow) EntryUint64(*this);
-}
-
 EntryBinary* EntryBinary::CreateCopyData() const {
     std::unique_ptr<EntryBinary> pRtnValue(new (std::nothrow)
                                                EntryBinary(NameOf(*this), GetSection()));

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -46,10 +47,12 @@ constexpr uint32_t kAccessRightDefault = 1;
 class IVisitor;
 class ISection;
 class EntryName;
-class EntryString;
 class EntryBinary;
-class EntryUint32;
-class EntryUint64;
+template <typename Value, uint32_t Type>
+class EntryValue;
+using EntryString = EntryValue<std::wstring, ValueTypeString>;
+using EntryUint32 = EntryValue<uint32_t, ValueTypeUint32>;
+using EntryUint64 = EntryValue<uint64_t, ValueTypeUint64>;
 class SectionRegistry;
 class SectionIniFile;
 struct EntryTransfer;  // how one entry's value travels between a command and the store
@@ -131,43 +134,24 @@ private:
     std::wstring m_Name;
 };
 
-// An entry with a value of type Value; Type is its value-type number.
+// An entry with a value of type Value (a string or a number); Type is its value-type
+// number.
 template <typename Value, uint32_t Type>
 class EntryValue : public EntryName {
 public:
     EntryValue(const std::wstring& name, ISection* pSection, const Value& value)
         : EntryName(name, pSection), m_Value(value) {}
 
+    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
+    EntryValue* CreateCopyData() const override { return new (std::nothrow) EntryValue(*this); }
     uint32_t GetType() const override { return Type; }
     Value& GetValue() { return m_Value; }
     const Value& GetValue() const { return m_Value; }
 
-protected:
+private:
     EntryValue(const EntryValue&) = default;
 
-private:
     Value m_Value;
-};
-
-class EntryString : public EntryValue<std::wstring, ValueTypeString> {
-public:
-    using EntryValue::EntryValue;
-    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
-    EntryString* CreateCopyData() const override;
-};
-
-class EntryUint32 : public EntryValue<uint32_t, ValueTypeUint32> {
-public:
-    using EntryValue::EntryValue;
-    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
-    EntryUint32* CreateCopyData() const override;
-};
-
-class EntryUint64 : public EntryValue<uint64_t, ValueTypeUint64> {
-public:
-    using EntryValue::EntryValue;
-    [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
-    EntryUint64* CreateCopyData() const override;
 };
 
 // Bytes; starts empty.

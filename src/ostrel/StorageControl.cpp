@@ -73,6 +73,13 @@ HRESULT Guard(const wchar_t* method, const std::wstring* name, Absence absence, 
     }
 }
 
+// An operation on the open section: the backend call once check has passed.
+template <typename Call>
+HRESULT IfOpen(HRESULT check, const wchar_t* method, const std::wstring& name, Absence absence,
+               Call call) {
+    return check != kSuccess ? check : Guard(method, &name, absence, kWrongState, call);
+}
+
 bool IsRegistryType(uint32_t type) {
     return type == ZorvCommon::Storage::StorageTypeRegistry ||
            type == ZorvCommon::Storage::StorageTypeRegistryAlt;
@@ -261,9 +268,9 @@ HRESULT Control::Close(const bool& commit) {
     return hrFlush != kSuccess ? hrFlush : hr;
 }
 
-HRESULT Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const {
-    if (m_pBase == nullptr || (needsKey && m_pKey == nullptr)) {
-        if (needsKey) {
+HRESULT Control::CheckOpen(const wchar_t* method, uint32_t openType, Needs needs) const {
+    if (m_pBase == nullptr || (needs != Needs::Base && m_pKey == nullptr)) {
+        if (needs != Needs::Base) {
             ZORV_ERROR(L"*** Control::%s() - this->m_pBase or this->m_pKey was invalid.", method);
         } else {
             ZORV_ERROR(L"*** Control::%s() - this->m_pBase was invalid.", method);
@@ -275,12 +282,8 @@ HRESULT Control::CheckOpen(const wchar_t* method, uint32_t openType, bool needsK
                    m_eOpenType);
         return kWrongOpenState;
     }
-    return kSuccess;
-}
-
-// 64-bit values exist in the registry only.
-HRESULT Control::CheckRegistry(const wchar_t* method) const {
-    if (!IsRegistry()) {
+    // 64-bit values exist in the registry only.
+    if (needs == Needs::Registry && !IsRegistry()) {
         ZORV_ERROR(L"*** Control::%s() - Specified Access Type was not supported. [%d]", method,
                    m_pKey->m_Type);
         return kNotSupported;
@@ -289,101 +292,64 @@ HRESULT Control::CheckRegistry(const wchar_t* method) const {
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, std::wstring& value) {
-    const HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
-        value = m_pBase->QueryString(name, std::wstring());
-        return true;
-    });
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", name,
+                  Absence::Accepted, [&] {
+                      value = m_pBase->QueryString(name, std::wstring());
+                      return true;
+                  });
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value) {
-    const HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"QueryValue", &name, Absence::Failure, kWrongState,
-                 [&] { return m_pBase->QueryBinary(name, value); });
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", name,
+                  Absence::Failure, [&] { return m_pBase->QueryBinary(name, value); });
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, uint32_t& value) {
-    const HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
-        value = m_pBase->QueryUint32(name, 0);
-        return true;
-    });
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", name,
+                  Absence::Accepted, [&] {
+                      value = m_pBase->QueryUint32(name, 0);
+                      return true;
+                  });
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, uint64_t& value) {
-    HRESULT hr = CheckOpen(L"QueryValue", OpenTypeQuery, true);
-    if (hr == kSuccess) {
-        hr = CheckRegistry(L"QueryValue");
-    }
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"QueryValue", &name, Absence::Accepted, kWrongState, [&] {
-        value = m_pRegistry->QueryUint64(name);
-        return true;
-    });
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Registry), L"QueryValue", name,
+                  Absence::Accepted, [&] {
+                      value = m_pRegistry->QueryUint64(name);
+                      return true;
+                  });
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const std::wstring& value) {
-    const HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState,
-                 [&] { return m_pBase->SetString(name, value); });
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", name,
+                  Absence::Failure, [&] { return m_pBase->SetString(name, value); });
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value) {
-    const HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState, [&] {
-        return m_pBase->SetBinary(name, value.Data(), static_cast<uint32_t>(value.Length()));
-    });
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", name,
+                  Absence::Failure, [&] {
+                      return m_pBase->SetBinary(name, value.Data(),
+                                                static_cast<uint32_t>(value.Length()));
+                  });
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const uint32_t& value) {
-    const HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState,
-                 [&] { return m_pBase->SetUint32(name, value); });
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", name,
+                  Absence::Failure, [&] { return m_pBase->SetUint32(name, value); });
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const uint64_t& value) {
-    HRESULT hr = CheckOpen(L"StoreValue", OpenTypeStore, true);
-    if (hr == kSuccess) {
-        hr = CheckRegistry(L"StoreValue");
-    }
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"StoreValue", &name, Absence::Failure, kWrongState,
-                 [&] { return m_pBase->SetUint64(name, value); });
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Registry), L"StoreValue", name,
+                  Absence::Failure, [&] { return m_pBase->SetUint64(name, value); });
 }
 
 HRESULT Control::DeteleEntry(const std::wstring& name) {
-    const HRESULT hr = CheckOpen(L"DeteleEntry", OpenTypeDelete, false);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"DeteleEntry", &name, Absence::Accepted, kWrongState,
-                 [&] { return m_pBase->DeleteValue(name); });
+    return IfOpen(CheckOpen(L"DeteleEntry", OpenTypeDelete, Needs::Base), L"DeteleEntry", name,
+                  Absence::Accepted, [&] { return m_pBase->DeleteValue(name); });
 }
 
 HRESULT Control::EnumSection(std::vector<std::wstring>& names) {
-    const HRESULT hr = CheckOpen(L"EnumSection", OpenTypeEnum, false);
+    const HRESULT hr = CheckOpen(L"EnumSection", OpenTypeEnum, Needs::Base);
     if (hr != kSuccess) {
         return hr;
     }
@@ -392,7 +358,7 @@ HRESULT Control::EnumSection(std::vector<std::wstring>& names) {
 }
 
 HRESULT Control::DeteleSection() {
-    const HRESULT hr = CheckOpen(L"DeteleSection", OpenTypeDelete, true);
+    const HRESULT hr = CheckOpen(L"DeteleSection", OpenTypeDelete, Needs::Key);
     if (hr != kSuccess) {
         return hr;
     }

@@ -94,8 +94,10 @@ public:
     [[nodiscard]] HRESULT EnumSection(std::vector<std::wstring>& names);
 
 private:
-    [[nodiscard]] HRESULT CheckOpen(const wchar_t* method, uint32_t openType, bool needsKey) const;
-    [[nodiscard]] HRESULT CheckRegistry(const wchar_t* method) const;
+    // What an operation needs besides its open type: the backend, also the key, or a
+    // registry key (the 64-bit values).
+    enum class Needs { Base, Key, Registry };
+    [[nodiscard]] HRESULT CheckOpen(const wchar_t* method, uint32_t openType, Needs needs) const;
     bool IsRegistry() const;
     [[nodiscard]] HRESULT DeleteRegistrySection();
     [[nodiscard]] HRESULT DeleteSubSections(ZorvCommon::Storage::RegistryBase& parent,

@@ -34,6 +34,13 @@ struct CXmlParserFrameworkPolicy::PolicyForm {
 
 namespace {
 
+using namespace std::string_view_literals;  // L"..."sv: names counted by the compiler
+
+// A vocabulary name as a view that the compiler counts: handed over as characters, it would
+// be counted with wcslen at every comparison, and readers compare names at every element.
+template <const wchar_t* Name>
+constexpr std::wstring_view kName = Name;
+
 using Ostrel::TextValue;
 using namespace Ostrel::Vocabulary;
 
@@ -125,8 +132,10 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForPolicy(const PolicyForm<Row>& fo
 template <class Row>
 HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& form,
                                                        std::vector<Row>& rows) {
+    // Counted once: the sibling walk compares it with every row's element.
+    const std::wstring_view element = form.Element;
     uint32_t depth = 0;
-    if (!m_rXmlParser.MoveToFirstChildElement(depth, form.Element)) {
+    if (!m_rXmlParser.MoveToFirstChildElement(depth, element)) {
         ZORV_ERROR(L"*** %s() - this->m_rXmlParser.MoveToFirstChildElement() failed. [%s]",
                    form.Method, form.Element);
         return Ostrel::kWrongState;
@@ -135,7 +144,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& fo
     std::wstring text;
     do {
         Row row;
-        if (!m_rXmlParser.GetAttribute(L"version", row.Version)) {
+        if (!m_rXmlParser.GetAttribute(L"version"sv, row.Version)) {
             ZORV_ERROR(L"*** %s() - this->m_rXmlParser.GetAttribute() failed.", form.Method);
             return Ostrel::kNotFound;  // the rest of the document is not read
         }
@@ -147,7 +156,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyElements(const PolicyForm<Row>& fo
         } else {
             rows.push_back(std::move(row));
         }
-    } while (m_rXmlParser.MoveToNextSiblingElement(depth, form.Element));
+    } while (m_rXmlParser.MoveToNextSiblingElement(depth, element));
     return hr;
 }
 
@@ -159,10 +168,10 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
          found = m_rXmlParser.MoveToNextSiblingElement(depth)) {
         const wchar_t* reader = nullptr;
         HRESULT hr = S_OK;
-        if (m_rXmlParser.IsElementName(PolicyElement::kShared)) {
+        if (m_rXmlParser.IsElementName(kName<PolicyElement::kShared>)) {
             reader = L"ParsePolicyShared";
             hr = ParsePolicyShared(row.SharedType, row.SharedGuid, text);
-        } else if (m_rXmlParser.IsElementName(PolicyElement::kPermissions)) {
+        } else if (m_rXmlParser.IsElementName(kName<PolicyElement::kPermissions>)) {
             reader = L"ParsePolicyPermissions";
             hr = ParsePolicyPermissions(row.Permission, text);
         } else if (m_rXmlParser.IsElementName(form.DependedElement)) {
@@ -195,25 +204,25 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, 
     bool parsed = false;
     if (is(form.GuidElement)) {
         parsed = read() && Frwk::Utility::T2Guid(text, row.*form.Guid);
-    } else if (is(PolicyElement::kModule)) {
+    } else if (is(kName<PolicyElement::kModule>)) {
         parsed = read() && GetModuleType(text, row.ModuleType);
-    } else if (is(PolicyElement::kModuleName)) {
+    } else if (is(kName<PolicyElement::kModuleName>)) {
         parsed = read() && TakeName(text, row.ModuleName);
-    } else if (is(PolicyElement::kStartUp)) {
+    } else if (is(kName<PolicyElement::kStartUp>)) {
         parsed = read() && GetStartupType(text, row.StartupType);
-    } else if (is(PolicyElement::kLoad)) {
+    } else if (is(kName<PolicyElement::kLoad>)) {
         parsed = read() && GetLoadOption(text, row.LoadOption);
-    } else if (is(PolicyElement::kUnload)) {
+    } else if (is(kName<PolicyElement::kUnload>)) {
         parsed = read() && GetUnloadOption(text, row.UnloadOption);
-    } else if (is(PolicyElement::kOrderOfLoading)) {
+    } else if (is(kName<PolicyElement::kOrderOfLoading>)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfLoading);
-    } else if (is(PolicyElement::kOrderOfUnloading)) {
+    } else if (is(kName<PolicyElement::kOrderOfUnloading>)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfUnloading);
-    } else if (form.InterfaceType != nullptr && is(PolicyElement::kInterface)) {
+    } else if (form.InterfaceType != nullptr && is(kName<PolicyElement::kInterface>)) {
         parsed = read() && GetInterfaceType(text, row.*form.InterfaceType);
-    } else if (is(PolicyElement::kDataConversion)) {
+    } else if (is(kName<PolicyElement::kDataConversion>)) {
         parsed = read() && GetDataConversion(text, row.DataConversion);
-    } else if (is(PolicyElement::kConvModuleName)) {
+    } else if (is(kName<PolicyElement::kConvModuleName>)) {
         parsed = read() && TakeName(text, row.ConvModuleName);
     } else {
         return Ostrel::kElementSkipped;
@@ -270,7 +279,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID&
                                                      std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyShared()...");
     HRESULT hr = S_OK;
-    if (!m_rXmlParser.GetAttribute(L"SharedType", text)) {
+    if (!m_rXmlParser.GetAttribute(L"SharedType"sv, text)) {
         ZORV_ERROR(
             L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->m_rXmlParser."
             L"GetAttribute() failed.");
@@ -282,7 +291,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID&
         hr = Ostrel::kInvalidData;
     } else {
         text.clear();  // a missing "SharedGuid" stays empty, which T2Guid refuses
-        if (!m_rXmlParser.GetAttribute(L"SharedGuid", text) ||
+        if (!m_rXmlParser.GetAttribute(L"SharedGuid"sv, text) ||
             !Frwk::Utility::T2Guid(text, sharedGuid)) {
             ZORV_ERROR(
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - Frwk::Utility::T2Guid() "
@@ -300,12 +309,13 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyPermissions()...");
     HRESULT hr = S_OK;
     uint32_t depth = 0;
-    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, PolicyElement::kPermission);
+    for (bool found =
+             m_rXmlParser.MoveToFirstChildElement(depth, kName<PolicyElement::kPermission>);
          found && SUCCEEDED(hr);
-         found = m_rXmlParser.MoveToNextSiblingElement(depth, PolicyElement::kPermission)) {
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, kName<PolicyElement::kPermission>)) {
         uint32_t index = 0;
         uint32_t value = 0;
-        if (!m_rXmlParser.GetAttribute(L"type", text)) {
+        if (!m_rXmlParser.GetAttribute(L"type"sv, text)) {
             ZORV_ERROR(
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->m_rXmlParser."
                 L"GetAttribute() failed.");
@@ -337,9 +347,10 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyDepended(const wchar_t* childName,
                                                        std::wstring& text) {
     ZORV_TRACE(L"[Enter] CXmlParserFrameworkPolicy::ParsePolicyDepended()...");
     HRESULT hr = S_OK;
+    const std::wstring_view child = childName;
     uint32_t depth = 0;
-    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, childName);
-         found && SUCCEEDED(hr); found = m_rXmlParser.MoveToNextSiblingElement(depth, childName)) {
+    for (bool found = m_rXmlParser.MoveToFirstChildElement(depth, child); found && SUCCEEDED(hr);
+         found = m_rXmlParser.MoveToNextSiblingElement(depth, child)) {
         GUID guid{};
         if (m_rXmlParser.GetText(text) && Frwk::Utility::T2Guid(text, guid)) {
             guids.push_back(guid);

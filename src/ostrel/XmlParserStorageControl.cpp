@@ -70,6 +70,7 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
             hr, documentPath.c_str());
         return hr;
     }
+    cFileCrypt.RememberOpenedFile();  // for the delete after reading
 
     // Declared after the file, so that on every way out (an exception included) the
     // reader lets go of the file before the file is closed.

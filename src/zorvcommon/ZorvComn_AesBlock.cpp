@@ -192,7 +192,7 @@ void DecryptCbcPortable(const KeySchedule& schedule, uint8_t* iv, const uint8_t*
 constexpr Engine kPortable = {"portable", EncryptEcbPortable, DecryptEcbPortable,
                               EncryptCbcPortable, DecryptCbcPortable};
 
-std::atomic<bool> g_ForcePortable{false};
+std::atomic<const Engine*> g_Forced{nullptr};
 
 void SubWord(uint8_t* word) {
     for (int k = 0; k < 4; ++k) {
@@ -258,15 +258,18 @@ const Engine& PortableEngine() {
 }
 
 const Engine& ActiveEngine() {
-    const Engine* hardware = HardwareEngine();
-    if (hardware != nullptr && !g_ForcePortable.load(std::memory_order_relaxed)) {
-        return *hardware;
+    const Engine* engine = g_Forced.load(std::memory_order_relaxed);
+    if (engine == nullptr) {
+        engine = WideHardwareEngine();
     }
-    return kPortable;
+    if (engine == nullptr) {
+        engine = HardwareEngine();
+    }
+    return engine != nullptr ? *engine : kPortable;
 }
 
-void ForcePortableEngine(bool force) {
-    g_ForcePortable.store(force, std::memory_order_relaxed);
+void ForceEngine(const Engine* engine) {
+    g_Forced.store(engine, std::memory_order_relaxed);
 }
 
 }  // namespace Aes

@@ -1,7 +1,7 @@
 #pragma once
 // The AES block cipher on its own: key schedules and whole-block transforms in ECB and
-// CBC order, with two interchangeable engines (AES instructions, or lookup tables on
-// processors without them). Modes that need more than this (CFB1) build on the
+// CBC order, with interchangeable engines (AES instructions, one or two blocks at a time,
+// or lookup tables on processors without them). Modes that need more than this (CFB1) build on the
 // single-block encryption; padding lives elsewhere.
 
 #include <cstddef>
@@ -38,13 +38,17 @@ struct Engine {
 };
 
 const Engine& PortableEngine();
-// Null when the processor has no AES instructions (asked once).
+// The engines on the processor's AES instructions: one block per instruction
+// ("aes-ni"), or two with the vector instructions on 256-bit registers ("vaes"). Null
+// when the processor or the system lacks them (asked once).
 const Engine* HardwareEngine();
+const Engine* WideHardwareEngine();
 
-// The engine that ciphers pick up when they are initialised: the hardware one when
-// present, unless the portable one is forced (tests and benchmarks compare both).
+// The engine that ciphers pick up when they are initialised: the forced one, else the
+// widest present (tests and benchmarks compare them all).
 const Engine& ActiveEngine();
-void ForcePortableEngine(bool force);
+// Null returns to the widest present.
+void ForceEngine(const Engine* engine);
 
 }  // namespace Aes
 }  // namespace Cryptograph

@@ -62,8 +62,8 @@ bool SymmetricCipherBuffer::ReadCiphertext(Storage::FileBase& file, uint32_t sta
     return true;
 }
 
-// Decrypts from the block holding position to at least position + length (more when
-// the file has it, up to the window size) into the window.
+// Reads the ciphertext from the block holding position to at least position + length
+// (more when the file has it, up to the window size) into the window.
 bool SymmetricCipherBuffer::FillWindow(Storage::FileBase& file, uint32_t position, uint32_t length,
                                        uint32_t* error) {
     m_WindowLength = 0;
@@ -83,35 +83,81 @@ bool SymmetricCipherBuffer::FillWindow(Storage::FileBase& file, uint32_t positio
     const uint32_t alignedStart = position / block * block;
     const uint32_t feedbackLength = alignedStart - start;
     const bool final = m_Strategy->IsFinal(file, start, rangeLength);
-    // Update keeps the last block of its input back for Final; a range that does not end
-    // the data takes one block more so that all of its own blocks come out.
     const uint32_t readLength = rangeLength + (final ? 0 : block);
     Reserve(&m_Buffer, readLength);
     if (!ReadCiphertext(file, start, m_Buffer.data(), readLength, error)) {
         return false;
     }
-    const uint8_t* feedback = feedbackLength != 0 ? m_Buffer.data() : nullptr;
-    if (!m_Strategy->Prepare(DirectionDecrypt, feedback, error)) {
-        return false;
-    }
-    // Deciphered in place: the message starts on a block boundary.
-    uint8_t* text = m_Buffer.data() + feedbackLength;
-    const uint32_t capacity = readLength - feedbackLength;
-    SymmetricCipherBase* cipher = m_Strategy->GetCipher();
-    uint32_t produced = capacity;
-    if (!cipher->Update(text, capacity, text, &produced, error)) {
-        return false;
-    }
-    if (final) {
-        uint32_t last = capacity - produced;
-        if (!cipher->Final(text + produced, &last, error)) {
-            return false;
-        }
-        produced += last;
-    }
     m_WindowOffset = feedbackLength;
     m_WindowStart = alignedStart;
-    m_WindowLength = produced;
+    m_WindowBlocks = (rangeLength - feedbackLength) / block;
+    if (!final) {
+        m_WindowLength = rangeLength - feedbackLength;
+        return true;
+    }
+    // The data's last block goes through Final, which removes the padding.
+    --m_WindowBlocks;
+    const uint32_t lastOffset = readLength - block;
+    const uint8_t* feedback = lastOffset != 0 ? m_Buffer.data() + lastOffset - block : nullptr;
+    SymmetricCipherBase* cipher = m_Strategy->GetCipher();
+    uint32_t produced = block;
+    uint32_t last = block;
+    if (!m_Strategy->Prepare(DirectionDecrypt, feedback, error) ||
+        !cipher->Update(m_Buffer.data() + lastOffset, block, m_LastBlock, &produced, error) ||
+        !cipher->Final(m_LastBlock, &last, error)) {
+        return false;
+    }
+    m_WindowLength = m_WindowBlocks * block + last;
+    return true;
+}
+
+bool SymmetricCipherBuffer::DecipherBlocks(uint32_t first, uint32_t count, uint8_t* out,
+                                           uint32_t* error) {
+    const uint32_t block = m_Strategy->GetCipher()->GetBlockSize();
+    const uint8_t* blocks = m_Buffer.data() + m_WindowOffset;
+    const uint8_t* feedback =
+        first != 0 || m_WindowOffset != 0 ? blocks + first * block - block : nullptr;
+    // Update keeps the last block of its input back for Final: the one after the run
+    // (always there: the data's last block is not served from here) pushes them all out.
+    uint32_t produced = count * block;
+    if (!m_Strategy->Prepare(DirectionDecrypt, feedback, error) ||
+        !m_Strategy->GetCipher()->Update(blocks + first * block, (count + 1) * block, out,
+                                         &produced, error)) {
+        return false;
+    }
+    return produced == count * block ? true : Fail(error, ERROR_INVALID_DATA);
+}
+
+// Whole blocks go straight into out; a block that out takes only part of is deciphered
+// aside first, as is the data's last block once per window.
+bool SymmetricCipherBuffer::Decipher(uint32_t offset, uint32_t length, uint8_t* out,
+                                     uint32_t* error) {
+    const uint32_t block = m_Strategy->GetCipher()->GetBlockSize();
+    while (length > 0) {
+        const uint32_t first = offset / block;
+        const uint32_t within = offset % block;
+        const uint32_t whole = within == 0 ? std::min(length / block, m_WindowBlocks - first) : 0;
+        uint32_t count = whole * block;
+        if (whole > 0) {
+            if (!DecipherBlocks(first, whole, out, error)) {
+                return false;
+            }
+        } else {
+            uint8_t aside[sizeof(m_LastBlock)];
+            const uint8_t* plaintext = m_LastBlock;
+            if (first < m_WindowBlocks) {
+                if (!DecipherBlocks(first, 1, aside, error)) {
+                    return false;
+                }
+                plaintext = aside;
+            }
+            count = std::min(length, block - within);
+            memcpy(out, plaintext + within, count);
+        }
+        out += count;
+        offset += count;
+        length -= count;
+    }
     return true;
 }
 
@@ -149,7 +195,9 @@ bool SymmetricCipherBuffer::ReadDecrypted(Storage::FileBase& file, uint32_t posi
         }
         const uint32_t offset = position - m_WindowStart;
         const uint32_t count = std::min(length, m_WindowLength - offset);
-        memcpy(out, m_Buffer.data() + m_WindowOffset + offset, count);
+        if (!Decipher(offset, count, out, error)) {
+            return false;
+        }
         out += count;
         position += count;
         length -= count;

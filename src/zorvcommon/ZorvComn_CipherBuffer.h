@@ -1,8 +1,9 @@
 #pragma once
 // Joins a file of ciphertext to a mode strategy: plaintext reads and writes at any
 // offset become block-aligned ciphertext reads and writes. Reads are served from a
-// window of decrypted plaintext so that a reader walking forward in small chunks costs
-// one pass over the file and one ReadFile per window, with the key schedule kept.
+// window of ciphertext read ahead, deciphered straight into the reader's buffer, so that
+// a reader walking forward in small chunks costs one pass over the file, one ReadFile
+// per window and no copy of the plaintext, with the key schedule kept.
 
 #include <cstdint>
 #include <memory>
@@ -49,17 +50,27 @@ private:
     bool FillWindow(Storage::FileBase& file, uint32_t position, uint32_t length, uint32_t* error);
     bool ReadCiphertext(Storage::FileBase& file, uint32_t start, uint8_t* out, uint32_t length,
                         uint32_t* error);
+    // The window's plaintext [offset, offset + length) into out.
+    bool Decipher(uint32_t offset, uint32_t length, uint8_t* out, uint32_t* error);
+    // The window's blocks [first, first + count) into out, which takes count whole blocks.
+    bool DecipherBlocks(uint32_t first, uint32_t count, uint8_t* out, uint32_t* error);
     bool WindowHolds(uint32_t position) const {
         return position >= m_WindowStart && position - m_WindowStart < m_WindowLength;
     }
 
     std::unique_ptr<SymmetricCipherStrategy> m_Strategy;
-    // Ciphertext as read, deciphered in place: from m_WindowOffset on it holds the
-    // plaintext [m_WindowStart, m_WindowStart + m_WindowLength).
+    // Ciphertext as read: from m_WindowOffset on, the blocks of the plaintext
+    // [m_WindowStart, m_WindowStart + m_WindowLength); before them the block that feeds
+    // the first one back (unless they start the data); after them one block more (unless
+    // they end the data), which the cipher holds back while the others come out.
     std::vector<uint8_t> m_Buffer;
     uint32_t m_WindowOffset = 0;
     uint32_t m_WindowStart = 0;
     uint32_t m_WindowLength = 0;
+    // The blocks DecipherBlocks serves: all of the window's, or all but the last of the
+    // data, whose plaintext (its padding removed) is deciphered once into m_LastBlock.
+    uint32_t m_WindowBlocks = 0;
+    uint8_t m_LastBlock[16] = {};
 };
 
 }  // namespace Cryptograph

@@ -81,9 +81,12 @@ bool CryptDocument::Open(const std::wstring& path, const char* key, uint32_t* er
         const uint32_t code = exception->m_Error;
         return Fail(error, code);
     }
+    return true;
+}
+
+void CryptDocument::RememberOpenedFile() {
     // Unknown, the file is read all the same; only a delete depends on it.
     (void)m_Plain.GetIdentity(m_OpenedFile, &m_OpenedFileError);
-    return true;
 }
 
 bool CryptDocument::Close(uint32_t* error) {

@@ -29,10 +29,15 @@ public:
     // Refuses a key of any other length with 13 before touching the file; then opens
     // the file for reading (shared for reading, existing only, default-kind security).
     bool Open(const std::wstring& path, const char* key, uint32_t* error = nullptr);
+    // Takes note, while the document is open, of which file it is, for DeleteOpenedFile.
+    // Only a reader that may delete its document asks: the system answers through the
+    // volume's driver, which costs more than reading a small document.
+    void RememberOpenedFile();
     bool Close(uint32_t* error = nullptr);
     // Deletes the file the last Open opened, once it is closed, and only while that very
     // file is still the one at its path (DeleteSameFile): a file put there since is left
-    // alone. 6 when nothing was opened, or the error that kept the file from being known.
+    // alone. 6 when nothing was opened or remembered, or the error that kept the file from
+    // being known.
     bool DeleteOpenedFile(uint32_t* error = nullptr);
     // The decrypting file to read from, or to hand to the XML reader.
     FileBase& File() { return m_Crypt; }
@@ -43,7 +48,7 @@ private:
     FileCrypt m_Crypt;
     uint8_t m_Key[kDocumentKeyLength] = {};
     CipherParameters m_Parameters;
-    // The file the last Open reached, taken while its handle was open.
+    // The file the last Open reached, taken while its handle was open (when remembered).
     FileIdentity m_OpenedFile;
     uint32_t m_OpenedFileError = ERROR_INVALID_HANDLE;  // 0 once m_OpenedFile is known
 };

@@ -86,9 +86,11 @@ bool FileBase::Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t* 
     if (!IsOpen()) {
         return false;
     }
-    memset(buffer, 0, size);
     DWORD count = 0;
     const BOOL succeeded = ReadFile(m_File.get(), buffer, size, &count, nullptr);
+    // The buffer comes back zero-filled behind what was read: only that part is zeroed,
+    // not the whole buffer first and again by the read.
+    memset(static_cast<uint8_t*>(buffer) + count, 0, size - count);
     if (bytesRead != nullptr) {
         *bytesRead = count;
     }

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "ZorvComn_Exception.h"
 #include "ZorvComn_File.h"
@@ -160,6 +161,8 @@ bool StreamComFileBase::BeginTransfer(ULONG* pcbDone) const {
 }
 
 HRESULT StreamComFileBase::OnRead(void* pv, ULONG cb, ULONG* pcbRead) {
+    // Marked first: a read that fails, or throws, ends the input as well.
+    const bool endedBefore = std::exchange(m_Ended, true);
     if (!BeginTransfer(pcbRead)) {
         return STG_E_INVALIDPOINTER;
     }
@@ -177,6 +180,7 @@ HRESULT StreamComFileBase::OnRead(void* pv, ULONG cb, ULONG* pcbRead) {
     if (pcbRead != nullptr) {
         *pcbRead = bytesRead;
     }
+    m_Ended = endedBefore || bytesRead == 0 || bytesRead < cb;
     // S_FALSE for a full read is how readers of this stream have always seen it; the XML
     // reader keeps pulling until a read delivers no bytes.
     return bytesRead == cb ? S_FALSE : S_OK;
@@ -260,7 +264,8 @@ HRESULT StreamFileEx::Open() {
     if (m_Stream) {
         return ZorvCommon::Exception::ResultFromWin32(ERROR_OBJECT_ALREADY_EXISTS);
     }
-    m_Stream.reset(new (std::nothrow) StreamComFileBase(&m_rFile));
+    m_pFileStream = new (std::nothrow) StreamComFileBase(&m_rFile);
+    m_Stream.reset(m_pFileStream);
     return m_Stream ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -76,6 +76,10 @@ class StreamComFileBase : public StreamCom {
 public:
     explicit StreamComFileBase(FileBase* pFile) : m_pFile(pFile) {}
 
+    // True once a read has delivered less than it was asked for, nothing, or failed: a
+    // reader of the stream can have learnt that its input ended only after such a read.
+    bool HasEnded() const { return m_Ended; }
+
 protected:
     HRESULT OnQueryInterface(REFIID riid, void** ppvObject) override;
     HRESULT OnRead(void* pv, ULONG cb, ULONG* pcbRead) override;
@@ -90,6 +94,7 @@ private:
     bool BeginTransfer(ULONG* pcbDone) const;
 
     FileBase* m_pFile;
+    bool m_Ended = false;
 };
 
 // Owns one IStream reference: released by Close and by the destructor.
@@ -116,9 +121,12 @@ public:
 
     // E_OUTOFMEMORY when the stream cannot be allocated.
     [[nodiscard]] HRESULT Open() override;
+    // The stream's HasEnded; false when no stream is held.
+    bool HasEnded() const { return m_Stream && m_pFileStream->HasEnded(); }
 
 private:
     FileBase& m_rFile;
+    StreamComFileBase* m_pFileStream = nullptr;  // m_Stream, as made
 };
 
 }  // namespace Storage

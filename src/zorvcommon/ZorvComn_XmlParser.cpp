@@ -1,6 +1,7 @@
 #include "ZorvComn_XmlParser.h"
 
 #include <cctype>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -16,28 +17,6 @@ namespace {
 
 // The same node at the same place this many times in a row means the reader is stuck.
 constexpr uint32_t kStalledReads = 4;
-
-bool EqualsNoCase(std::wstring_view left, std::wstring_view right) {
-    if (left.size() != right.size()) {
-        return false;
-    }
-    for (size_t i = 0; i < left.size(); ++i) {
-        const wchar_t a = left[i];
-        const wchar_t b = right[i];
-        if (a == b) {
-            continue;
-        }
-        if (a >= 0x80 || b >= 0x80) {
-            return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                        static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
-        }
-        const wchar_t folded = a | 0x20;
-        if (folded != (b | 0x20) || folded < L'a' || folded > L'z') {
-            return false;
-        }
-    }
-    return true;
-}
 
 bool IsTextNode(XmlNodeType nodeType) {
     return nodeType == XmlNodeType_Text || nodeType == XmlNodeType_CDATA ||
@@ -282,7 +261,7 @@ void XmlParser::ResetWalk() {
 }
 
 template <typename Step>
-bool XmlParser::Catching(Step step) {
+bool XmlParser::Catching(const Step& step) {
     try {
         return step();
     } catch (XmlException* pException) {
@@ -327,21 +306,17 @@ bool XmlParser::ReadNode(XmlNodeType& nodeType) {
         // depth they report for end elements.
         const std::pair<UINT, UINT> start = m_OpenStarts.back();
         m_OpenStarts.pop_back();
-        if (start == std::make_pair(m_Reader.GetLineNumber(), m_Reader.GetLinePosition())) {
+        // The reader makes end elements up only once a read has told it that the input
+        // ended; until then every end element is in the document, and behind its start.
+        if (m_pStream->HasEnded() &&
+            start == std::make_pair(m_Reader.GetLineNumber(), m_Reader.GetLinePosition())) {
             FailUnexpectedEnd();
         }
     }
     return true;
 }
 
-void XmlParser::GuardProgress(XmlNodeType nodeType) {
-    // Two nodes of one type in a row are rare, so the position is only asked for then.
-    if (nodeType != m_GuardType) {
-        m_GuardType = nodeType;
-        m_GuardLine = 0;  // lines count from 1: no position yet
-        m_GuardRepeats = 0;
-        return;
-    }
+void XmlParser::GuardRepeatedType() {
     const UINT line = m_Reader.GetLineNumber();
     const UINT column = m_Reader.GetLinePosition();
     if (line != m_GuardLine || column != m_GuardColumn) {
@@ -383,6 +358,36 @@ void XmlParser::TakeElement() {
     // have the reader copy the element's name once more, an allocation per element).
 }
 
+bool XmlParser::SameLengthEqualsNoCase(std::wstring_view left, std::wstring_view right) {
+    // Names that match mostly match exactly: four characters at a time while they do.
+    size_t i = 0;
+    for (; i + 4 <= left.size(); i += 4) {
+        uint64_t a = 0;
+        uint64_t b = 0;
+        memcpy(&a, left.data() + i, sizeof(a));
+        memcpy(&b, right.data() + i, sizeof(b));
+        if (a != b) {
+            break;
+        }
+    }
+    for (; i < left.size(); ++i) {
+        const wchar_t a = left[i];
+        const wchar_t b = right[i];
+        if (a == b) {
+            continue;
+        }
+        if (a >= 0x80 || b >= 0x80) {
+            return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                        static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+        }
+        const wchar_t folded = a | 0x20;
+        if (folded != (b | 0x20) || folded < L'a' || folded > L'z') {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool XmlParser::MoveToElement(std::wstring_view localName) {
     if (!m_Started) {
         return false;
@@ -399,12 +404,12 @@ bool XmlParser::MoveToElement(std::wstring_view localName) {
     });
 }
 
-bool XmlParser::SeekElement(uint32_t depth, std::wstring_view name) {
+bool XmlParser::SeekElement(uint32_t depth, const wchar_t* name, size_t cchName) {
     // Below the level asked for already: that level's parent has ended.
     if (!m_Started || OpenElements() < depth) {
         return false;
     }
-    return Catching([&] {
+    return Catching([this, depth, name = std::wstring_view(name, cchName)] {
         XmlNodeType nodeType;
         while (ReadNode(nodeType)) {
             if (nodeType == XmlNodeType_Element) {
@@ -420,19 +425,6 @@ bool XmlParser::SeekElement(uint32_t depth, std::wstring_view name) {
     });
 }
 
-bool XmlParser::MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name) {
-    const uint32_t depth = m_ElementDepth + 1;
-    if (!SeekElement(depth, name)) {
-        return false;
-    }
-    childDepth = depth;
-    return true;
-}
-
-bool XmlParser::MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name) {
-    return SeekElement(childDepth, name);
-}
-
 bool XmlParser::GetAttribute(std::wstring_view name, std::wstring& value) const {
     for (size_t i = 0; i < m_AttributeCount; ++i) {
         if (m_Attributes[i].first == name) {
@@ -441,10 +433,6 @@ bool XmlParser::GetAttribute(std::wstring_view name, std::wstring& value) const 
         }
     }
     return false;
-}
-
-bool XmlParser::IsElementName(std::wstring_view name) const {
-    return EqualsNoCase(m_ElementName, name);
 }
 
 bool XmlParser::GetText(std::wstring& text) {

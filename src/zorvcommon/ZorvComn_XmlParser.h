@@ -104,13 +104,37 @@ public:
     // The first element one level below the current element (optionally with this name,
     // case ignored); childDepth receives its depth for the sibling walk. False when the
     // current element ends first, at the end of the document or on a reader failure.
-    bool MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name = {});
+    // Both moves are inline and hand the name on as characters and count: a view passed
+    // on by value is copied through memory at every call.
+    bool MoveToFirstChildElement(uint32_t& childDepth, std::wstring_view name = {}) {
+        const uint32_t depth = m_ElementDepth + 1;
+        if (!SeekElement(depth, name.data(), name.size())) {
+            return false;
+        }
+        childDepth = depth;
+        return true;
+    }
     // The next element at childDepth (optionally with this name, case ignored). False
     // when the parent ends first, at the end of the document or on a reader failure.
-    bool MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name = {});
+    bool MoveToNextSiblingElement(uint32_t childDepth, std::wstring_view name = {}) {
+        return SeekElement(childDepth, name.data(), name.size());
+    }
 
-    // Case ignored; names of different lengths never match.
-    bool IsElementName(std::wstring_view name) const;
+    // Case ignored; names of different lengths never match. Inline: a reader asks this of
+    // every element, against each name it knows, and most of them differ in length.
+    bool IsElementName(std::wstring_view name) const { return EqualsNoCase(m_ElementName, name); }
+    // The same for a name handed over as characters (a reader's vocabulary): its length is
+    // checked against the element's as far as that goes, without counting it all first.
+    bool IsElementName(const wchar_t* name) const {
+        const size_t size = m_ElementName.size();
+        for (size_t i = 0; i < size; ++i) {
+            if (name[i] == L'\0') {
+                return false;
+            }
+        }
+        return name[size] == L'\0' &&
+               SameLengthEqualsNoCase(m_ElementName, std::wstring_view(name, size));
+    }
     const std::wstring& GetElementName() const { return m_ElementName; }
     // The text directly inside the current element (text, CDATA and whitespace, joined),
     // read up to the element's end so that the sibling walk goes on after it. An empty
@@ -127,22 +151,37 @@ public:
     uint32_t GetLastDepth() const { return m_LastDepth; }
 
 private:
+    // ASCII letters are folded here; a name with other characters goes to the system.
+    static bool EqualsNoCase(std::wstring_view left, std::wstring_view right) {
+        return left.size() == right.size() && SameLengthEqualsNoCase(left, right);
+    }
+    static bool SameLengthEqualsNoCase(std::wstring_view left, std::wstring_view right);
     // One node forward, keeping the nesting count; an element's depth, emptiness and
     // name land in m_Node*. False at the end of the document. Throws XmlException on a
     // reader failure and on an early end of the input.
     bool ReadNode(XmlNodeType& nodeType);
-    // The walk under both child and sibling moves: the next element at depth, or false
-    // when the nesting drops below depth.
-    bool SeekElement(uint32_t depth, std::wstring_view name);
+    // The walk under both child and sibling moves: the next element at depth (with the
+    // name, unless it is empty), or false when the nesting drops below depth.
+    bool SeekElement(uint32_t depth, const wchar_t* name, size_t cchName);
     // Ends the walk when the reader keeps answering the same node at the same place
-    // (Wine's reader does so for input cut off inside element text).
-    void GuardProgress(XmlNodeType nodeType);
+    // (Wine's reader does so for input cut off inside element text). Two nodes of one
+    // type in a row are rare, so the position is only asked for then, out of line.
+    void GuardProgress(XmlNodeType nodeType) {
+        if (nodeType != m_GuardType) {
+            m_GuardType = nodeType;
+            m_GuardLine = 0;  // lines count from 1: no position yet
+            m_GuardRepeats = 0;
+        } else {
+            GuardRepeatedType();
+        }
+    }
+    void GuardRepeatedType();
     [[noreturn]] void FailUnexpectedEnd();
     // Makes the element the reader stands on the current one and collects its attributes.
     void TakeElement();
     // Runs a step that may throw, turning a failure into the last-error record.
     template <typename Step>
-    bool Catching(Step step);
+    bool Catching(const Step& step);
     void RecordFailure(HRESULT result, uint32_t line, uint32_t column);
     void ReleaseDocument();
     void ResetWalk();
@@ -155,7 +194,8 @@ private:
 
     // Where each element opened and not yet closed began (line, column). An end element
     // reported at its own start's place was made up by the reader at the end of the input:
-    // Wine's reader closes what a cut-off document left open.
+    // Wine's reader closes what a cut-off document left open, the elements opened in its
+    // first read included, so every start is kept.
     std::vector<std::pair<UINT, UINT>> m_OpenStarts;
     std::wstring m_ElementName;  // the current element
     uint32_t m_ElementDepth = 0;

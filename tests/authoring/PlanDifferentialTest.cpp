@@ -219,7 +219,7 @@ protected:
             }
         }
         for (Prediction& prediction : predictions) {
-            prediction.Value = dryRun.Picture().Describe(prediction.Where, prediction.Name);
+            prediction.Value = dryRun.Describe(prediction.Where, prediction.Name);
         }
         RegistrySnapshot registryAfter;
         FolderSnapshot filesAfter;
@@ -233,7 +233,7 @@ protected:
         ResultRecorder recorder;
         EXPECT_EQ(plannedResult, real.Invoke(Ostrel::Storage::RealStores(), &recorder)) << label;
         EXPECT_EQ(plannedResults, recorder.Results) << label << ": the operations' own results";
-        const Ostrel::Storage::StorePicture now(true);
+        const Ostrel::Storage::DryRun now(true);
         for (const Prediction& prediction : predictions) {
             EXPECT_EQ(prediction.Value, now.Describe(prediction.Where, prediction.Name))
                 << label << ": " << Label(prediction);

@@ -1,6 +1,7 @@
 // The schemas and the README against the readers' vocabulary: every enumeration of a
-// schema, the elements each schema declares, every row of the README's vocabulary table
-// and the keys the README gives hold exactly the words of the table they stand for.
+// schema, the elements each schema declares (as lint's grammar places them), every row
+// of the README's vocabulary table and the keys the README gives hold exactly the words
+// of the table they stand for.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 
 #include "DocumentVocabulary.h"
 #include "Scratch.h"
+#include "xentool_lint.h"
 
 namespace {
 
@@ -40,6 +42,18 @@ Words Sorted(Words words) {
     std::sort(words.begin(), words.end());
     words.erase(std::unique(words.begin(), words.end()), words.end());
     return words;
+}
+
+// The elements of a document kind, as lint's grammar places them.
+Words ElementsOf(const Xentool::Grammar& grammar) {
+    Words words;
+    for (const Xentool::GrammarRow& row : grammar) {
+        if (row.Occurrence != Xentool::Occurs::OptionalAttribute &&
+            row.Occurrence != Xentool::Occurs::RequiredAttribute) {
+            words.push_back(Narrow(row.Name));
+        }
+    }
+    return Sorted(words);
 }
 
 Words Join(Words words, const Words& more) {
@@ -139,9 +153,9 @@ std::vector<Vocabulary> Rows() {
         {"web access", "`native`", L"webaccess.xsd", "native", Of(V::kNativeBitness)},
         {"web access", "`Filter` `type`", L"webaccess.xsd", "filterType", Of(V::kFilterTypes)},
         {"web access", "`enable`", L"webaccess.xsd", "yesNo", Of(V::kBooleans)},
-        {"storage", "elements", nullptr, nullptr, Of(V::kStorageElements)},
-        {"service, provider", "elements", nullptr, nullptr, Of(V::kPolicyElements)},
-        {"web access", "elements", nullptr, nullptr, Of(V::kWebElements)},
+        {"storage", "elements", nullptr, nullptr, ElementsOf(Xentool::StorageGrammar())},
+        {"service, provider", "elements", nullptr, nullptr, ElementsOf(Xentool::PolicyGrammar())},
+        {"web access", "elements", nullptr, nullptr, ElementsOf(Xentool::WebAccessGrammar())},
     };
 }
 
@@ -156,11 +170,11 @@ TEST(Vocabulary, SchemaEnumerationsAreTheReadersWords) {
 }
 
 TEST(Vocabulary, SchemasDeclareTheReadersElements) {
-    EXPECT_EQ(Of(V::kStorageElements),
+    EXPECT_EQ(ElementsOf(Xentool::StorageGrammar()),
               Sorted(Values(ReadSource(L"schemas\\storage-control.xsd"), "<xs:element name")));
-    EXPECT_EQ(Of(V::kPolicyElements),
+    EXPECT_EQ(ElementsOf(Xentool::PolicyGrammar()),
               Sorted(Values(ReadSource(L"schemas\\policy.xsd"), "<xs:element name")));
-    EXPECT_EQ(Of(V::kWebElements),
+    EXPECT_EQ(ElementsOf(Xentool::WebAccessGrammar()),
               Sorted(Values(ReadSource(L"schemas\\webaccess.xsd"), "<xs:element name")));
 }
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
 #include <vector>
 
 #include "CryptoTestData.h"
@@ -57,18 +59,28 @@ ByteVector Prefix(const ByteVector& bytes, size_t size) {
     return ByteVector(bytes.begin(), bytes.begin() + std::min(size, bytes.size()));
 }
 
+// The engines by name; null where the processor lacks it.
+const Aes::Engine* EngineNamed(const std::string& name) {
+    if (name == "vaes") {
+        return Aes::WideHardwareEngine();
+    }
+    return name == "aes-ni" ? Aes::HardwareEngine() : &Aes::PortableEngine();
+}
+
+const char* const kEngines[] = {"portable", "aes-ni", "vaes"};
+
 // Every cipher test runs once on each engine.
-class CipherOnEngine : public ::testing::TestWithParam<bool> {
+class CipherOnEngine : public ::testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
-        const bool portable = GetParam();
-        if (!portable && Aes::HardwareEngine() == nullptr) {
-            GTEST_SKIP() << "no AES instructions on this processor";
+        const Aes::Engine* engine = EngineNamed(GetParam());
+        if (engine == nullptr) {
+            GTEST_SKIP() << "no " << GetParam() << " instructions on this processor";
         }
-        Aes::ForcePortableEngine(portable);
-        ASSERT_STREQ(portable ? "portable" : "aes-ni", Aes::ActiveEngine().name);
+        Aes::ForceEngine(engine);
+        ASSERT_STREQ(GetParam(), Aes::ActiveEngine().name);
     }
-    void TearDown() override { Aes::ForcePortableEngine(false); }
+    void TearDown() override { Aes::ForceEngine(nullptr); }
 };
 
 // FIPS-197 appendix C: one block under 128-, 192- and 256-bit keys.
@@ -141,28 +153,64 @@ TEST_P(CipherOnEngine, Sp80038aVectors) {
     }
 }
 
-// The pipelined paths (eight blocks at a time, then the rest) against plain loops, on
-// lengths around the group size; with the portable engine this is a round trip check.
+// The pipelined paths (eight or sixteen blocks at a time, then the rest) against plain
+// loops, on lengths around the group sizes, deciphered into another buffer and in place;
+// with the portable engine this is a round trip check.
 TEST_P(CipherOnEngine, RoundTripsAtEveryLengthAroundTheBlockGroups) {
     for (uint32_t keyLength : {16u, 24u, 32u}) {
         const ByteVector key = Bytes(keyLength, keyLength);
         const ByteVector iv = Bytes(16, 99);
-        for (size_t size : {0, 1, 15, 16, 17, 127, 128, 129, 143, 144, 1000, 4096}) {
+        for (size_t size : {0, 1, 15, 16, 17, 127, 128, 129, 143, 144, 255, 256, 257, 271, 272, 399,
+                            400, 1000, 4096}) {
             const ByteVector plaintext = Bytes(size, static_cast<uint32_t>(size));
             for (uint32_t mode : {ModeECB, ModeCBC}) {
                 const ByteVector ciphertext = Cipher(DirectionEncrypt, mode, key, iv, plaintext);
                 EXPECT_EQ((size / 16 + 1) * 16, ciphertext.size());
                 EXPECT_EQ(plaintext, Cipher(DirectionDecrypt, mode, key, iv, ciphertext))
                     << "mode " << mode << " size " << size;
+
+                Rijndael cipher;
+                ASSERT_TRUE(cipher.Initialize(DirectionDecrypt, key.data(), keyLength, mode,
+                                              iv.data(), 16));
+                ByteVector inPlace = ciphertext;
+                uint32_t produced = static_cast<uint32_t>(inPlace.size());
+                ASSERT_TRUE(cipher.Update(inPlace.data(), static_cast<uint32_t>(inPlace.size()),
+                                          inPlace.data(), &produced));
+                EXPECT_TRUE(
+                    std::equal(inPlace.begin(), inPlace.begin() + produced, plaintext.begin()))
+                    << "in place, mode " << mode << " size " << size;
             }
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, CipherOnEngine, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) {
-                             return std::string(info.param ? "Portable" : "Hardware");
+INSTANTIATE_TEST_SUITE_P(Engines, CipherOnEngine, ::testing::ValuesIn(kEngines),
+                         [](const ::testing::TestParamInfo<const char*>& info) {
+                             return std::string(info.param == std::string("aes-ni") ? "aesni"
+                                                                                    : info.param);
                          });
+
+TEST(Rijndael, EnginesAgreeOnManyBlocks) {
+    const ByteVector key = Bytes(16, 7);
+    const ByteVector iv = Bytes(16, 8);
+    const ByteVector plaintext = Bytes(16 * 67, 9);
+    const auto all = [&](const Aes::Engine* engine) {
+        Aes::ForceEngine(engine);
+        std::vector<ByteVector> results;
+        for (uint32_t mode : {ModeECB, ModeCBC}) {
+            results.push_back(Cipher(DirectionEncrypt, mode, key, iv, plaintext));
+            results.push_back(Cipher(DirectionDecrypt, mode, key, iv, plaintext));
+        }
+        Aes::ForceEngine(nullptr);
+        return results;
+    };
+    const std::vector<ByteVector> portable = all(&Aes::PortableEngine());
+    for (const char* name : kEngines) {
+        if (EngineNamed(name) != nullptr) {
+            EXPECT_EQ(portable, all(EngineNamed(name))) << name;
+        }
+    }
+}
 
 // Update in pieces of every awkward size yields what one Transform yields.
 TEST(Rijndael, SplitInputEqualsWholeInput) {

@@ -13,6 +13,7 @@ namespace {
 using CryptoTest::Bytes;
 using TestSupport::ScratchFolder;
 using ZorvCommon::Cryptograph::DirectionEncrypt;
+using ZorvCommon::Cryptograph::ModeCFB;
 using ZorvCommon::Cryptograph::ModeECB;
 using ZorvCommon::Cryptograph::Rijndael;
 using ZorvCommon::Cryptograph::SymmetricCipherStrategy;
@@ -83,6 +84,35 @@ TEST_F(FileCryptTest, ChunkedReadsOfEveryOffsetClassEqualTheDocument) {
             EXPECT_EQ(plaintext, ReadInChunks(document.File(), chunk))
                 << "size " << size << " chunk " << chunk;
             ASSERT_TRUE(document.Close(&error));
+        }
+    }
+}
+
+// Reads decipher straight into the reader's buffer; ECB and CFB1 take the same road as
+// CBC, with their own feedback rules, across the read-ahead window.
+TEST_F(FileCryptTest, EcbAndCfb1FilesReadBackInChunks) {
+    for (uint32_t mode : {ModeECB, ModeCFB}) {
+        const ByteVector plaintext = Bytes(300000, mode);
+        DocumentCipher document;
+        document.parameters.mode = mode;
+        Rijndael encryption;
+        ASSERT_TRUE(
+            encryption.Initialize(DirectionEncrypt, document.parameters.key, 16, mode, nullptr, 0));
+        ByteVector ciphertext(plaintext.size() + 16);
+        uint32_t produced = 0;
+        ASSERT_TRUE(encryption.Transform(plaintext.data(), static_cast<uint32_t>(plaintext.size()),
+                                         ciphertext.data(),
+                                         static_cast<uint32_t>(ciphertext.size()), &produced));
+        ciphertext.resize(produced);
+        TestSupport::WriteFileBytes(m_Folder.File(L"mode.bin"), ciphertext);
+        for (uint32_t chunk : {7u, 8188u}) {
+            FileBase plain(m_Folder.File(L"mode.bin"));
+            FileCrypt crypt(&plain);
+            crypt.SetCipherParameters(&document.parameters);
+            ASSERT_TRUE(crypt.Open(nullptr, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0));
+            EXPECT_EQ(plaintext, ReadInChunks(crypt, chunk))
+                << "mode " << mode << " chunk " << chunk;
+            ASSERT_TRUE(crypt.Close());
         }
     }
 }

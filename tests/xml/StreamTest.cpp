@@ -82,6 +82,38 @@ TEST_F(StreamOverFile, ReadMapsFileErrors) {
     EXPECT_EQ(0u, pNoFile->Release());
 }
 
+// The XML reader can learn that its input ended only from a read that delivers less than
+// it asked for (at last nothing) or fails: the stream says when it has answered one.
+TEST_F(StreamOverFile, TheStreamSaysOnceAReadHasEndedTheInput) {
+    uint8_t buffer[64];
+    ULONG cbRead = 0;
+    LARGE_INTEGER start{};
+    StreamFileEx owner(m_File);
+    EXPECT_FALSE(owner.HasEnded()) << "no stream yet";
+    ASSERT_EQ(S_OK, owner.Open());
+    IStream* pStream = owner.GetStream();
+    ASSERT_EQ(S_FALSE, pStream->Read(buffer, 40, &cbRead));
+    EXPECT_FALSE(owner.HasEnded()) << "a full read up to the last byte";
+    ASSERT_EQ(S_FALSE, pStream->Read(buffer, 0, &cbRead));
+    EXPECT_TRUE(owner.HasEnded()) << "a read that delivers nothing";
+
+    owner.Close();
+    ASSERT_EQ(S_OK, owner.Open());
+    pStream = owner.GetStream();
+    ASSERT_EQ(S_OK, pStream->Seek(start, STREAM_SEEK_SET, nullptr));
+    ASSERT_EQ(S_OK, pStream->Read(buffer, 64, &cbRead));
+    EXPECT_TRUE(owner.HasEnded()) << "a short read";
+    ASSERT_EQ(S_OK, pStream->Seek(start, STREAM_SEEK_SET, nullptr));
+    ASSERT_EQ(S_FALSE, pStream->Read(buffer, 8, &cbRead));
+    EXPECT_TRUE(owner.HasEnded()) << "for good";
+
+    owner.Close();
+    OpenFile(GENERIC_WRITE);
+    ASSERT_EQ(S_OK, owner.Open());
+    EXPECT_EQ(STG_E_ACCESSDENIED, owner.GetStream()->Read(buffer, 8, &cbRead));
+    EXPECT_TRUE(owner.HasEnded()) << "a failed read";
+}
+
 TEST_F(StreamOverFile, SeekMovesButAlwaysReportsZero) {
     ULARGE_INTEGER position;
     position.QuadPart = 0xbdbdbdbdbdbdbdbdull;
@@ -136,13 +168,14 @@ TEST(StreamOverThrowingFile, AnExceptionOfTheFileBecomesTheReadResult) {
           std::make_pair(ThrowingFile::Throws::LibraryException, E_FAIL),
           std::make_pair(ThrowingFile::Throws::Other, E_UNEXPECTED)}) {
         ThrowingFile file(what);
-        IStream* pStream = new StreamComFileBase(&file);
+        auto* pStream = new StreamComFileBase(&file);
         uint8_t buffer[16];
         ULONG cbRead = 0xdeadbeef;
         HRESULT result = S_OK;
         EXPECT_NO_THROW(result = pStream->Read(buffer, sizeof(buffer), &cbRead));
         EXPECT_EQ(expected, result);
         EXPECT_EQ(0u, cbRead);
+        EXPECT_TRUE(pStream->HasEnded()) << "a read that throws ends the input";
         EXPECT_EQ(0u, pStream->Release());
     }
 }

@@ -97,6 +97,34 @@ TEST_F(XmlParserTest, NamesAndAttributesOfTheCurrentElement) {
     EXPECT_FALSE(m_Parser.GetAttribute(L"save", value)) << "the map was refilled";
 }
 
+// Names are compared whole words first and letter by letter where they differ: case is
+// folded for letters only, and characters beyond ASCII are folded by the system; a name
+// handed over as characters is measured against the element's as it is compared.
+TEST_F(XmlParserTest, ElementNamesMatchWithCaseFoldedForLettersOnly) {
+    PlainDocument document(m_Folder, L"fold.xml",
+                           "<r><FrameworkService-1/><Gr\xc3\xb6\xc3\x9f"
+                           "e/></r>");
+    ASSERT_TRUE(m_Parser.Start(document.File()));
+    ASSERT_TRUE(m_Parser.MoveToElement(L"r"));
+    uint32_t depth = 0;
+    ASSERT_TRUE(m_Parser.MoveToFirstChildElement(depth));
+    const struct {
+        const wchar_t* name;
+        bool matches;
+    } cases[] = {
+        {L"FrameworkService-1", true},   {L"frameworkservice-1", true},
+        {L"FrameworkSERVICE-1", true},   {L"FrameworkService\r1", false},
+        {L"FrameworkServicf-1", false},  {L"FrameworkService-", false},
+        {L"FrameworkService-12", false}, {L"", false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.matches, m_Parser.IsElementName(c.name)) << c.name << " as characters";
+        EXPECT_EQ(c.matches, m_Parser.IsElementName(std::wstring_view(c.name))) << c.name;
+    }
+    ASSERT_TRUE(m_Parser.MoveToNextSiblingElement(depth, L"GR\u00d6\u00dfE"));
+    EXPECT_EQ(L"Gr\u00f6\u00dfe", m_Parser.GetElementName());
+}
+
 // Documents name their root in any case; a name of another length is another name.
 TEST_F(XmlParserTest, MoveToElementComparesNamesAsTheOtherMovesDo) {
     PlainDocument document(m_Folder, L"roots.xml",
@@ -250,6 +278,43 @@ TEST_F(XmlParserTest, HostileInputEndsTheWalkInsteadOfHanging) {
     EXPECT_FALSE(m_Parser.MoveToElement(L"b"));
     EXPECT_LT(m_Parser.GetLastResult(), 0);
     ASSERT_TRUE(m_Parser.Stop());
+}
+
+// Wine's reader closes what a cut-off document left open with made-up end elements at the
+// open elements' own starts, however far back they are: here the root's lies in the
+// reader's first read of the file, thousands of lines before the cut.
+TEST_F(XmlParserTest, ACutOffDocumentFailsWhereverItsOpenElementsStarted) {
+    std::string items = "<Root>\n";
+    while (items.size() < 5 * 8188) {
+        items += "  <Item>value</Item>\n";
+    }
+    const struct {
+        const char* name;
+        std::string text;
+        HRESULT result;
+        const wchar_t* lastText;
+    } cases[] = {
+        {"whole", items + "  <Item>last</Item>\n</Root>\n", S_OK, L"Item=last;"},
+        {"cut after an end tag", items + "  <Item>last</Item>", XmlParser::kResultUnexpectedEnd,
+         L"Item=last;"},
+        {"cut inside an element", items + "  <Item><Sub>x</Sub>", XmlParser::kResultUnexpectedEnd,
+         L"Item=<no text>;"},
+        {"one read, cut after an end tag", "<Root>\n  <Item>last</Item>",
+         XmlParser::kResultUnexpectedEnd, L"Item=last;"},
+    };
+    for (const auto& c : cases) {
+        PlainDocument plain(m_Folder, L"cut.xml", c.text);
+        EncryptedDocument encrypted(m_Folder, L"cut.xen", c.text, Ostrel::Vocabulary::kStorageKey);
+        for (FileBase* file : {&plain.File(), &encrypted.File()}) {
+            ASSERT_TRUE(m_Parser.Start(*file)) << c.name;
+            ASSERT_TRUE(m_Parser.MoveToElement(L"Root")) << c.name;
+            const std::wstring texts = ChildTexts(m_Parser);
+            const std::wstring lastText = c.lastText;
+            EXPECT_EQ(lastText, texts.substr(texts.size() - lastText.size())) << c.name;
+            EXPECT_EQ(c.result, m_Parser.GetLastResult()) << c.name;
+            ASSERT_TRUE(m_Parser.Stop());
+        }
+    }
 }
 
 // Wine's reader ends the process when its input runs out, or reaches a NUL, while it

@@ -5,12 +5,15 @@
 #include <cstdio>
 #include <vector>
 
+#include "JsonWriter.h"
+
 using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
 using SrvFrwk::Interface::RowProvider;
 using SrvFrwk::Interface::RowService;
 using SrvFrwk::Interface::WebAccessControlList;
 using SrvFrwk::Interface::WebApplication;
+using Tools::JsonWriter;
 
 namespace {
 
@@ -53,22 +56,6 @@ std::wstring PermissionText(const uint32_t (&permission)[4]) {
     return text;
 }
 
-std::wstring JsonGuids(const std::vector<GUID>& guids) {
-    std::wstring text = L"[";
-    for (size_t i = 0; i < guids.size(); ++i) {
-        text += (i ? L", " : L"") + JsonString(GuidText(guids[i]));
-    }
-    return text + L"]";
-}
-
-std::wstring JsonStrings(const std::vector<std::wstring>& texts) {
-    std::wstring text = L"[";
-    for (size_t i = 0; i < texts.size(); ++i) {
-        text += (i ? L", " : L"") + JsonString(texts[i]);
-    }
-    return text + L"]";
-}
-
 const GUID& RowGuid(const RowService& row) {
     return row.ServiceGuid;
 }
@@ -81,39 +68,59 @@ const std::vector<GUID>& RowDepends(const RowService& row) {
 const std::vector<GUID>& RowDepends(const RowProvider& row) {
     return row.DependedProviders;
 }
-std::wstring InterfaceJson(const RowService& row) {
-    return L", \"interfaceType\": " + std::to_wstring(row.InterfaceType);
+void WriteInterface(JsonWriter& json, const RowService& row) {
+    json.Number(L"interfaceType", row.InterfaceType);
 }
-std::wstring InterfaceJson(const RowProvider&) {
-    return std::wstring();
+void WriteInterface(JsonWriter&, const RowProvider&) {}
+
+void WriteStrings(JsonWriter& json, const wchar_t* key, const std::vector<std::wstring>& texts) {
+    json.BeginArray(key);
+    for (const std::wstring& text : texts) {
+        json.String(nullptr, text);
+    }
+    json.EndArray();
+}
+
+template <typename Row>
+void WriteRow(JsonWriter& json, const Row& row) {
+    json.BeginObject();
+    json.String(L"version", row.Version);
+    json.String(L"guid", GuidText(RowGuid(row)));
+    json.Number(L"moduleType", row.ModuleType);
+    json.String(L"moduleName", row.ModuleName);
+    json.Number(L"startupType", row.StartupType);
+    json.Number(L"loadOption", row.LoadOption);
+    json.Number(L"unloadOption", row.UnloadOption);
+    json.Number(L"orderOfLoading", row.OrderOfLoading);
+    json.Number(L"orderOfUnloading", row.OrderOfUnloading);
+    json.Number(L"sharedType", row.SharedType);
+    json.String(L"sharedGuid", GuidText(row.SharedGuid));
+    WriteInterface(json, row);
+    json.BeginArray(L"permission");
+    for (uint32_t permission : row.Permission) {
+        json.Number(nullptr, permission);
+    }
+    json.EndArray();
+    json.Number(L"dataConversion", row.DataConversion);
+    json.String(L"convModuleName", row.ConvModuleName);
+    json.BeginArray(L"depends");
+    for (const GUID& guid : RowDepends(row)) {
+        json.String(nullptr, GuidText(guid));
+    }
+    json.EndArray();
+    json.EndObject();
 }
 
 template <typename Row>
 void PrintRows(const std::vector<Row>& rows, bool json) {
     if (json) {
-        std::wstring text = L"[\n";
-        for (size_t i = 0; i < rows.size(); ++i) {
-            const Row& row = rows[i];
-            text += L"  {\"version\": " + JsonString(row.Version) + L", \"guid\": " +
-                    JsonString(GuidText(RowGuid(row))) + L", \"moduleType\": " +
-                    std::to_wstring(row.ModuleType) + L", \"moduleName\": " +
-                    JsonString(row.ModuleName) + L", \"startupType\": " +
-                    std::to_wstring(row.StartupType) + L", \"loadOption\": " +
-                    std::to_wstring(row.LoadOption) + L", \"unloadOption\": " +
-                    std::to_wstring(row.UnloadOption) + L", \"orderOfLoading\": " +
-                    std::to_wstring(row.OrderOfLoading) + L", \"orderOfUnloading\": " +
-                    std::to_wstring(row.OrderOfUnloading) + L", \"sharedType\": " +
-                    std::to_wstring(row.SharedType) + L", \"sharedGuid\": " +
-                    JsonString(GuidText(row.SharedGuid)) + InterfaceJson(row) +
-                    L", \"permission\": [" + std::to_wstring(row.Permission[0]) + L", " +
-                    std::to_wstring(row.Permission[1]) + L", " +
-                    std::to_wstring(row.Permission[2]) + L", " +
-                    std::to_wstring(row.Permission[3]) + L"], \"dataConversion\": " +
-                    std::to_wstring(row.DataConversion) + L", \"convModuleName\": " +
-                    JsonString(row.ConvModuleName) + L", \"depends\": " +
-                    JsonGuids(RowDepends(row)) + L"}" + (i + 1 < rows.size() ? L",\n" : L"\n");
+        JsonWriter writer(true);
+        writer.BeginArray();
+        for (const Row& row : rows) {
+            WriteRow(writer, row);
         }
-        Print(text + L"]\n");
+        writer.EndArray();
+        Print(writer.Text() + L"\n");
         return;
     }
     std::wstring text = Pad(L"MODULE", 26) + Pad(L"VERSION", 10) + Pad(L"GUID", 39) +
@@ -136,12 +143,16 @@ void PrintRows(const std::vector<Row>& rows, bool json) {
     Print(text);
 }
 
-std::wstring ApplicationJson(const WebApplication& application) {
-    return L"{\"label\": " + JsonString(application.Label) + L", \"identifier\": " +
-           JsonString(application.Identifier) + L", \"vendor\": " + JsonString(application.Vendor) +
-           L", \"family\": " + JsonString(application.Family) + L", \"fileName\": " +
-           JsonString(application.FileName) + L", \"native\": " + JsonString(application.Data) +
-           L", \"isWow64\": " + (application.IsWow64 ? L"true" : L"false") + L"}";
+void WriteApplication(JsonWriter& json, const wchar_t* key, const WebApplication& application) {
+    json.BeginObject(key);
+    json.String(L"label", application.Label);
+    json.String(L"identifier", application.Identifier);
+    json.String(L"vendor", application.Vendor);
+    json.String(L"family", application.Family);
+    json.String(L"fileName", application.FileName);
+    json.String(L"native", application.Data);
+    json.Bool(L"isWow64", application.IsWow64);
+    json.EndObject();
 }
 
 }  // namespace
@@ -160,38 +171,6 @@ std::wstring GuidText(const GUID& guid) {
     return text;
 }
 
-std::wstring JsonString(const std::wstring& text) {
-    std::wstring quoted = L"\"";
-    for (wchar_t c : text) {
-        switch (c) {
-            case L'"':
-                quoted += L"\\\"";
-                break;
-            case L'\\':
-                quoted += L"\\\\";
-                break;
-            case L'\n':
-                quoted += L"\\n";
-                break;
-            case L'\r':
-                quoted += L"\\r";
-                break;
-            case L'\t':
-                quoted += L"\\t";
-                break;
-            default:
-                if (c < 0x20) {
-                    wchar_t escape[8];
-                    _snwprintf_s(escape, 8, _TRUNCATE, L"\\u%04x", static_cast<unsigned>(c));
-                    quoted += escape;
-                } else {
-                    quoted += c;
-                }
-        }
-    }
-    return quoted + L"\"";
-}
-
 void PrintServices(const ArrayOfRowService& rows, bool json) {
     PrintRows(rows, json);
 }
@@ -202,22 +181,28 @@ void PrintProviders(const ArrayOfRowProvider& rows, bool json) {
 
 void PrintWebAccess(const WebAccessControlList& list, bool json) {
     if (json) {
-        std::wstring text =
-            L"{\n  \"sites\": " + JsonStrings(list.Sites) + L",\n  \"applications\": [";
-        for (size_t i = 0; i < list.Applications.size(); ++i) {
-            text += (i ? L", " : L"") + ApplicationJson(list.Applications[i]);
+        JsonWriter writer(true);
+        writer.BeginObject();
+        WriteStrings(writer, L"sites", list.Sites);
+        writer.BeginArray(L"applications");
+        for (const WebApplication& application : list.Applications) {
+            WriteApplication(writer, nullptr, application);
         }
-        text += L"],\n  \"filters\": [";
-        for (size_t i = 0; i < list.Filters.size(); ++i) {
-            const auto& filter = list.Filters[i];
-            text += std::wstring(i ? L", " : L"") + L"{\"label\": " + JsonString(filter.Label) +
-                    L", \"type\": " + std::to_wstring(filter.FilterType) + L", \"siteUrl\": " +
-                    JsonString(filter.SiteUrl) + L", \"application\": " +
-                    ApplicationJson(filter.Application) + L"}";
+        writer.EndArray();
+        writer.BeginArray(L"filters");
+        for (const auto& filter : list.Filters) {
+            writer.BeginObject();
+            writer.String(L"label", filter.Label);
+            writer.Number(L"type", filter.FilterType);
+            writer.String(L"siteUrl", filter.SiteUrl);
+            WriteApplication(writer, L"application", filter.Application);
+            writer.EndObject();
         }
-        text += L"],\n  \"webActivities\": " + JsonStrings(list.WebActivities) +
-                L",\n  \"protections\": " + JsonStrings(list.Protections) + L"\n}\n";
-        Print(text);
+        writer.EndArray();
+        WriteStrings(writer, L"webActivities", list.WebActivities);
+        WriteStrings(writer, L"protections", list.Protections);
+        writer.EndObject();
+        Print(writer.Text() + L"\n");
         return;
     }
     std::wstring text = L"Sites (" + std::to_wstring(list.Sites.size()) + L")\n";

@@ -10,7 +10,6 @@
 void Print(const std::wstring& text);       // standard output, UTF-8
 void PrintError(const std::wstring& text);  // standard error, UTF-8
 std::wstring GuidText(const GUID& guid);
-std::wstring JsonString(const std::wstring& text);
 
 void PrintServices(const SrvFrwk::Interface::ArrayOfRowService& rows, bool json);
 void PrintProviders(const SrvFrwk::Interface::ArrayOfRowProvider& rows, bool json);

@@ -1,9 +1,7 @@
 #include "ResultText.h"
 
-#include <windows.h>
-
 #include "OstrelResult.h"
-#include "ZorvComn_Handle.h"
+#include "SystemText.h"
 
 std::wstring DescribeResult(int32_t result) {
     switch (result) {
@@ -35,23 +33,10 @@ std::wstring DescribeResult(int32_t result) {
             break;
     }
     if ((static_cast<uint32_t>(result) & 0xFFFF0000u) == 0x80070000u) {
-        const DWORD error = static_cast<DWORD>(result) & 0xFFFFu;
-        wchar_t* text = nullptr;
-        const DWORD length =
-            FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                               FORMAT_MESSAGE_IGNORE_INSERTS,
-                           nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-        const ZorvCommon::UniqueLocalMem owner(text);
-        std::wstring message = L"system error " + std::to_wstring(error);
-        if (length > 0 && text != nullptr) {
-            std::wstring system(text, length);
-            while (!system.empty() && (system.back() == L'\n' || system.back() == L'\r' ||
-                                       system.back() == L' ' || system.back() == L'.')) {
-                system.pop_back();
-            }
-            message += L": " + system;
-        }
-        return message;
+        const uint32_t error = static_cast<uint32_t>(result) & 0xFFFFu;
+        std::wstring system;
+        return L"system error " + std::to_wstring(error) +
+               (Tools::SystemText(error, system) ? L": " + system : std::wstring());
     }
     return result < 0 ? L"failure" : L"success";
 }

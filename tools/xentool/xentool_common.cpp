@@ -5,8 +5,10 @@
 #include <cstdio>
 
 #include "DocumentVocabulary.h"
+#include "SystemText.h"
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_File.h"
+#include "ZorvComn_String.h"
 #include "xentool_usage.h"
 
 namespace Xentool {
@@ -44,17 +46,17 @@ int Fail(int code, const std::wstring& message) {
 }
 
 std::wstring DescribeError(uint32_t error) {
-    wchar_t* text = nullptr;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-    ZorvCommon::UniqueLocalMem owner(text);
-    std::wstring message = length > 0 ? std::wstring(text, length) : L"system error";
-    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' ||
-                                message.back() == L'.' || message.back() == L' ')) {
-        message.pop_back();
+    std::wstring message;
+    if (!Tools::SystemText(error, message)) {
+        message = L"system error";
     }
     return message + L" (error " + std::to_wstring(error) + L")";
+}
+
+std::wstring Hex32(uint32_t value) {
+    std::wstring text;
+    ZorvCommon::String::Format(text, L"0x%08x", value);
+    return text;
 }
 
 bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error) {

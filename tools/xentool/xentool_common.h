@@ -31,6 +31,8 @@ struct Command {
 int Fail(int code, const std::wstring& message);
 // "<system text> (error N)".
 std::wstring DescribeError(uint32_t error);
+// "0x%08x".
+std::wstring Hex32(uint32_t value);
 
 bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error);
 // Creates or replaces the file.

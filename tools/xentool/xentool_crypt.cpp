@@ -1,9 +1,8 @@
-#include "xentool_crypt.h"
+#include "xentool_usage.h"
 
 #include <windows.h>
 
 #include "ZorvComn_CryptDocument.h"
-#include "xentool_usage.h"
 
 namespace Xentool {
 

@@ -6,9 +6,7 @@
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_lint_grammar.h"
 #include "xentool_usage.h"
-#include "xentool_plan_output.h"
 
 namespace Xentool {
 

@@ -1,4 +1,4 @@
-#include "xentool_lint_grammar.h"
+#include "xentool_lint.h"
 
 #include <algorithm>
 
@@ -27,58 +27,82 @@ void CheckText(const TextRule& rule, const std::wstring& text, const Position& a
                        L" (" + rule.Expected + L")");
 }
 
-void CheckAttributes(const ElementRule& rule, const XmlElement& element, Findings& findings) {
+bool IsAttribute(const GrammarRow& row) {
+    return row.Occurrence == Occurs::OptionalAttribute ||
+           row.Occurrence == Occurs::RequiredAttribute;
+}
+
+bool IsBelow(const GrammarRow& row, const GrammarRow& parent) {
+    return row.Parent != nullptr && std::wstring_view(row.Parent) == parent.Name;
+}
+
+// The row of an element or attribute of parent that the test picks; null for none.
+template <typename Test>
+const GrammarRow* FindRow(const Grammar& grammar, const GrammarRow* pParent, Test test) {
+    const auto found = std::find_if(grammar.begin(), grammar.end(), [&](const GrammarRow& row) {
+        return (pParent == nullptr || IsBelow(row, *pParent)) && test(row);
+    });
+    return found != grammar.end() ? &*found : nullptr;
+}
+
+void CheckAttributes(const Grammar& grammar, const GrammarRow& rule, const XmlElement& element,
+                     Findings& findings) {
     const std::wstring tag = L"<" + element.Name + L">";
     for (const XmlAttribute& attribute : element.Attributes) {
-        const auto known = std::find_if(
-            rule.Attributes.begin(), rule.Attributes.end(),
-            [&](const AttributeRule& candidate) { return attribute.Name == candidate.Name; });
-        if (known == rule.Attributes.end()) {
+        const GrammarRow* pKnown = FindRow(grammar, &rule, [&](const GrammarRow& row) {
+            return IsAttribute(row) && attribute.Name == row.Name;
+        });
+        if (pKnown == nullptr) {
             if (!IsSchemaHint(attribute.Name)) {
                 findings.Warning(attribute.At, Quote(attribute.Name) + L" is not an attribute of " +
                                                    tag + L"; the reader ignores it");
             }
             continue;
         }
-        CheckText(known->Text, attribute.Value, attribute.At, Quote(attribute.Name), findings);
+        CheckText(pKnown->Text, attribute.Value, attribute.At, Quote(attribute.Name), findings);
     }
-    for (const AttributeRule& required : rule.Attributes) {
-        if (required.Required && element.FindAttribute(required.Name) == nullptr) {
-            findings.Error(element.At, tag + L" has no " + Quote(required.Name) + L" attribute");
+    for (const GrammarRow& row : grammar) {
+        if (IsBelow(row, rule) && row.Occurrence == Occurs::RequiredAttribute &&
+            element.FindAttribute(row.Name) == nullptr) {
+            findings.Error(element.At, tag + L" has no " + Quote(row.Name) + L" attribute");
         }
     }
 }
 
-void CheckChildren(const Grammar& grammar, const ElementRule& rule, const XmlElement& element,
-                   Findings& findings) {
+void CheckElement(const Grammar& grammar, const GrammarRow& rule, const XmlElement& element,
+                  Findings& findings) {
+    CheckAttributes(grammar, rule, element, findings);
     const std::wstring tag = L"<" + element.Name + L">";
-    std::vector<size_t> counts(rule.Children.size(), 0);
+    std::vector<size_t> counts(grammar.size(), 0);
     for (const auto& pChild : element.Children) {
         const XmlElement& child = *pChild;
-        const auto known =
-            std::find_if(rule.Children.begin(), rule.Children.end(),
-                         [&](const ChildRule& candidate) { return child.IsNamed(candidate.Name); });
-        if (known == rule.Children.end()) {
+        const auto isChild = [&](const GrammarRow& row) {
+            return !IsAttribute(row) && child.IsNamed(row.Name);
+        };
+        const GrammarRow* pKnown = FindRow(grammar, &rule, isChild);
+        if (pKnown == nullptr) {
             findings.Error(child.At, L"<" + child.Name + L">" +
-                                         (grammar.Find(child.Name) != nullptr
+                                         (FindRow(grammar, nullptr, isChild) != nullptr
                                               ? L" does not belong in " + tag
                                               : L" is not an element of " + tag) +
                                          L"; the reader ignores it");
             continue;
         }
-        CheckSpelling(child, known->Name, findings);
-        if (++counts[known - rule.Children.begin()] == 2 && !known->Repeatable) {
+        CheckSpelling(child, pKnown->Name, findings);
+        if (++counts[pKnown - grammar.data()] == 2 && pKnown->Occurrence != Occurs::Repeated) {
             findings.Warning(child.At, L"<" + child.Name + L"> appears again in " + tag +
                                            L"; the last one counts");
         }
-        CheckStructure(grammar, child, findings);
+        CheckElement(grammar, *pKnown, child, findings);
     }
-    for (size_t index = 0; index < rule.Children.size(); ++index) {
-        if (rule.Children[index].Required && counts[index] == 0) {
+    for (size_t index = 0; index < grammar.size(); ++index) {
+        if (IsBelow(grammar[index], rule) && grammar[index].Occurrence == Occurs::Required &&
+            counts[index] == 0) {
             findings.Error(element.At,
-                           tag + L" has no <" + std::wstring(rule.Children[index].Name) + L">");
+                           tag + L" has no <" + std::wstring(grammar[index].Name) + L">");
         }
     }
+    CheckText(rule.Text, element.Text, element.TextAt, tag, findings);
 }
 
 }  // namespace
@@ -104,25 +128,8 @@ std::vector<Finding> Findings::Sorted() const {
     return sorted;
 }
 
-const ElementRule* Grammar::Find(const std::wstring& name) const {
-    for (const ElementRule& rule : m_Elements) {
-        if (Frwk::StringUtility::EqualsNoCase(name, rule.Name)) {
-            return &rule;
-        }
-    }
-    return nullptr;
-}
-
-void CheckStructure(const Grammar& grammar, const XmlElement& element, Findings& findings) {
-    const ElementRule* pRule = grammar.Find(element.Name);
-    if (pRule == nullptr) {
-        return;  // reported by the parent
-    }
-    CheckAttributes(*pRule, element, findings);
-    CheckChildren(grammar, *pRule, element, findings);
-    if (pRule->HasText) {
-        CheckText(pRule->Text, element.Text, element.TextAt, L"<" + element.Name + L">", findings);
-    }
+void CheckStructure(const Grammar& grammar, const XmlElement& root, Findings& findings) {
+    CheckElement(grammar, grammar.front(), root, findings);
 }
 
 void CheckSpelling(const XmlElement& element, const wchar_t* spelling, Findings& findings) {
@@ -149,10 +156,6 @@ std::wstring AttributeText(const XmlElement& element, const wchar_t* name) {
 
 std::wstring Quote(const std::wstring& text) {
     return L"\"" + text + L"\"";
-}
-
-bool IsYesNo(const std::wstring& text) {
-    return text == L"yes" || text == L"no";
 }
 
 bool IsNotEmpty(const std::wstring& text) {

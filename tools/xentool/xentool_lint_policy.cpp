@@ -2,7 +2,6 @@
 // other kind refused.
 
 #include "xentool_lint.h"
-#include "xentool_lint_grammar.h"
 
 namespace Xentool {
 
@@ -10,78 +9,64 @@ namespace {
 
 using namespace Ostrel::Vocabulary;
 
-const TextRule kAnyText = {};
-const TextRule kGuid = {&IsGuid, L"a braced GUID such as {6513270E-269E-0D37-F2A7-4DE452E6B438}"};
-const TextRule kName = {&IsNotEmpty, L"a file name"};
-const TextRule kOrder = {&IsDecimal, L"a decimal number"};
-
-ElementRule Leaf(const wchar_t* name, TextRule text) {
-    return {name, {}, {}, true, text};
-}
-
-// The children of a service or provider element: the shared ones, then its own.
-std::vector<ChildRule> RowChildren(const wchar_t* guid, const wchar_t* depended, bool service) {
-    std::vector<ChildRule> children = {{guid, false, false},
-                                       {PolicyElement::kModule, false, false},
-                                       {PolicyElement::kModuleName, false, false},
-                                       {PolicyElement::kStartUp, false, false},
-                                       {PolicyElement::kLoad, false, false},
-                                       {PolicyElement::kUnload, false, false},
-                                       {PolicyElement::kOrderOfLoading, false, false},
-                                       {PolicyElement::kOrderOfUnloading, false, false},
-                                       {PolicyElement::kShared, false, false},
-                                       {PolicyElement::kPermissions, false, false},
-                                       {PolicyElement::kDataConversion, false, false},
-                                       {PolicyElement::kConvModuleName, false, false},
-                                       {depended, false, false}};
-    if (service) {
-        children.push_back({PolicyElement::kInterface, false, false});
-    }
-    return children;
-}
+}  // namespace
 
 const Grammar& PolicyGrammar() {
-    static const Grammar grammar({
-        {PolicyElement::kBaseFramework,
-         {},
-         {{PolicyElement::kFrameworkService, false, true},
-          {PolicyElement::kFrameworkProvider, false, true}}},
-        {PolicyElement::kFrameworkService,
-         {{L"version", true, kAnyText}},
-         RowChildren(PolicyElement::kServiceGuid, PolicyElement::kDependedServices, true)},
-        {PolicyElement::kFrameworkProvider,
-         {{L"version", true, kAnyText}},
-         RowChildren(PolicyElement::kProviderGuid, PolicyElement::kDependedProviders, false)},
-        Leaf(PolicyElement::kServiceGuid, kGuid),
-        Leaf(PolicyElement::kProviderGuid, kGuid),
-        Leaf(PolicyElement::kModule, OneOf(kModuleTypes)),
-        Leaf(PolicyElement::kModuleName, kName),
-        Leaf(PolicyElement::kStartUp, OneOf(kStartupTypes)),
-        Leaf(PolicyElement::kLoad, OneOf(kLoadOptions)),
-        Leaf(PolicyElement::kUnload, OneOf(kUnloadOptions)),
-        Leaf(PolicyElement::kOrderOfLoading, kOrder),
-        Leaf(PolicyElement::kOrderOfUnloading, kOrder),
-        {PolicyElement::kShared,
-         {{L"SharedType", true, OneOf(kSharedTypes)}, {L"SharedGuid", true, kGuid}},
-         {}},
-        Leaf(PolicyElement::kInterface, OneOf(kInterfaceTypes)),
-        {PolicyElement::kPermissions, {}, {{PolicyElement::kPermission, false, true}}},
-        {PolicyElement::kPermission,
-         {{L"type", true, OneOf(kPermissionIndexes)}},
-         {},
-         true,
-         OneOf(kPermissionTypes)},
-        Leaf(PolicyElement::kDataConversion, OneOf(kDataConversions)),
-        Leaf(PolicyElement::kConvModuleName, kName),
-        {PolicyElement::kDependedServices, {}, {{PolicyElement::kDependedService, false, true}}},
-        {PolicyElement::kDependedProviders, {}, {{PolicyElement::kDependedProvider, false, true}}},
-        Leaf(PolicyElement::kDependedService, kGuid),
-        Leaf(PolicyElement::kDependedProvider, kGuid),
-    });
+    static const Grammar grammar = [] {
+        const TextRule any;
+        const TextRule guid(&IsGuid,
+                            L"a braced GUID such as {6513270E-269E-0D37-F2A7-4DE452E6B438}");
+        const TextRule fileName(&IsNotEmpty, L"a file name");
+        const TextRule order(&IsDecimal, L"a decimal number");
+        Grammar rows = {
+            {PolicyElement::kBaseFramework, nullptr, Occurs::Optional, any},
+            {PolicyElement::kFrameworkService, PolicyElement::kBaseFramework, Occurs::Repeated,
+             any},
+            {PolicyElement::kFrameworkProvider, PolicyElement::kBaseFramework, Occurs::Repeated,
+             any},
+            {L"SharedType", PolicyElement::kShared, Occurs::RequiredAttribute, OneOf(kSharedTypes)},
+            {L"SharedGuid", PolicyElement::kShared, Occurs::RequiredAttribute, guid},
+            {PolicyElement::kPermission, PolicyElement::kPermissions, Occurs::Repeated,
+             OneOf(kPermissionTypes)},
+            {L"type", PolicyElement::kPermission, Occurs::RequiredAttribute,
+             OneOf(kPermissionIndexes)},
+            {PolicyElement::kDependedService, PolicyElement::kDependedServices, Occurs::Repeated,
+             guid},
+            {PolicyElement::kDependedProvider, PolicyElement::kDependedProviders, Occurs::Repeated,
+             guid},
+        };
+        // A service and a provider: the children they share, then their own.
+        for (const bool service : {true, false}) {
+            const wchar_t* row =
+                service ? PolicyElement::kFrameworkService : PolicyElement::kFrameworkProvider;
+            const std::vector<std::pair<const wchar_t*, TextRule>> children = {
+                {service ? PolicyElement::kServiceGuid : PolicyElement::kProviderGuid, guid},
+                {PolicyElement::kModule, OneOf(kModuleTypes)},
+                {PolicyElement::kModuleName, fileName},
+                {PolicyElement::kStartUp, OneOf(kStartupTypes)},
+                {PolicyElement::kLoad, OneOf(kLoadOptions)},
+                {PolicyElement::kUnload, OneOf(kUnloadOptions)},
+                {PolicyElement::kOrderOfLoading, order},
+                {PolicyElement::kOrderOfUnloading, order},
+                {PolicyElement::kShared, any},
+                {PolicyElement::kPermissions, any},
+                {PolicyElement::kDataConversion, OneOf(kDataConversions)},
+                {PolicyElement::kConvModuleName, fileName},
+                {service ? PolicyElement::kDependedServices : PolicyElement::kDependedProviders,
+                 any}};
+            rows.push_back({L"version", row, Occurs::RequiredAttribute, any});
+            for (const auto& child : children) {
+                rows.push_back({child.first, row, Occurs::Optional, child.second});
+            }
+            if (service) {
+                rows.push_back(
+                    {PolicyElement::kInterface, row, Occurs::Optional, OneOf(kInterfaceTypes)});
+            }
+        }
+        return rows;
+    }();
     return grammar;
 }
-
-}  // namespace
 
 void LintPolicy(const XmlElement& root, DocumentKind kind, Findings& findings) {
     CheckStructure(PolicyGrammar(), root, findings);

@@ -11,7 +11,6 @@
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_String.h"
 #include "xentool_lint.h"
-#include "xentool_lint_grammar.h"
 
 namespace Xentool {
 
@@ -34,65 +33,6 @@ bool IsPlatformWord(const std::wstring& text) {
 bool IsLanguageWord(const std::wstring& text) {
     uint32_t code = 0;
     return IsAll(text) || Reader::GetLanguageCode(text, code);
-}
-
-const TextRule kAnyText = {};
-
-std::vector<AttributeRule> TargetingAttributes() {
-    TextRule::Words languages = {kAllWord, kEnglishUs.Text};
-    for (const std::wstring_view word : WordsOf(kLanguages)) {
-        languages.push_back(word);
-    }
-    return {{L"platform", false, TextRule(&IsPlatformWord, ListWords(WordsOf(kPlatforms)))},
-            {L"language", false, TextRule(&IsLanguageWord, ListWords(languages))},
-            {L"product", false, kAnyText},
-            {L"minversion", false, kAnyText},
-            {L"maxversion", false, kAnyText},
-            {L"assign", true, kAnyText}};
-}
-
-ElementRule Leaf(const wchar_t* name, TextRule text = kAnyText) {
-    return {name, {}, {}, true, text};
-}
-
-const Grammar& StorageGrammar() {
-    static const Grammar grammar({
-        {StorageElement::kStorage,
-         {{L"version", true, kAnyText},
-          {L"check", false, OneOf(kBooleans)},
-          {L"save", false, OneOf(kBooleans)}},
-         {{StorageElement::kRegistry, false, true}, {StorageElement::kIniFile, false, true}}},
-        {StorageElement::kRegistry,
-         TargetingAttributes(),
-         {{StorageElement::kRoot, true, false},
-          {StorageElement::kPath, true, false},
-          {StorageElement::kAccessMode, true, false},
-          {StorageElement::kAccessRight, true, false},
-          {StorageElement::kControl, false, true}}},
-        {StorageElement::kIniFile,
-         TargetingAttributes(),
-         {{StorageElement::kPath, true, false},
-          {StorageElement::kSection, true, false},
-          {StorageElement::kControl, false, true}}},
-        {StorageElement::kControl,
-         TargetingAttributes(),
-         {{StorageElement::kName, false, false},
-          {StorageElement::kType, false, false},
-          {StorageElement::kAction, true, false},
-          {StorageElement::kValue, false, false},
-          {StorageElement::kOverwrite, false, false}}},
-        Leaf(StorageElement::kRoot, OneOf(kRegistryRoots)),
-        Leaf(StorageElement::kPath),
-        Leaf(StorageElement::kAccessMode, OneOf(kAccessModes)),
-        Leaf(StorageElement::kAccessRight, OneOf(kAccessRights)),
-        Leaf(StorageElement::kSection),
-        Leaf(StorageElement::kName),
-        Leaf(StorageElement::kType, OneOf(kValueTypes)),
-        Leaf(StorageElement::kAction, OneOf(kActions)),
-        Leaf(StorageElement::kValue),
-        Leaf(StorageElement::kOverwrite, OneOf(kBooleans)),
-    });
-    return grammar;
 }
 
 // The text of the child the reader keeps, and where to point at it.
@@ -371,6 +311,56 @@ void CheckIniFile(const XmlElement& section, Findings& findings) {
 }
 
 }  // namespace
+
+const Grammar& StorageGrammar() {
+    static const Grammar grammar = [] {
+        using E = const wchar_t*;
+        const TextRule any;
+        Grammar rows = {
+            {StorageElement::kStorage, nullptr, Occurs::Optional, any},
+            {L"version", StorageElement::kStorage, Occurs::RequiredAttribute, any},
+            {L"check", StorageElement::kStorage, Occurs::OptionalAttribute, OneOf(kBooleans)},
+            {L"save", StorageElement::kStorage, Occurs::OptionalAttribute, OneOf(kBooleans)},
+            {StorageElement::kRegistry, StorageElement::kStorage, Occurs::Repeated, any},
+            {StorageElement::kIniFile, StorageElement::kStorage, Occurs::Repeated, any},
+            {StorageElement::kRoot, StorageElement::kRegistry, Occurs::Required,
+             OneOf(kRegistryRoots)},
+            {StorageElement::kPath, StorageElement::kRegistry, Occurs::Required, any},
+            {StorageElement::kAccessMode, StorageElement::kRegistry, Occurs::Required,
+             OneOf(kAccessModes)},
+            {StorageElement::kAccessRight, StorageElement::kRegistry, Occurs::Required,
+             OneOf(kAccessRights)},
+            {StorageElement::kControl, StorageElement::kRegistry, Occurs::Repeated, any},
+            {StorageElement::kPath, StorageElement::kIniFile, Occurs::Required, any},
+            {StorageElement::kSection, StorageElement::kIniFile, Occurs::Required, any},
+            {StorageElement::kControl, StorageElement::kIniFile, Occurs::Repeated, any},
+            {StorageElement::kName, StorageElement::kControl, Occurs::Optional, any},
+            {StorageElement::kType, StorageElement::kControl, Occurs::Optional, OneOf(kValueTypes)},
+            {StorageElement::kAction, StorageElement::kControl, Occurs::Required, OneOf(kActions)},
+            {StorageElement::kValue, StorageElement::kControl, Occurs::Optional, any},
+            {StorageElement::kOverwrite, StorageElement::kControl, Occurs::Optional,
+             OneOf(kBooleans)},
+        };
+        // The targeting attributes of the sections and of their controls.
+        TextRule::Words languages = {kAllWord, kEnglishUs.Text};
+        for (const std::wstring_view word : WordsOf(kLanguages)) {
+            languages.push_back(word);
+        }
+        for (E parent :
+             {StorageElement::kRegistry, StorageElement::kIniFile, StorageElement::kControl}) {
+            rows.push_back({L"platform", parent, Occurs::OptionalAttribute,
+                            TextRule(&IsPlatformWord, ListWords(WordsOf(kPlatforms)))});
+            rows.push_back({L"language", parent, Occurs::OptionalAttribute,
+                            TextRule(&IsLanguageWord, ListWords(languages))});
+            for (E name : {L"product", L"minversion", L"maxversion"}) {
+                rows.push_back({name, parent, Occurs::OptionalAttribute, any});
+            }
+            rows.push_back({L"assign", parent, Occurs::RequiredAttribute, any});
+        }
+        return rows;
+    }();
+    return grammar;
+}
 
 void LintStorage(const XmlElement& root, Findings& findings) {
     CheckStructure(StorageGrammar(), root, findings);

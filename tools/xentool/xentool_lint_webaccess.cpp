@@ -4,7 +4,6 @@
 #include <map>
 
 #include "xentool_lint.h"
-#include "xentool_lint_grammar.h"
 
 namespace Xentool {
 
@@ -20,56 +19,6 @@ TextRule PlatformWords() {
     }
     rule.Expected = ListWords(rule.Accepted);
     return rule;
-}
-
-const TextRule kAnyText = {};
-
-// A control that names a site by "address": Log and Protection.
-ElementRule SiteControl(const wchar_t* name) {
-    return {name,
-            {{L"label", true, kAnyText},
-             {L"enable", true, OneOf(kBooleans)},
-             {L"address", true, kAnyText}},
-            {}};
-}
-
-const Grammar& WebAccessGrammar() {
-    static const Grammar grammar({
-        {WebElement::kWebAccess,
-         {},
-         {{WebElement::kSites, false, true},
-          {WebElement::kApplications, false, true},
-          {WebElement::kControls, false, true}}},
-        {WebElement::kSites, {}, {{WebElement::kAddress, false, true}}},
-        {WebElement::kAddress, {{L"label", true, kAnyText}, {L"id", true, kAnyText}}, {}},
-        {WebElement::kApplications, {}, {{WebElement::kProcess, false, true}}},
-        {WebElement::kProcess,
-         {{L"platform", true, PlatformWords()},
-          {L"label", true, kAnyText},
-          {L"native", true, OneOf(kNativeBitness)},
-          {L"vender", false, kAnyText},
-          {L"family", false, kAnyText},
-          {L"code", false, kAnyText}},
-         {{WebElement::kFileName, true, false}}},
-        {WebElement::kFileName, {}, {}, true, kAnyText},
-        {WebElement::kControls,
-         {},
-         {{WebElement::kFilters, false, true},
-          {WebElement::kLogs, false, true},
-          {WebElement::kProtections, false, true}}},
-        {WebElement::kFilters, {}, {{WebElement::kFilter, false, true}}},
-        {WebElement::kFilter,
-         {{L"label", true, kAnyText},
-          {L"type", true, OneOf(kFilterTypes)},
-          {L"process", true, kAnyText},
-          {L"address", true, kAnyText}},
-         {}},
-        {WebElement::kLogs, {}, {{WebElement::kLog, false, true}}},
-        {WebElement::kProtections, {}, {{WebElement::kProtection, false, true}}},
-        SiteControl(WebElement::kLog),
-        SiteControl(WebElement::kProtection),
-    });
-    return grammar;
 }
 
 using Labels = std::map<std::wstring, Position>;
@@ -111,6 +60,47 @@ void CheckReference(const XmlElement& control, const wchar_t* attribute, const L
 }
 
 }  // namespace
+
+const Grammar& WebAccessGrammar() {
+    static const Grammar grammar = [] {
+        const TextRule any;
+        Grammar rows = {
+            {WebElement::kWebAccess, nullptr, Occurs::Optional, any},
+            {WebElement::kSites, WebElement::kWebAccess, Occurs::Repeated, any},
+            {WebElement::kApplications, WebElement::kWebAccess, Occurs::Repeated, any},
+            {WebElement::kControls, WebElement::kWebAccess, Occurs::Repeated, any},
+            {WebElement::kAddress, WebElement::kSites, Occurs::Repeated, any},
+            {L"label", WebElement::kAddress, Occurs::RequiredAttribute, any},
+            {L"id", WebElement::kAddress, Occurs::RequiredAttribute, any},
+            {WebElement::kProcess, WebElement::kApplications, Occurs::Repeated, any},
+            {L"platform", WebElement::kProcess, Occurs::RequiredAttribute, PlatformWords()},
+            {L"label", WebElement::kProcess, Occurs::RequiredAttribute, any},
+            {L"native", WebElement::kProcess, Occurs::RequiredAttribute, OneOf(kNativeBitness)},
+            {L"vender", WebElement::kProcess, Occurs::OptionalAttribute, any},
+            {L"family", WebElement::kProcess, Occurs::OptionalAttribute, any},
+            {L"code", WebElement::kProcess, Occurs::OptionalAttribute, any},
+            {WebElement::kFileName, WebElement::kProcess, Occurs::Required, any},
+            {WebElement::kFilters, WebElement::kControls, Occurs::Repeated, any},
+            {WebElement::kLogs, WebElement::kControls, Occurs::Repeated, any},
+            {WebElement::kProtections, WebElement::kControls, Occurs::Repeated, any},
+            {WebElement::kFilter, WebElement::kFilters, Occurs::Repeated, any},
+            {L"label", WebElement::kFilter, Occurs::RequiredAttribute, any},
+            {L"type", WebElement::kFilter, Occurs::RequiredAttribute, OneOf(kFilterTypes)},
+            {L"process", WebElement::kFilter, Occurs::RequiredAttribute, any},
+            {L"address", WebElement::kFilter, Occurs::RequiredAttribute, any},
+            {WebElement::kLog, WebElement::kLogs, Occurs::Repeated, any},
+            {WebElement::kProtection, WebElement::kProtections, Occurs::Repeated, any},
+        };
+        // The controls that name a site by "address".
+        for (const wchar_t* control : {WebElement::kLog, WebElement::kProtection}) {
+            rows.push_back({L"label", control, Occurs::RequiredAttribute, any});
+            rows.push_back({L"enable", control, Occurs::RequiredAttribute, OneOf(kBooleans)});
+            rows.push_back({L"address", control, Occurs::RequiredAttribute, any});
+        }
+        return rows;
+    }();
+    return grammar;
+}
 
 void LintWebAccess(const XmlElement& root, Findings& findings) {
     CheckStructure(WebAccessGrammar(), root, findings);

@@ -1,4 +1,4 @@
-#include "xentool_plan.h"
+#include "xentool_usage.h"
 
 #include <windows.h>
 
@@ -7,18 +7,13 @@
 #include "ZorvComn_XmlParser.h"
 #include "xentool_plan_output.h"
 #include "xentool_profile.h"
-#include "xentool_usage.h"
 
 namespace Xentool {
 
 namespace {
 
 using Ostrel::Storage::CommandChain;
-using Ostrel::Storage::DocumentEntry;
-using Ostrel::Storage::ISection;
-using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
-using Ostrel::Storage::TargetVerdict;
 
 struct PlanOptions {
     std::wstring Document;
@@ -26,60 +21,6 @@ struct PlanOptions {
     std::wstring Profile;
     bool ReadCurrent = false;  // this machine's values, also with a profile
     bool Json = false;
-};
-
-// Collects the reader's decisions in document order.
-class PlanReport : public Ostrel::Storage::IDocumentObserver {
-public:
-    void OnSection(const std::wstring& elementName, const Target& target,
-                   TargetVerdict verdict) override {
-        m_Sections.emplace_back();
-        SectionRecord& record = m_Sections.back();
-        record.ElementName = elementName;
-        record.Decided = true;
-        record.Targeting = target;
-        record.Verdict = verdict;
-        m_Open = true;
-    }
-
-    void OnEntry(const Target& target, TargetVerdict verdict, const DocumentEntry* entry) override {
-        if (!m_Open) {
-            return;
-        }
-        EntryRecord record;
-        record.Targeting = target;
-        record.Verdict = verdict;
-        record.Kept = entry != nullptr;
-        if (entry != nullptr) {
-            record.Entry = *entry;
-        }
-        m_Sections.back().Entries.push_back(record);
-    }
-
-    void OnSectionEnd(const std::wstring& elementName, const ISection* pSection,
-                      HRESULT result) override {
-        if (!m_Open) {
-            m_Sections.emplace_back();
-            m_Sections.back().ElementName = elementName;
-        }
-        m_Open = false;
-        SectionRecord& record = m_Sections.back();
-        record.Result = result;
-        if (pSection != nullptr) {
-            record.Section = DescribeSection(*pSection);
-        }
-        if (FAILED(result)) {
-            m_FailedElement = elementName;
-        }
-    }
-
-    const std::vector<SectionRecord>& Sections() const { return m_Sections; }
-    const std::wstring& FailedElement() const { return m_FailedElement; }
-
-private:
-    std::vector<SectionRecord> m_Sections;
-    std::wstring m_FailedElement;
-    bool m_Open = false;
 };
 
 // A file in the temporary folder, deleted with its owner.
@@ -198,35 +139,21 @@ int Plan(const Arguments& arguments) {
                     L"cannot read '" + options.Document + L"': " + DescribeError(GetLastError()));
     }
 
+    PlanPrinter printer(options.Json, options.Document, options.Assign, system, source,
+                        options.ReadCurrent);
     ZorvCommon::Storage::XmlParser xmlParser;
     CXmlParserStorageControl reader(xmlParser);
     reader.SetKeepDocument(true);
     reader.SetTargetSystem(&system);
-    PlanReport report;
-    reader.SetObserver(&report);
+    reader.SetObserver(&printer);
     CommandChain chain;
     const HRESULT hr = reader.QueryValue(
         &chain, copy.Path().empty() ? options.Document : copy.Path(), options.Assign);
     Ostrel::Storage::DryRun dryRun(options.ReadCurrent);
     const HRESULT chainResult = dryRun.Run(chain);
-
-    PlanFacts facts;
-    facts.Document = options.Document;
-    facts.Assign = options.Assign;
-    facts.pSystem = &system;
-    facts.Source = source;
-    facts.ReadCurrent = options.ReadCurrent;
-    facts.Sections = report.Sections();
-    facts.CommandCount = chain.GetCount();
-    facts.Operations = dryRun.Operations();
-    facts.Result = hr;
     // Commands built before a failure still run, and their result replaces the reader's.
-    facts.RequestResult = chain.GetCount() > 0 ? chainResult : hr;
-    if (options.Json) {
-        PrintPlanJson(facts);
-    } else {
-        PrintPlanText(facts);
-    }
+    printer.Finish(chain.GetCount(), dryRun.Operations(), hr,
+                   chain.GetCount() > 0 ? chainResult : hr);
     if (SUCCEEDED(hr)) {
         return ExitOk;
     }
@@ -234,8 +161,8 @@ int Plan(const Arguments& arguments) {
     if (xmlParser.GetLastLine() != 0) {
         where = L" at line " + std::to_wstring(xmlParser.GetLastLine()) + L", column " +
                 std::to_wstring(xmlParser.GetLastColumn());
-    } else if (!report.FailedElement().empty()) {
-        where = L" in element " + report.FailedElement();
+    } else if (!printer.FailedElement().empty()) {
+        where = L" in element " + printer.FailedElement();
     }
     return Fail(ExitData, L"'" + options.Document + L"' does not parse: " +
                               Hex32(static_cast<uint32_t>(hr)) + where);

@@ -1,21 +1,22 @@
 #include "xentool_plan_output.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "DocumentVocabulary.h"
-#include "ZorvComn_String.h"
-#include "xentool_json.h"
+#include "xentool_common.h"
 
 namespace Xentool {
 
 namespace {
 
 using Ostrel::Storage::DocumentEntry;
-using Ostrel::Storage::IEntry;
 using Ostrel::Storage::ISection;
+using Ostrel::Storage::PlannedOperation;
 using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
+using Tools::JsonWriter;
 
 // The word of value in table; "?" for a value without one.
 template <size_t N>
@@ -28,6 +29,38 @@ void PrintLine(const std::wstring& text) {
     fwprintf(stdout, L"%ls\n", text.c_str());
 }
 
+std::wstring CommandName(uint32_t commandType) {
+    return WordOf(Ostrel::Vocabulary::kActions, commandType);
+}
+
+std::wstring ValueTypeName(uint32_t valueType) {
+    return valueType == Ostrel::Storage::ValueTypeName
+               ? L"name"
+               : WordOf(Ostrel::Vocabulary::kValueTypes, valueType);
+}
+
+// "HKCU\path (view default, all access)" or "file [section]".
+std::wstring DescribeSection(const ISection& section) {
+    std::wstring name;
+    section.GetName(name);
+    if (section.GetType() == Ostrel::Storage::SectionTypeIniFile) {
+        const auto& iniFile = static_cast<const Ostrel::Storage::SectionIniFile&>(section);
+        return iniFile.GetFilePath() + L" [" + iniFile.GetSectionName() + L"]";
+    }
+    const auto& registry = static_cast<const Ostrel::Storage::SectionRegistry&>(section);
+    const uint32_t root = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(registry.GetRoot()));
+    const std::wstring_view rootName =
+        Ostrel::Vocabulary::TextOf(Ostrel::Vocabulary::kRegistryRoots, root);
+    std::wstring text = (rootName.empty() ? Hex32(root) : std::wstring(rootName)) + L"\\";
+    if (!registry.GetBaseSubKey().empty()) {
+        text += registry.GetBaseSubKey() + L"\\";
+    }
+    const uint32_t view = registry.GetAccessMode();
+    return text + name + L" (view " + WordOf(Ostrel::Vocabulary::kAccessModes, view) +
+           (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
+                                                                              : L", all access)");
+}
+
 struct TargetAttribute {
     const wchar_t* Name;
     std::wstring Target::*Field;
@@ -38,7 +71,7 @@ const TargetAttribute kTargetAttributes[] = {
     {L"product", &Target::Product},       {L"minversion", &Target::MinVersion},
     {L"maxversion", &Target::MaxVersion}, {L"assign", &Target::Assign}};
 
-// ---- Text --------------------------------------------------------------------------
+// ---- Text and JSON pieces --------------------------------------------------------
 
 std::wstring DescribeTarget(const Target& target) {
     std::wstring text;
@@ -57,10 +90,11 @@ std::wstring DescribeVerdict(TargetVerdict verdict) {
                : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")";
 }
 
-std::wstring DescribeEntry(const EntryRecord& record) {
+std::wstring DescribeEntry(const Target& target, TargetVerdict verdict,
+                           const DocumentEntry* pEntry) {
     std::wstring text = L"  Control";
-    if (record.Kept) {
-        const DocumentEntry& entry = record.Entry;
+    if (pEntry != nullptr) {
+        const DocumentEntry& entry = *pEntry;
         text += std::wstring(L" ") + CommandName(entry.CommandType) + L" " +
                 (entry.Name.empty() ? L"(the section itself)" : entry.Name);
         if (entry.ValueType != Ostrel::Storage::ValueTypeName || !entry.Value.empty()) {
@@ -71,7 +105,7 @@ std::wstring DescribeEntry(const EntryRecord& record) {
             text += L" overwrite";
         }
     }
-    return text + DescribeTarget(record.Targeting) + L": " + DescribeVerdict(record.Verdict);
+    return text + DescribeTarget(target) + L": " + DescribeVerdict(verdict);
 }
 
 std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& source) {
@@ -85,35 +119,6 @@ std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& sour
            Hex32(system.LanguageCode) + L", product version " +
            (system.ProductVersion.empty() ? L"(none)" : system.ProductVersion);
 }
-
-void PrintSections(const std::vector<SectionRecord>& sections) {
-    for (const SectionRecord& record : sections) {
-        if (!record.Decided) {
-            PrintLine(record.ElementName + L": failed " + Hex32(record.Result));
-            continue;
-        }
-        PrintLine(record.ElementName + DescribeTarget(record.Targeting) + L": " +
-                  DescribeVerdict(record.Verdict));
-        for (const EntryRecord& entry : record.Entries) {
-            PrintLine(DescribeEntry(entry));
-        }
-        if (record.Section.empty() && SUCCEEDED(record.Result)) {
-            continue;  // skipped by its targeting, already said
-        }
-        std::wstring text =
-            L"  => " + (record.Section.empty() ? record.ElementName : record.Section);
-        if (FAILED(record.Result)) {
-            text += L": failed " + Hex32(record.Result);
-        } else if (record.Result == Ostrel::kElementSkipped) {
-            text += L": skipped (no entries)";
-        } else {
-            text += L": section built";
-        }
-        PrintLine(text);
-    }
-}
-
-using Ostrel::Storage::PlannedOperation;
 
 bool IsIniFile(const PlannedOperation& operation) {
     return operation.pSection->GetType() == Ostrel::Storage::SectionTypeIniFile;
@@ -226,35 +231,6 @@ void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) 
     json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
 }
 
-void WriteSections(JsonWriter& json, const std::vector<SectionRecord>& sections) {
-    json.BeginArray(L"elements");
-    for (const SectionRecord& record : sections) {
-        json.BeginObject();
-        json.String(L"element", record.ElementName);
-        if (record.Decided) {
-            WriteTarget(json, record.Targeting, record.Verdict);
-        }
-        json.BeginArray(L"entries");
-        for (const EntryRecord& entry : record.Entries) {
-            json.BeginObject();
-            WriteTarget(json, entry.Targeting, entry.Verdict);
-            if (entry.Kept) {
-                json.String(L"action", CommandName(entry.Entry.CommandType));
-                json.String(L"name", entry.Entry.Name);
-                json.String(L"type", ValueTypeName(entry.Entry.ValueType));
-                json.String(L"value", entry.Entry.Value);
-                json.Bool(L"overwrite", entry.Entry.Overwrite);
-            }
-            json.EndObject();
-        }
-        json.EndArray();
-        json.String(L"section", record.Section);
-        json.String(L"result", Hex32(record.Result));
-        json.EndObject();
-    }
-    json.EndArray();
-}
-
 void WriteOperations(JsonWriter& json, const std::vector<PlannedOperation>& operations) {
     json.BeginArray(L"operations");
     for (const PlannedOperation& operation : operations) {
@@ -298,68 +274,105 @@ void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstrin
 
 }  // namespace
 
-void PrintPlanText(const PlanFacts& facts) {
-    PrintLine(DescribeSystem(*facts.pSystem, facts.Source));
-    PrintLine(facts.ReadCurrent ? L"current values: read from this machine"
-                                : L"current values: not read; the plan assumes none of the "
-                                  L"keys, values and files exists yet");
-    PrintSections(facts.Sections);
-    PrintOperations(facts.CommandCount, facts.Operations);
-    PrintLine(L"result: " + Hex32(static_cast<uint32_t>(facts.Result)));
-    PrintLine(L"request result: " + Hex32(static_cast<uint32_t>(facts.RequestResult)));
-}
-
-void PrintPlanJson(const PlanFacts& facts) {
-    JsonWriter json;
-    json.BeginObject();
-    json.String(L"document", facts.Document);
-    json.String(L"assign", facts.Assign);
-    WriteSystem(json, *facts.pSystem, facts.Source);
-    json.Bool(L"currentValuesRead", facts.ReadCurrent);
-    WriteSections(json, facts.Sections);
-    json.Number(L"commands", facts.CommandCount);
-    WriteOperations(json, facts.Operations);
-    json.String(L"result", Hex32(static_cast<uint32_t>(facts.Result)));
-    json.String(L"requestResult", Hex32(static_cast<uint32_t>(facts.RequestResult)));
-    json.EndObject();
-    PrintLine(json.Text());
-}
-
-std::wstring Hex32(uint32_t value) {
-    std::wstring text;
-    ZorvCommon::String::Format(text, L"0x%08x", value);
-    return text;
-}
-
-std::wstring CommandName(uint32_t commandType) {
-    return WordOf(Ostrel::Vocabulary::kActions, commandType);
-}
-
-std::wstring ValueTypeName(uint32_t valueType) {
-    return valueType == Ostrel::Storage::ValueTypeName
-               ? L"name"
-               : WordOf(Ostrel::Vocabulary::kValueTypes, valueType);
-}
-
-std::wstring DescribeSection(const ISection& section) {
-    std::wstring name;
-    section.GetName(name);
-    if (section.GetType() == Ostrel::Storage::SectionTypeIniFile) {
-        const auto& iniFile = static_cast<const Ostrel::Storage::SectionIniFile&>(section);
-        return iniFile.GetFilePath() + L" [" + iniFile.GetSectionName() + L"]";
+PlanPrinter::PlanPrinter(bool json, const std::wstring& document, const std::wstring& assign,
+                         const TargetSystem& system, const std::wstring& source, bool readCurrent)
+    : m_Json(json) {
+    if (!m_Json) {
+        PrintLine(DescribeSystem(system, source));
+        PrintLine(readCurrent ? L"current values: read from this machine"
+                              : L"current values: not read; the plan assumes none of the "
+                                L"keys, values and files exists yet");
+        return;
     }
-    const auto& registry = static_cast<const Ostrel::Storage::SectionRegistry&>(section);
-    const uint32_t root = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(registry.GetRoot()));
-    const std::wstring_view rootName =
-        Ostrel::Vocabulary::TextOf(Ostrel::Vocabulary::kRegistryRoots, root);
-    std::wstring text = (rootName.empty() ? Hex32(root) : std::wstring(rootName)) + L"\\";
-    if (!registry.GetBaseSubKey().empty()) {
-        text += registry.GetBaseSubKey() + L"\\";
+    m_Writer.BeginObject();
+    m_Writer.String(L"document", document);
+    m_Writer.String(L"assign", assign);
+    WriteSystem(m_Writer, system, source);
+    m_Writer.Bool(L"currentValuesRead", readCurrent);
+    m_Writer.BeginArray(L"elements");
+}
+
+void PlanPrinter::OnSection(const std::wstring& elementName, const Target& target,
+                            TargetVerdict verdict) {
+    m_Open = true;
+    if (!m_Json) {
+        PrintLine(elementName + DescribeTarget(target) + L": " + DescribeVerdict(verdict));
+        return;
     }
-    const uint32_t view = registry.GetAccessMode();
-    return text + name + L" (view " + WordOf(Ostrel::Vocabulary::kAccessModes, view) +
-           (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
-                                                                              : L", all access)");
+    m_Writer.BeginObject();
+    m_Writer.String(L"element", elementName);
+    WriteTarget(m_Writer, target, verdict);
+    m_Writer.BeginArray(L"entries");
+}
+
+void PlanPrinter::OnEntry(const Target& target, TargetVerdict verdict, const DocumentEntry* entry) {
+    if (!m_Open) {
+        return;
+    }
+    if (!m_Json) {
+        PrintLine(DescribeEntry(target, verdict, entry));
+        return;
+    }
+    m_Writer.BeginObject();
+    WriteTarget(m_Writer, target, verdict);
+    if (entry != nullptr) {
+        m_Writer.String(L"action", CommandName(entry->CommandType));
+        m_Writer.String(L"name", entry->Name);
+        m_Writer.String(L"type", ValueTypeName(entry->ValueType));
+        m_Writer.String(L"value", entry->Value);
+        m_Writer.Bool(L"overwrite", entry->Overwrite);
+    }
+    m_Writer.EndObject();
+}
+
+// An element that failed before its targeting was decided shows only its failure.
+void PlanPrinter::OnSectionEnd(const std::wstring& elementName, const ISection* pSection,
+                               HRESULT result) {
+    const bool decided = std::exchange(m_Open, false);
+    const std::wstring section = pSection != nullptr ? DescribeSection(*pSection) : L"";
+    if (FAILED(result)) {
+        m_FailedElement = elementName;
+    }
+    if (m_Json) {
+        if (!decided) {
+            m_Writer.BeginObject();
+            m_Writer.String(L"element", elementName);
+            m_Writer.BeginArray(L"entries");
+        }
+        m_Writer.EndArray();
+        m_Writer.String(L"section", section);
+        m_Writer.String(L"result", Hex32(result));
+        m_Writer.EndObject();
+    } else if (!decided) {
+        PrintLine(elementName + L": failed " + Hex32(result));
+    } else if (!section.empty() || FAILED(result)) {  // else skipped by its targeting
+        std::wstring text = L"  => " + (section.empty() ? elementName : section);
+        if (FAILED(result)) {
+            text += L": failed " + Hex32(result);
+        } else if (result == Ostrel::kElementSkipped) {
+            text += L": skipped (no entries)";
+        } else {
+            text += L": section built";
+        }
+        PrintLine(text);
+    }
+}
+
+void PlanPrinter::Finish(size_t commandCount, const std::vector<PlannedOperation>& operations,
+                         HRESULT result, HRESULT requestResult) {
+    if (!m_Json) {
+        PrintOperations(commandCount, operations);
+        PrintLine(L"result: " + Hex32(result));
+        PrintLine(L"request result: " + Hex32(requestResult));
+        return;
+    }
+    m_Writer.EndArray();
+    m_Writer.Number(L"commands", commandCount);
+    WriteOperations(m_Writer, operations);
+    m_Writer.String(L"result", Hex32(result));
+    m_Writer.String(L"requestResult", Hex32(requestResult));
+    m_Writer.EndObject();
+    PrintLine(m_Writer.Text());
 }
 
 }  // namespace Xentool

@@ -1,59 +1,48 @@
 #pragma once
-// What plan prints: the system, the reader's decisions, the command chain's operations
-// and the results, as text or as one JSON object (see README, "Writing documents").
+// What plan prints, as text or as one JSON object (see README, "Writing documents"): the
+// system, the reader's decisions as it makes them, then the command chain's operations
+// and the results.
 
 #include <windows.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "StorageDryRun.h"
 #include "StorageTarget.h"
 #include "XmlParserStorageControl.h"
+#include "JsonWriter.h"
 
 namespace Xentool {
 
-// What the reader decided about one Control element.
-struct EntryRecord {
-    Ostrel::Storage::Target Targeting;
-    Ostrel::Storage::TargetVerdict Verdict = Ostrel::Storage::TargetVerdict::Targeted;
-    bool Kept = false;
-    Ostrel::Storage::DocumentEntry Entry;
+class PlanPrinter : public Ostrel::Storage::IDocumentObserver {
+public:
+    // Starts with the document, the assignment and the system (source: "this machine" or
+    // "profile FILE"), and whether this machine's values are read.
+    PlanPrinter(bool json, const std::wstring& document, const std::wstring& assign,
+                const Ostrel::Storage::TargetSystem& system, const std::wstring& source,
+                bool readCurrent);
+
+    void OnSection(const std::wstring& elementName, const Ostrel::Storage::Target& target,
+                   Ostrel::Storage::TargetVerdict verdict) override;
+    void OnEntry(const Ostrel::Storage::Target& target, Ostrel::Storage::TargetVerdict verdict,
+                 const Ostrel::Storage::DocumentEntry* entry) override;
+    void OnSectionEnd(const std::wstring& elementName, const Ostrel::Storage::ISection* pSection,
+                      HRESULT result) override;
+
+    // Ends with the chain's operations, the reader's result and what the request returns.
+    void Finish(size_t commandCount,
+                const std::vector<Ostrel::Storage::PlannedOperation>& operations, HRESULT result,
+                HRESULT requestResult);
+
+    // The last Registry or IniFile element that failed, or empty.
+    const std::wstring& FailedElement() const { return m_FailedElement; }
+
+private:
+    bool m_Json;
+    Tools::JsonWriter m_Writer;
+    bool m_Open = false;  // a section element whose targeting was decided, not yet ended
+    std::wstring m_FailedElement;
 };
-
-// One Registry or IniFile element, from its targeting to the section it became.
-struct SectionRecord {
-    std::wstring ElementName;
-    bool Decided = false;  // false when it failed before its targeting was decided
-    Ostrel::Storage::Target Targeting;
-    Ostrel::Storage::TargetVerdict Verdict = Ostrel::Storage::TargetVerdict::Targeted;
-    std::vector<EntryRecord> Entries;
-    std::wstring Section;  // the section built, or empty
-    HRESULT Result = S_OK;
-};
-
-struct PlanFacts {
-    std::wstring Document;
-    std::wstring Assign;
-    const Ostrel::Storage::TargetSystem* pSystem = nullptr;
-    std::wstring Source;  // "this machine" or "profile FILE"
-    bool ReadCurrent = false;
-    std::vector<SectionRecord> Sections;
-    size_t CommandCount = 0;
-    std::vector<Ostrel::Storage::PlannedOperation> Operations;
-    HRESULT Result = S_OK;      // the reader's
-    HRESULT RequestResult = 0;  // what the request would return
-};
-
-void PrintPlanText(const PlanFacts& facts);
-void PrintPlanJson(const PlanFacts& facts);
-
-// "HKCU\path (view default, all access)" or "file [section]".
-std::wstring DescribeSection(const Ostrel::Storage::ISection& section);
-std::wstring CommandName(uint32_t commandType);
-std::wstring ValueTypeName(uint32_t valueType);
-// "0x%08x".
-std::wstring Hex32(uint32_t value);
 
 }  // namespace Xentool

@@ -2,10 +2,6 @@
 
 #include <cstdio>
 
-#include "xentool_crypt.h"
-#include "xentool_lint.h"
-#include "xentool_plan.h"
-
 namespace Xentool {
 
 std::vector<Command> AllCommands() {

@@ -8,6 +8,14 @@
 
 namespace Xentool {
 
+// The command groups, each in its own xentool_*.cpp: encrypt and decrypt (policy
+// documents to and from their .xen form); plan (what a storage-control document would do
+// on a system, without doing it: the module's own reader reads the document and its
+// chain runs dry, StorageDryRun.h); lint (xentool_lint.h).
+std::vector<Command> CryptCommands();
+std::vector<Command> PlanCommands();
+std::vector<Command> LintCommands();
+
 std::vector<Command> AllCommands();
 
 // Writes the usage text to stderr.
