@@ -177,6 +177,17 @@ run_tests() {
     return $status
 }
 
+# What the named suites need: the shipped binaries and each suite's own executable (its
+# helpers are its dependencies); a suite that is a script needs the whole build.
+suite_targets() {
+    local targets=(shipped) suite
+    for suite in "$@"; do
+        grep -qx "$suite: phony" <<<"$phony" || { echo all; return; }
+        targets+=("$suite")
+    done
+    echo "${targets[@]}"
+}
+
 record() { printf '%s\t%s\t%s\t%s\n' "$1" "$2" "$3" "$TREE_HASH" >>"$RESULTS"; }
 recorded() { awk -F'\t' -v id="$1" -v h="$TREE_HASH" '$1 == id && $4 == h { r = $2 "\t" $3 } END { if (r) print r; else exit 1 }' "$RESULTS"; }
 
@@ -197,6 +208,7 @@ trap 'exit 130' INT TERM
 say "scratch tree $TREE ($TREE_HASH), build $BUILD"
 configure
 known="$(ctest --test-dir "$BUILD" -N | sed -n 's/^ *Test *#[0-9]*: //p')"
+phony="$(ninja -C "$BUILD" -t targets all | grep ': phony$')"
 for id in "${SELECTED[@]}"; do
     for suite in ${F_SUITES[$id]:-}; do
         if ! grep -qx "$suite" <<<"$known"; then
@@ -235,12 +247,15 @@ for id in "${SELECTED[@]}"; do
     ((${#suites[@]})) && named=("^($(IFS='|'; echo "${suites[*]}"))\$")
     verdict=survived
     by=""
-    if ! cmake --build "$BUILD" >"$log" 2>&1; then
+    if ! cmake --build "$BUILD" --target $(suite_targets "${suites[@]}") >"$log" 2>&1; then
         verdict=unbuilt
         by="see $log"
     elif ((${#named[@]})) && ! run_tests -R "${named[0]}" >>"$log" 2>&1; then
         verdict=killed
         by="${suites[*]}"
+    elif ! cmake --build "$BUILD" >>"$log" 2>&1; then
+        verdict=unbuilt
+        by="see $log"
     elif ! run_tests --stop-on-failure ${named[0]+-E "${named[0]}"} >>"$log" 2>&1; then
         verdict=killed
         by="whole command: $(sed -n '/tests FAILED:/,$p' "$log" | grep -oE '[0-9]+ - [A-Za-z0-9_]+' | awk '{print $3}' | paste -sd' ')"
