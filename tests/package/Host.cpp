@@ -27,11 +27,14 @@ int wmain(int argc, wchar_t** argv) {
     const auto uninitialize = Resolve<Ostrel_UninitializeFn>(module, "Ostrel_Uninitialize");
     const auto createUtility = Resolve<Ostrel_CreateUtilityFn>(module, "Ostrel_CreateUtility");
     const auto freeUtility = Resolve<Ostrel_FreeUtilityFn>(module, "Ostrel_FreeUtility");
+    if (!initialize || !uninitialize || !createUtility || !freeUtility) {
+        return 2;
+    }
 #endif
     using namespace SrvFrwk::Interface;
     IUtilityEx* utility = nullptr;
-    if (!initialize || !uninitialize || !createUtility || !freeUtility || initialize() != 0 ||
-        createUtility(&utility, &OSTREL_UTILITY_GUID) != 0 || utility->Initialize() != 0) {
+    if (initialize() != 0 || createUtility(&utility, &OSTREL_UTILITY_GUID) != 0 ||
+        utility->Initialize() != 0) {
         return 2;
     }
     const ValueTypeRecord type{ValueTypeServicePolicy};

@@ -1,12 +1,10 @@
 #!/usr/bin/env bash
-# check_package.sh BUILD_DIR VERSION CXX: checks the release archive
-# Ostrel-VERSION-win64.zip and the debug files beside it: those in $OSTREL_PACKAGE_DIR
-# when it is set (scripts/package.sh sets it), otherwise made from the build with cpack
-# into a scratch folder. The archive is unpacked into an empty folder and checked from
-# there alone, in a Wine prefix made for the run: the layout, SHA256SUMS, the imports,
-# stripped binaries naming their debug files, VERSIONINFO, and two hosts built with CXX
-# against the packaged headers, one loading the module by full path, one linked with the
-# packaged import library. Everything it makes is removed at the end.
+# check_package.sh BUILD_DIR VERSION CXX: checks Ostrel-VERSION-win64.zip and the debug
+# files beside it, from $OSTREL_PACKAGE_DIR (scripts/package.sh sets it) or made from the
+# build with cpack, unpacked into an empty folder and run in a Wine prefix of its own: the
+# layout, SHA256SUMS, the imports, stripped binaries naming their debug files, VERSIONINFO,
+# and a host built with CXX against the packaged headers, loading the module by full path
+# and linked with the packaged import library. Everything it makes is removed at the end.
 set -uo pipefail
 USAGE="usage: check_package.sh BUILD_DIR VERSION CXX"
 BUILD="${1:?$USAGE}"
@@ -40,8 +38,7 @@ winpath() { winepath -w "$1" 2>/dev/null; }
 # The archive: the one given, or made from the build as it stands.
 OUT="${OSTREL_PACKAGE_DIR:-$WORK/out}"
 if [ -z "${OSTREL_PACKAGE_DIR:-}" ] && ! cpack --config "$BUILD/CPackConfig.cmake" -B "$OUT" >"$WORK/cpack.log" 2>&1; then
-    cat "$WORK/cpack.log"
-    echo "FAIL: cpack"
+    echo "FAIL: cpack: $(cat "$WORK/cpack.log")"
     exit 1
 fi
 ARCHIVE="$OUT/$NAME.zip"
@@ -72,10 +69,8 @@ listed=$(sed 's/^[0-9a-f]\{64\}  //' "$PKG/SHA256SUMS" | LC_ALL=C sort)
 [ "$listed" = "$(files_in "$PKG" | grep -v '^SHA256SUMS$')" ] || fail "SHA256SUMS does not list exactly the other files"
 
 # Only Windows system DLLs imported; Ostrel.dll exports its four functions.
-bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" || {
-    cat "$WORK/imports.log"
-    fail "imports of the packaged binaries"
-}
+bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" ||
+    fail "imports of the packaged binaries: $(cat "$WORK/imports.log")"
 
 # Stripped binaries, each naming its own debug file beside the archive with a matching CRC.
 mkdir "$WORK/symbols"
@@ -110,9 +105,14 @@ Windows Registry Editor Version 5.00
 [HKEY_LOCAL_MACHINE\\Software\\Ulvenhart\\Hearthward\\1\\DebugLog\\InteractiveSession]
 "Enable"=dword:00000001
 "Level"=dword:00000111
+"LogProcess"=dword:00000000
+"LogUnitType"=dword:00000000
 "LogFolder"="${log_win//\\/\\\\}"
 "LogPrefix"="package-"
+"LogFile"=""
+"LogExtension"="log"
 "Robust"=dword:00000001
+"Debugger"=dword:00000000
 EOF
 wine regedit /S "$(winpath "$WORK/product.reg")" || fail "regedit"
 
