@@ -76,23 +76,21 @@ TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
     EXPECT_FALSE(settings.Enabled);
     EXPECT_EQ(256u, settings.LevelMask);
 
-    // Everything but "Level": only "Enable" is read.
+    // Everything but "Level", then "Level" of the wrong type: only "Enable" is read.
     SetAll(L"InteractiveSession", m_Folder.Path());
-    ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyValueW(m_Scratch.Root(),
-                                                m_Scratch.Child(L"InteractiveSession").c_str(),
-                                                L"Level"));
-    ASSERT_TRUE(Read(false, settings));
-    EXPECT_TRUE(settings.Enabled);
-    EXPECT_EQ(256u, settings.LevelMask);
-    EXPECT_EQ(0u, +settings.Record.LogProcess);
-    EXPECT_EQ(L"", std::wstring(settings.Record.LogFolder));
-    EXPECT_EQ(0, settings.Record.Robust);
-
-    // A value of the wrong type stops the reading the same way.
-    SetString(L"InteractiveSession", L"Level", L"257");
-    ASSERT_TRUE(Read(false, settings));
-    EXPECT_EQ(256u, settings.LevelMask);
-    EXPECT_EQ(0u, +settings.Record.LogProcess);
+    ASSERT_EQ(ERROR_SUCCESS,
+              RegDeleteKeyValueW(m_Scratch.Root(), m_Scratch.Child(L"InteractiveSession").c_str(),
+                                 L"Level"));
+    for (bool wrongType : {false, true}) {
+        if (wrongType) {
+            SetString(L"InteractiveSession", L"Level", L"257");
+        }
+        ASSERT_TRUE(Read(false, settings));
+        EXPECT_TRUE(settings.Enabled);
+        EXPECT_EQ(256u, settings.LevelMask);
+        EXPECT_EQ(0u, +settings.Record.LogProcess);
+        EXPECT_EQ(L"", std::wstring(settings.Record.LogFolder));
+    }
 
     const ZorvCommon::Storage::Key unknownType(7, m_Scratch.Root(), m_Scratch.Path());
     EXPECT_FALSE(ReadDebugLogSettings(unknownType, L"Ostrel", false, settings));

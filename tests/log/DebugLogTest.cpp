@@ -118,9 +118,9 @@ TEST(DebugLog, LevelMaskSelectsTheLinesAndTagsThem) {
         uint32_t level;
         const wchar_t* tag;  // null: the line is not written
     };
-    const Row rows[] = {{257, 1, L".w."},      {257, 16, nullptr},      {257, 256, L"!!!"},
-                        {16, 16, L"@@@"},      {16, 1, nullptr},        {16, 256, nullptr},
-                        {~0u, 4096, L"+++"},   {~0u, 65536, L"###"},    {~0u, 0x11, L"???"},
+    const Row rows[] = {{257, 1, L".w."},    {257, 16, nullptr},   {257, 256, L"!!!"},
+                        {16, 16, L"@@@"},    {16, 1, nullptr},     {16, 256, nullptr},
+                        {~0u, 4096, L"+++"}, {~0u, 65536, L"###"}, {~0u, 0x11, L"???"},
                         {~0u, 0, nullptr}};
     for (const Row& row : rows) {
         LogCapture capture(row.mask);
@@ -130,70 +130,6 @@ TEST(DebugLog, LevelMaskSelectsTheLinesAndTagsThem) {
                   capture.Count(std::wstring(L" ") + (row.tag ? row.tag : L"") + L" <Ostrel> text"))
             << row.mask << "/" << row.level;
     }
-}
-
-TEST(DebugLog, MessagesKeepTheirTextAndTheSourceFilesName) {
-    LogCapture capture(0x111);
-    const std::wstring longText(1000, L'x');
-    EXPECT_TRUE(g_DebugLog.Trace("C:\\src\\deep\\Win.cpp", 5, 16, L"[%s]", longText.c_str()));
-    EXPECT_TRUE(g_DebugLog.Trace("/src/deep/Unix.cpp", 6, 16, L"short"));
-    EXPECT_TRUE(g_DebugLog.Trace("Bare.cpp", 7, 16, L"100%% sure"));
-    EXPECT_TRUE(capture.Contains(L"[" + longText + L"] - Win.cpp(5)\r\n"));
-    EXPECT_TRUE(capture.Contains(L"short - Unix.cpp(6)\r\n"));
-    EXPECT_TRUE(capture.Contains(L"100% sure - Bare.cpp(7)\r\n"));
-}
-
-// After Uninitialize and while disabled nothing is written, and the last error stays; a disabled log answers true, one whose trace library is missing false.
-TEST(DebugLog, AnInactiveLogWritesNothing) {
-    {
-        LogCapture capture(0x111);
-        SetLastError(0xdeadbeef);
-        ZORV_TRACE(L"*** before");
-        EXPECT_EQ(0xdeadbeefu, GetLastError()) << "a written line keeps the last error";
-        EXPECT_TRUE(g_DebugLog.Uninitialize());
-        EXPECT_FALSE(g_DebugLog.Uninitialize());
-        EXPECT_FALSE(g_DebugLog.IsPassing(0xFFFFFFFF));
-        EXPECT_FALSE(g_DebugLog.Trace(__FILE__, __LINE__, 16, L"*** after"));
-        EXPECT_EQ(0xdeadbeefu, GetLastError());
-        EXPECT_TRUE(capture.Contains(L"*** before"));
-        EXPECT_FALSE(capture.Contains(L"after"));
-    }
-    LogCapture capture(0x111, false);
-    capture.Product().SetDebugLogUint32(L"Enable", 0);
-    ASSERT_TRUE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), TestSupport::BinFolder()));
-    EXPECT_FALSE(g_DebugLog.IsPassing(0xFFFFFFFF));
-    EXPECT_TRUE(g_DebugLog.Trace(__FILE__, __LINE__, 256, L"silent")) << "disabled answers true";
-    EXPECT_TRUE(g_DebugLog.Uninitialize());
-    EXPECT_EQ(L"", capture.Text());
-
-    capture.Product().SetDebugLogUint32(L"Enable", 1);
-    EXPECT_FALSE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), capture.Folder()));
-    EXPECT_FALSE(g_DebugLog.Trace(__FILE__, __LINE__, 256, L"nowhere"));
-}
-
-TEST(DebugLog, MissingLevelKeepsTheDefaultMaskAndLeavesTheRestUnread) {
-    const DefaultLogFolder defaultFolder;
-    LogCapture capture(0x111, false);
-    capture.Product().ClearDebugLog();
-    capture.Product().SetDebugLogUint32(L"Enable", 1);
-    capture.Product().SetDebugLogString(L"LogFolder", capture.Folder());
-    capture.Product().SetDebugLogString(L"LogFile", L"unread");
-
-    ASSERT_TRUE(g_DebugLog.Initialize(L"OstrelLevelTest", DebugLogKey(), TestSupport::BinFolder()));
-    EXPECT_TRUE(g_DebugLog.IsPassing(256));
-    EXPECT_FALSE(g_DebugLog.IsPassing(1));
-    EXPECT_FALSE(g_DebugLog.IsPassing(16));
-    ZORV_ERROR(L"*** default mask");
-    EXPECT_TRUE(g_DebugLog.Uninitialize());
-
-    // Neither the folder nor the file name was read: the trace library fell back to its
-    // own folder and the unit name.
-    const std::wstring fallback = defaultFolder.File(L"OstrelLevelTest");
-    EXPECT_FALSE(TestSupport::FileExists(capture.Folder() + L"\\unread"));
-    ASSERT_TRUE(TestSupport::FileExists(fallback));
-    const std::string text = FileText(fallback);
-    DeleteFileW(fallback.c_str());
-    EXPECT_NE(std::string::npos, text.find("!!! <OstrelLevelTest> *** default mask"));
 }
 
 // For a service the temporary folder is one where every user may create files: with no
@@ -302,8 +238,6 @@ TEST(DebugLog, ASquatterOnTheOldMutexNameDoesNotStallTheLog) {
 TEST(DebugLog, ProcessIdInTheFileNameAndUtf8Text) {
     LogCapture capture(0x111, false);
     capture.Product().SetDebugLogUint32(L"LogProcess", 1);
-    capture.Product().SetDebugLogUint32(L"Robust", 1);
-    capture.Product().SetDebugLogUint32(L"Debugger", 1);
     capture.Product().SetDebugLogString(L"LogPrefix", L"pre_");
     ASSERT_TRUE(g_DebugLog.Initialize(L"Ostrel", DebugLogKey(), TestSupport::BinFolder()));
     ZORV_INFO(L"*** caf\u00e9 \u20ac");
