@@ -43,11 +43,9 @@ protected:
     }
     bool Read(bool serviceSession, DebugLogSettings& settings,
               const std::wstring& unitName = L"Ostrel") {
-        return ReadDebugLogSettings(Key(), unitName, serviceSession, settings);
-    }
-    ZorvCommon::Storage::Key Key() const {
-        return ZorvCommon::Storage::Key(ZorvCommon::Storage::StorageTypeRegistry, m_Scratch.Root(),
-                                        m_Scratch.Path());
+        const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry,
+                                           m_Scratch.Root(), m_Scratch.Path());
+        return ReadDebugLogSettings(key, unitName, serviceSession, settings);
     }
 
     ScratchRegistryKey m_Scratch{L"DebugLogSettings"};
@@ -55,7 +53,8 @@ protected:
 };
 
 TEST_F(DebugLogSettingsTest, EveryValueReachesTheRecord) {
-    SetAll(L"InteractiveSession", m_Folder.Path());
+    const std::wstring missing = m_Folder.Path() + L"\\a\\b";
+    SetAll(L"InteractiveSession", missing);
     DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings, std::wstring(40, L'u')));
     const DebugLogConfig& record = settings.Record;
@@ -66,7 +65,8 @@ TEST_F(DebugLogSettingsTest, EveryValueReachesTheRecord) {
     EXPECT_EQ(3u, +record.LogProcess);
     EXPECT_EQ(4u, +record.LogUnitType);
     EXPECT_EQ(std::wstring(31, L'u'), std::wstring(record.UnitName)) << "truncated to its field";
-    EXPECT_EQ(m_Folder.Path(), std::wstring(record.LogFolder));
+    EXPECT_EQ(missing, std::wstring(record.LogFolder));
+    EXPECT_TRUE(TestSupport::FileExists(missing)) << "a missing folder is created";
     EXPECT_EQ(L"txt", std::wstring(record.LogExtension));
 }
 
@@ -96,38 +96,26 @@ TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
     EXPECT_FALSE(ReadDebugLogSettings(unknownType, L"Ostrel", false, settings));
 }
 
-TEST_F(DebugLogSettingsTest, ServiceSessionReadsItsOwnKeyWithoutExpansion) {
-    const std::wstring folder =
-        L"%LocalAppDataLow%\\OstrelTests-service-" + std::to_wstring(GetCurrentProcessId());
-    SetAll(L"ServiceSession", folder);
+// Each session reads its own key; only the interactive one expands the folder's token and
+// creates the folder.
+TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKey) {
+    const std::wstring leaf = L"OstrelTests-" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring expanded = KnownLocalAppDataLow() + L"\\" + leaf;
+    SetAll(L"ServiceSession", L"%LocalAppDataLow%\\" + leaf);
     SetUint32(L"ServiceSession", L"Level", 16);
-    SetUint32(L"InteractiveSession", L"Enable", 0);
+    SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
     DebugLogSettings settings;
     ASSERT_TRUE(Read(true, settings));
     EXPECT_EQ(1, settings.Record.ServiceSession);
-    EXPECT_TRUE(settings.Enabled);
     EXPECT_EQ(16u, settings.LevelMask);
-    EXPECT_EQ(folder, std::wstring(settings.Record.LogFolder));
-    EXPECT_FALSE(TestSupport::FileExists(ExpandLogFolder(folder))) << "not created";
-}
+    EXPECT_EQ(L"%LocalAppDataLow%\\" + leaf, std::wstring(settings.Record.LogFolder));
+    EXPECT_FALSE(TestSupport::FileExists(expanded)) << "not created";
 
-TEST_F(DebugLogSettingsTest, InteractiveSessionExpandsAndCreatesTheFolder) {
-    const std::wstring leaf = L"OstrelTests-interactive-" + std::to_wstring(GetCurrentProcessId());
-    const std::wstring expected = KnownLocalAppDataLow() + L"\\" + leaf;
-    ASSERT_NE(L"\\" + leaf, expected);
-    SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
-    DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings));
-    EXPECT_EQ(expected, std::wstring(settings.Record.LogFolder));
-    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(expected.c_str()));
-    RemoveDirectoryW(expected.c_str());
-
-    // A missing plain folder is created too.
-    const std::wstring nested = m_Folder.Path() + L"\\a\\b";
-    SetString(L"InteractiveSession", L"LogFolder", nested);
-    ASSERT_TRUE(Read(false, settings));
-    EXPECT_EQ(nested, std::wstring(settings.Record.LogFolder));
-    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(nested.c_str()));
+    EXPECT_EQ(0x10001u, settings.LevelMask);
+    EXPECT_EQ(expanded, std::wstring(settings.Record.LogFolder));
+    EXPECT_TRUE(TestSupport::FileExists(expanded));
+    RemoveDirectoryW(expanded.c_str());
 }
 
 TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
