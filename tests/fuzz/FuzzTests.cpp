@@ -34,9 +34,9 @@ protected:
 
     void ExpectDocumented(const Road& road, const std::vector<uint8_t>& file,
                           const std::wstring& name) {
+        WriteFileBytes(road.File != nullptr ? m_Folder.File(road.File) : m_Request, file);
         HRESULT result = S_OK;
         if (road.File != nullptr) {
-            WriteFileBytes(m_Folder.File(road.File), file);
             SrvFrwk::Interface::ArrayOfRowService services;
             SrvFrwk::Interface::ArrayOfRowProvider providers;
             SrvFrwk::Interface::WebAccessControlList list;
@@ -45,7 +45,6 @@ protected:
                                                   : static_cast<void*>(&list);
             result = m_Utility.Query(road.ValueType, payload);
         } else {
-            WriteFileBytes(m_Request, file);
             SrvFrwk::Interface::StorageControlRequest request;
             request.DocumentPath = m_Request;
             request.CommandArgument = L"demo";

@@ -10,7 +10,6 @@
 #include "ZorvComn_Exception.h"
 #include "ZorvComn_File.h"
 #include "ZorvComn_Stream.h"
-#include "ZorvComn_XmlLite.h"
 
 namespace {
 
@@ -123,18 +122,6 @@ TEST(StreamOverThrowingFile, AnExceptionOfTheFileBecomesTheReadResult) {
         EXPECT_TRUE(pStream->HasEnded()) << "a read that throws ends the input";
         EXPECT_EQ(0u, pStream->Release());
     }
-}
-
-// The library is loaded by full path only, and once.
-TEST(XmlLiteLibrary, LoadsFromADirectoryOnce) {
-    ZorvCommon::Library::XmlLite library;
-    uint32_t error = 0;
-    EXPECT_FALSE(library.Load(L"", &error));
-    EXPECT_EQ(160u, error);
-    ASSERT_TRUE(library.LoadFromSystemDirectory(&error)) << error;
-    EXPECT_NE(nullptr, library.m_pfnCreateXmlReader);
-    EXPECT_FALSE(library.LoadFromSystemDirectory(&error));
-    EXPECT_EQ(5010u, error);
 }
 
 }  // namespace

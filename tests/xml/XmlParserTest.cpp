@@ -34,7 +34,6 @@ public:
     }
     FileBase& File() { return m_File; }
     FileBase& Encrypted() { return m_Encrypted.File(); }
-    void Rewind() { EXPECT_TRUE(m_File.SetPointer(0, FILE_BEGIN, nullptr)); }
 
 private:
     FileBase m_File;
@@ -283,7 +282,6 @@ TEST_F(XmlParserTest, ASessionStopsWhatItStartedOnEveryWayOut) {
     ZorvCommon::Storage::XmlParserSession session(m_Parser, second.File());
     ASSERT_TRUE(session.IsStarted());
     {
-        first.Rewind();
         ZorvCommon::Storage::XmlParserSession nested(m_Parser, first.File());
         EXPECT_FALSE(nested.IsStarted());
         EXPECT_FALSE(nested.Stop());
