@@ -25,13 +25,9 @@ using ZorvCommon::g_DebugLog;
 template <typename Call>
 size_t WithEachAllocationFailing(Call call) {
     for (size_t countdown = 0;; ++countdown) {
-        bool fired = false;
-        {
-            AllocationFault fault(countdown);
-            call(countdown);
-            fired = fault.Fired();
-        }
-        if (!fired) {
+        AllocationFault fault(countdown);
+        call(countdown);
+        if (!fault.Fired()) {
             return countdown;
         }
     }

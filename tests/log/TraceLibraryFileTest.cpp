@@ -73,7 +73,6 @@ TEST(TraceLibraryFiles, TheDefaultFolderGrantsSystemAndAdministratorsAllAndTheUs
     std::vector<uint8_t> user = ZorvDbg::ProcessUserSid();
     FolderSecurity security(user.data());
     ASSERT_NE(nullptr, security.Attributes());
-    EXPECT_EQ(security.Descriptor(), security.Attributes()->lpSecurityDescriptor);
 
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
