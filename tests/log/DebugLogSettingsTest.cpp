@@ -133,9 +133,9 @@ TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
 // A shell whose lookup answers as told and hands out its text even when it fails (as
 // SHGetKnownFolderPath may: its caller frees the text whatever the result).
 struct FakeShell {
-    static HRESULT s_Result;
-    static wchar_t* s_Text;
-    static void* s_Freed;
+    static inline HRESULT s_Result = S_OK;
+    static inline wchar_t* s_Text = nullptr;
+    static inline void* s_Freed = nullptr;
 
     static HRESULT WINAPI GetPath(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
         *path = s_Text;
@@ -143,9 +143,6 @@ struct FakeShell {
     }
     static void WINAPI FreeText(void* text) { s_Freed = text; }
 };
-HRESULT FakeShell::s_Result = S_OK;
-wchar_t* FakeShell::s_Text = nullptr;
-void* FakeShell::s_Freed = nullptr;
 
 TEST(KnownFolderPath, TheShellsTextIsFreedAfterAFailureToo) {
     wchar_t text[] = L"C:\\Known";
