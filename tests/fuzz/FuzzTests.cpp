@@ -1,6 +1,6 @@
-// The fuzzer's saved failing inputs (regressions/*.xen, encrypted) and its corpus of
-// hostile documents (corpus/*.xml) replayed through the real module: each gives a
-// documented result, without a crash. The corpus's storage documents touch only
+// The fuzzer's saved failing inputs (regressions/<road>-*.xen, encrypted) down their road
+// and its hostile documents (corpus/*.xml) down every road, through the real module: each
+// gives a documented result, without a crash. The corpus's storage documents touch only
 // HKCU\Software\OstrelFuzz\Keys and INI files in the installed folder.
 
 #include <gtest/gtest.h>
@@ -15,8 +15,6 @@
 namespace {
 
 using namespace TestSupport;
-
-const std::wstring kFuzzFolder = OSTREL_FUZZ_SOURCE_DIR;
 
 struct Road {
     const char* Prefix;  // of a saved input's name
@@ -36,9 +34,9 @@ protected:
 
     void ExpectDocumented(const Road& road, const std::vector<uint8_t>& file,
                           const std::wstring& name) {
+        WriteFileBytes(road.File != nullptr ? m_Folder.File(road.File) : m_Request, file);
         HRESULT result = S_OK;
         if (road.File != nullptr) {
-            WriteFileBytes(m_Folder.File(road.File), file);
             SrvFrwk::Interface::ArrayOfRowService services;
             SrvFrwk::Interface::ArrayOfRowProvider providers;
             SrvFrwk::Interface::WebAccessControlList list;
@@ -47,7 +45,6 @@ protected:
                                                   : static_cast<void*>(&list);
             result = m_Utility.Query(road.ValueType, payload);
         } else {
-            WriteFileBytes(m_Request, file);
             SrvFrwk::Interface::StorageControlRequest request;
             request.DocumentPath = m_Request;
             request.CommandArgument = L"demo";
@@ -65,26 +62,17 @@ protected:
     Utility m_Utility{m_Host};
 };
 
-TEST_F(Replay, EverySavedInputGivesADocumentedResult) {
+TEST_F(Replay, EverySavedInputAndCorpusDocumentGivesADocumentedResult) {
     ASSERT_TRUE(m_Utility.IsValid());
-    const std::wstring folder = kFuzzFolder + L"\\regressions\\";
-    for (const std::wstring& name : FilesIn(folder, L"*.xen")) {
-        for (const Road& road : kRoads) {
-            if (name.rfind(Widen(road.Prefix) + L"-", 0) == 0) {
-                ExpectDocumented(road, ReadFileBytes(folder + name), name);
-            }
+    const std::wstring saved = std::wstring(OSTREL_FUZZ_SOURCE_DIR) + L"\\regressions\\";
+    const std::wstring corpus = std::wstring(OSTREL_FUZZ_SOURCE_DIR) + L"\\corpus\\";
+    ASSERT_FALSE(FilesIn(corpus, L"*.xml").empty());
+    for (const Road& road : kRoads) {
+        for (const std::wstring& name : FilesIn(saved, (Widen(road.Prefix) + L"-*.xen").c_str())) {
+            ExpectDocumented(road, ReadFileBytes(saved + name), name);
         }
-    }
-}
-
-TEST_F(Replay, EveryCorpusDocumentGivesADocumentedResultOnEveryRoad) {
-    ASSERT_TRUE(m_Utility.IsValid());
-    const std::wstring folder = kFuzzFolder + L"\\corpus\\";
-    const std::vector<std::wstring> names = FilesIn(folder, L"*.xml");
-    ASSERT_FALSE(names.empty());
-    for (const std::wstring& name : names) {
-        for (const Road& road : kRoads) {
-            ExpectDocumented(road, Encrypted(road.Key, ReadFileBytes(folder + name)), name);
+        for (const std::wstring& name : FilesIn(corpus, L"*.xml")) {
+            ExpectDocumented(road, Encrypted(road.Key, ReadFileBytes(corpus + name)), name);
         }
     }
 }

