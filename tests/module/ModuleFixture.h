@@ -11,8 +11,8 @@
 
 namespace ModuleTests {
 
+using namespace TestSupport;
 using SrvFrwk::Interface::IUtilityEx;
-using SrvFrwk::Interface::ValueTypeRecord;
 
 constexpr HRESULT kNotProvided = 0x00040203;
 constexpr HRESULT kWrongState = static_cast<HRESULT>(0x80040201);
@@ -29,24 +29,23 @@ protected:
     }
     void SetUp() override { ASSERT_TRUE(m_Utility.IsValid()) << "Ostrel.dll beside build\\tests"; }
 
-    HRESULT Query(uint32_t valueType, void* pValue) { return m_Utility.Query(valueType, pValue); }
-    HRESULT Send(uint32_t valueType, void* pValue) { return m_Utility.Send(valueType, pValue); }
-    // A storage-control request for the text, with the assignment "t".
+    // A storage-control request for the text, with the assignment "T" (the documents say
+    // "t": assignments match without regard to case).
     HRESULT SendStorage(const std::string& text, const std::wstring& folderField = L"") {
-        TestSupport::WriteDocument(m_Request, TestSupport::kStorageKey, text);
+        WriteDocument(m_Request, kStorageKey, text);
         SrvFrwk::Interface::StorageControlRequest request;
         request.DocumentPath = m_Request;
         request.CommandArgument = L"T";
         request.Folder = folderField;
-        return Send(4, &request);
+        return m_Utility.Send(SrvFrwk::Interface::ValueTypeStorageControl, &request);
     }
 
-    TestSupport::LogCapture m_Log{0x111, /*initializeProcessLog=*/false};
-    TestSupport::ScratchFolder m_Folder{L"Module"};
-    TestSupport::ScratchRegistryKey m_Key{L"Module"};
+    LogCapture m_Log{0x111, /*initializeProcessLog=*/false};
+    ScratchFolder m_Folder{L"Module"};
+    ScratchRegistryKey m_Key{L"Module"};
     std::wstring m_Request = m_Folder.File(L"request.xen");
-    TestSupport::ModuleHost m_Host;
-    TestSupport::Utility m_Utility{m_Host};
+    ModuleHost m_Host;
+    Utility m_Utility{m_Host};
 };
 
 }  // namespace ModuleTests

@@ -14,8 +14,8 @@ using namespace TestSupport;
 
 std::wstring IniSection(const std::wstring& file, const wchar_t* section) {
     wchar_t buffer[4096] = {};
-    const DWORD length = GetPrivateProfileSectionW(section, buffer, ARRAYSIZE(buffer), file.c_str());
-    return std::wstring(buffer, length);
+    return std::wstring(
+        buffer, GetPrivateProfileSectionW(section, buffer, ARRAYSIZE(buffer), file.c_str()));
 }
 
 class NothingLostTest : public ::testing::Test {
@@ -24,11 +24,11 @@ protected:
         WriteDocument(m_Document, kStorageKey, text);
         SrvFrwk::Interface::StorageControlRequest request;
         request.DocumentPath = m_Document;
-        request.CommandArgument = kCommandArgument;
+        request.CommandArgument = L"t";
         return m_Module.Utility().Send(SrvFrwk::Interface::ValueTypeStorageControl, &request);
     }
 
-    ModuleUnderTest m_Module{0x110};
+    ModuleUnderTest m_Module;
     ScratchRegistryKey m_Key{L"ReliabilityNothingLost"};
     ScratchFolder m_Folder{L"ReliabilityNothingLost"};
     std::wstring m_Document = m_Folder.File(L"request.xen");
@@ -45,10 +45,7 @@ TEST_F(NothingLostTest, OnlyTheNamedValuesOfTheNamedKeysAndSectionsChange) {
     WriteFileBytes(ini, Bytes("[S]\r\nChanged=old\r\nRemoved=old\r\nKept=same\r\n[Other]\r\n"
                               "Changed=other\r\nRemoved=other\r\n"));
     RegistrySnapshot expected = SnapshotRegistry(HKEY_CURRENT_USER, m_Key.Path());
-    const std::wstring newValue = L"new";
-    expected[L"\\Target|Changed"].second.assign(
-        reinterpret_cast<const uint8_t*>(newValue.c_str()),
-        reinterpret_cast<const uint8_t*>(newValue.c_str() + newValue.size() + 1));
+    expected[L"\\Target|Changed"].second = {'n', 0, 'e', 0, 'w', 0, 0, 0};
     expected.erase(L"\\Target|Removed");
 
     const std::string controls = Store("Changed", "string", "new") + Control("delete", "Removed");
@@ -68,15 +65,13 @@ TEST_F(NothingLostTest, ADocumentTheReaderBrokeOffIsKeptWhereverItBroke) {
         Registry(Narrow(m_Key.Child(L"Cut")), Store("Text", "string", "steady"));
     const std::string whole = Storage(section + "\r\n" + section);
     const size_t firstEnd = whole.find("</Registry>") + 11;
-    for (const auto& [where, length] :
-         {std::make_pair("after a whole section", firstEnd),
-          std::make_pair("between sections", whole.find("<Registry", firstEnd)),
-          std::make_pair("before the root's end", whole.rfind("</Registry>") + 11)}) {
+    for (const size_t length :
+         {firstEnd, whole.find("<Registry", firstEnd), whole.rfind("</Registry>") + 11}) {
         WriteRegString(HKEY_CURRENT_USER, m_Key.Child(L"Cut"), L"Text", L"");
-        EXPECT_EQ(S_OK, Send(whole.substr(0, length))) << where << ": the commands built run";
+        EXPECT_EQ(S_OK, Send(whole.substr(0, length))) << length << ": the commands built run";
         EXPECT_EQ(L"steady", ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Cut"), L"Text"))
-            << where;
-        EXPECT_TRUE(FileExists(m_Document)) << where;
+            << length;
+        EXPECT_TRUE(FileExists(m_Document)) << length;
     }
     EXPECT_EQ(3u, m_Module.Log().Count(L"*** CXmlParserStorageControl::QueryValue() - "
                                        L"this->m_rXmlParser failed to parse. [0xc00cee01]"));

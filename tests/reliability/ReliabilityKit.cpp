@@ -5,15 +5,9 @@
 namespace Reliability {
 
 using namespace TestSupport;
+using namespace SrvFrwk::Interface;
 
 namespace {
-
-using SrvFrwk::Interface::ArrayOfRowProvider;
-using SrvFrwk::Interface::ArrayOfRowService;
-using SrvFrwk::Interface::StorageControlRequest;
-using SrvFrwk::Interface::WebAccessControlList;
-
-const wchar_t* const kPolicyFiles[] = {kServiceFile, kProviderFile, kWebAccessFile};
 
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[39] = {};
@@ -24,7 +18,7 @@ std::wstring GuidText(const GUID& guid) {
 // A row cut short shows: every field is in its text.
 template <typename Row>
 std::wstring DescribeRow(const Row& row, const GUID& guid, const std::vector<GUID>& depended) {
-    std::wstring text = row.ModuleName + L"@" + row.Version + L"," + GuidText(guid);
+    std::wstring text = L";" + row.ModuleName + L"@" + row.Version + L"," + GuidText(guid);
     for (const uint32_t number :
          {row.ModuleType, row.StartupType, row.LoadOption, row.UnloadOption, row.OrderOfLoading,
           row.OrderOfUnloading, row.SharedType, row.Permission[0], row.Permission[1],
@@ -38,123 +32,94 @@ std::wstring DescribeRow(const Row& row, const GUID& guid, const std::vector<GUI
     return text;
 }
 
-std::wstring DescribeRows(const ArrayOfRowService& rows) {
-    std::wstring text = L";rows=" + std::to_wstring(rows.size());
-    for (const auto& row : rows) {
-        text += L";" + DescribeRow(row, row.ServiceGuid, row.DependedServices) + L"," +
-                std::to_wstring(row.InterfaceType);
-    }
-    return text;
-}
-
-std::wstring DescribeRows(const ArrayOfRowProvider& rows) {
-    std::wstring text = L";rows=" + std::to_wstring(rows.size());
-    for (const auto& row : rows) {
-        text += L";" + DescribeRow(row, row.ProviderGuid, row.DependedProviders);
-    }
-    return text;
-}
-
-std::wstring DescribeList(const WebAccessControlList& list) {
-    std::wstring text = L";sites=" + std::to_wstring(list.Sites.size()) + L";applications=" +
-                        std::to_wstring(list.Applications.size()) + L";filters=" +
-                        std::to_wstring(list.Filters.size()) + L";activities=" +
-                        std::to_wstring(list.WebActivities.size()) + L";protections=" +
-                        std::to_wstring(list.Protections.size());
-    for (const std::wstring& site : list.Sites) {
-        text += L";" + site;
-    }
-    return text;
-}
-
 }  // namespace
 
 ModuleUnderTest::ModuleUnderTest(uint32_t logLevel, const std::wstring& folder)
-    : m_Log(std::make_unique<LogCapture>(logLevel, /*initializeProcessLog=*/false)),
-      m_Installed(std::make_unique<ScratchFolder>(L"ReliabilityInstalled")) {
-    for (const wchar_t* name : kPolicyFiles) {
-        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(),
-                  m_Installed->File(name).c_str(), FALSE);
+    : m_Log(logLevel, /*initializeProcessLog=*/false), m_Module(Install(folder)) {}
+
+std::wstring ModuleUnderTest::Install(const std::wstring& folder) {
+    for (const wchar_t* name : {kServiceFile, kProviderFile, kWebAccessFile}) {
+        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(), m_Installed.File(name).c_str(),
+                  FALSE);
     }
-    m_Log->Product().SetInstalledFolder(m_Installed->Path() + L"\\");
-    m_Log->Product().SetVersion(L"1.0.1120");
-    m_Module = std::make_unique<ModuleHost>(folder);
-    m_Utility = std::make_unique<TestSupport::Utility>(*m_Module);
-}
-
-ModuleUnderTest::~ModuleUnderTest() {
-    m_Utility.reset();
-    m_Module.reset();  // unloaded before the log settings are restored
-}
-
-std::string SteadyStorageDocument(const std::wstring& keyPath) {
-    return Storage(Registry(Narrow(keyPath),
-                            Store("Text", "string", "steady") + Store("Number", "uint32", "42") +
-                                Store("Blob", "binary", "DEADBEEF") +
-                                Control("query", "Text", "string") + Control("delete", "Missing")),
-                   " save=\"yes\"");
-}
-
-std::string BrokenStorageDocument(const std::wstring& keyPath) {
-    return Storage(Registry(Narrow(keyPath), Store("Broken", "uint32", "1")) +
-                   Registry(Narrow(keyPath), Store("Never", "uint32", "2"), kAnywhere, "HKXX"));
+    m_Log.Product().SetInstalledFolder(m_Installed.Path() + L"\\");
+    m_Log.Product().SetVersion(L"1.0.1120");
+    return folder;
 }
 
 StorageLane MakeLane(const ScratchFolder& folder, const std::wstring& keyPath,
                      const std::wstring& name) {
     StorageLane lane{folder.File(name + L".xen"), folder.File(name + L"-broken.xen"), keyPath};
-    WriteDocument(lane.Document, kStorageKey, SteadyStorageDocument(keyPath));
-    WriteDocument(lane.BrokenDocument, kStorageKey, BrokenStorageDocument(keyPath));
+    const std::string key = Narrow(keyPath);
+    WriteDocument(
+        lane.Document, kStorageKey,
+        Storage(
+            Registry(key, Store("Text", "string", "steady") + Store("Number", "uint32", "42") +
+                              Store("Blob", "binary", "DEADBEEF") +
+                              Control("query", "Text", "string") + Control("delete", "Missing")),
+            " save=\"yes\""));
+    WriteDocument(lane.BrokenDocument, kStorageKey,
+                  Storage(Registry(key, Store("Broken", "uint32", "1")) +
+                          Registry(key, Store("Never", "uint32", "2"), kAnywhere, "HKXX")));
     return lane;
 }
 
-std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
-                 const StorageLane& lane) {
+Request::Request(RequestKind kind, const StorageLane& lane) : m_Kind(kind) {
+    m_Storage.DocumentPath = kind == RequestKind::Storage ? lane.Document : lane.BrokenDocument;
+    m_Storage.CommandArgument = L"t";
+}
+
+HRESULT Request::SendTo(IUtilityEx& utility) {
     const auto query = [&utility](uint32_t valueType, void* pValue) {
-        const SrvFrwk::Interface::ValueTypeRecord record{valueType};
+        const ValueTypeRecord record{valueType};
         return utility.QueryValue(&record, nullptr, nullptr, pValue);
     };
-    const auto send = [&utility](uint32_t valueType, void* pValue) {
-        const SrvFrwk::Interface::ValueTypeRecord record{valueType};
+    const auto send = [&utility](void* pValue) {
+        const ValueTypeRecord record{ValueTypeStorageControl};
         return utility.SendMessage(&record, nullptr, nullptr, pValue);
     };
-    HRESULT result = S_OK;
-    std::wstring details;
-    StorageControlRequest request;
-    switch (kind) {
-        case RequestKind::Services: {
-            ArrayOfRowService rows;
-            result = query(SrvFrwk::Interface::ValueTypeServicePolicy, &rows);
-            details = DescribeRows(rows);
-            break;
-        }
-        case RequestKind::Providers: {
-            ArrayOfRowProvider rows;
-            result = query(SrvFrwk::Interface::ValueTypeProviderPolicy, &rows);
-            details = DescribeRows(rows);
-            break;
-        }
-        case RequestKind::WebAccess: {
-            WebAccessControlList list;
-            result = query(SrvFrwk::Interface::ValueTypeWebAccessControl, &list);
-            details = DescribeList(list);
-            break;
-        }
+    switch (m_Kind) {
+        case RequestKind::Services:
+            return query(ValueTypeServicePolicy, &m_Services);
+        case RequestKind::Providers:
+            return query(ValueTypeProviderPolicy, &m_Providers);
+        case RequestKind::WebAccess:
+            return query(ValueTypeWebAccessControl, &m_List);
         case RequestKind::Storage:
         case RequestKind::StorageBroken:
-            request.DocumentPath =
-                kind == RequestKind::Storage ? lane.Document : lane.BrokenDocument;
-            request.CommandArgument = kCommandArgument;
-            result = send(SrvFrwk::Interface::ValueTypeStorageControl, &request);
-            break;
+            return send(&m_Storage);
         case RequestKind::Unsupported:
-            result = query(SrvFrwk::Interface::ValueTypeStorageControl, nullptr);
-            break;
+            return query(ValueTypeStorageControl, nullptr);
         default:
-            result = send(SrvFrwk::Interface::ValueTypeStorageControl, nullptr);
-            break;
+            return send(nullptr);
     }
-    return L"result=" + std::to_wstring(static_cast<uint32_t>(result)) + details;
+}
+
+std::wstring Request::Answer(HRESULT result) const {
+    std::wstring text = L"result=" + std::to_wstring(static_cast<uint32_t>(result)) +
+                        L";services=" + std::to_wstring(m_Services.size());
+    for (const auto& row : m_Services) {
+        text += DescribeRow(row, row.ServiceGuid, row.DependedServices) + L"," +
+                std::to_wstring(row.InterfaceType);
+    }
+    text += L";providers=" + std::to_wstring(m_Providers.size());
+    for (const auto& row : m_Providers) {
+        text += DescribeRow(row, row.ProviderGuid, row.DependedProviders);
+    }
+    text += L";sites=" + std::to_wstring(m_List.Sites.size()) + L";applications=" +
+            std::to_wstring(m_List.Applications.size()) + L";filters=" +
+            std::to_wstring(m_List.Filters.size()) + L";activities=" +
+            std::to_wstring(m_List.WebActivities.size()) + L";protections=" +
+            std::to_wstring(m_List.Protections.size());
+    for (const std::wstring& site : m_List.Sites) {
+        text += L";" + site;
+    }
+    return text;
+}
+
+std::wstring Ask(IUtilityEx& utility, RequestKind kind, const StorageLane& lane) {
+    Request request(kind, lane);
+    return request.Answer(request.SendTo(utility));
 }
 
 }  // namespace Reliability

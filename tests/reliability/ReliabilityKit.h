@@ -5,7 +5,6 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <string>
 
 #include "Documents.h"
@@ -15,40 +14,29 @@
 
 namespace Reliability {
 
-using TestSupport::RegistrySnapshot;
-using TestSupport::SnapshotRegistry;
-
 // The module from folder (build\bin by default), loaded after its log settings are in
-// place, with one utility object.
+// place, with one utility object; the product key names a scratch installed folder that
+// holds the three encrypted example policy documents.
 class ModuleUnderTest {
 public:
     explicit ModuleUnderTest(uint32_t logLevel = 0x110, const std::wstring& folder = L"");
-    ~ModuleUnderTest();
 
-    TestSupport::LogCapture& Log() { return *m_Log; }
-    TestSupport::ModuleHost& Module() { return *m_Module; }
-    TestSupport::Utility& Utility() { return *m_Utility; }
-    // A scratch installed folder with the three encrypted example policy documents, named
-    // by the product key (with version 1.0.1120).
-    std::wstring PolicyFile(const wchar_t* name) const { return m_Installed->File(name); }
+    TestSupport::LogCapture& Log() { return m_Log; }
+    TestSupport::Utility& Utility() { return m_Utility; }
 
 private:
-    std::unique_ptr<TestSupport::LogCapture> m_Log;
-    std::unique_ptr<TestSupport::ScratchFolder> m_Installed;
-    std::unique_ptr<TestSupport::ModuleHost> m_Module;
-    std::unique_ptr<TestSupport::Utility> m_Utility;
+    // Fills the installed folder and names it in the product key; answers folder.
+    std::wstring Install(const std::wstring& folder);
+
+    TestSupport::LogCapture m_Log;
+    TestSupport::ScratchFolder m_Installed{L"ReliabilityInstalled"};
+    TestSupport::ModuleHost m_Module;
+    TestSupport::Utility m_Utility{m_Module};
 };
 
-// The assignment text of the suites' storage-control requests (the kit's documents say "t").
-constexpr const wchar_t* kCommandArgument = L"t";
-
-// A storage-control document (save="yes", so it survives its request) that stores,
-// queries and deletes values under HKCU\keyPath; and one that fails in its second section
-// after its first one stored a value.
-std::string SteadyStorageDocument(const std::wstring& keyPath);
-std::string BrokenStorageDocument(const std::wstring& keyPath);
-
-// The storage documents one caller uses, over its own registry key.
+// The storage documents one caller uses over its own key under HKCU: one (save="yes", so
+// it survives its request) that stores, queries and deletes values, and one whose second
+// section fails after its first stored a value.
 struct StorageLane {
     std::wstring Document;
     std::wstring BrokenDocument;
@@ -69,12 +57,24 @@ enum class RequestKind {
 };
 constexpr size_t kRequestKinds = static_cast<size_t>(RequestKind::Count);
 
-// Sends one request and reduces its answer to text: the result code and what came back
-// (every field of every row, the lists' sizes and sites).
+// One request: its payload is made with it, so that sending meets only the object's work.
+class Request {
+public:
+    Request(RequestKind kind, const StorageLane& lane);
+    HRESULT SendTo(SrvFrwk::Interface::IUtilityEx& utility);
+    // The result code and what came back: every field of every row, the lists' sizes and
+    // sites.
+    std::wstring Answer(HRESULT result) const;
+
+private:
+    RequestKind m_Kind;
+    SrvFrwk::Interface::ArrayOfRowService m_Services;
+    SrvFrwk::Interface::ArrayOfRowProvider m_Providers;
+    SrvFrwk::Interface::WebAccessControlList m_List;
+    SrvFrwk::Interface::StorageControlRequest m_Storage;
+};
+
 std::wstring Ask(SrvFrwk::Interface::IUtilityEx& utility, RequestKind kind,
                  const StorageLane& lane);
-inline std::wstring Ask(TestSupport::Utility& utility, RequestKind kind, const StorageLane& lane) {
-    return Ask(*utility.Get(), kind, lane);
-}
 
 }  // namespace Reliability

@@ -9,26 +9,6 @@ namespace {
 thread_local long long t_Countdown = -1;  // -1: disarmed
 thread_local bool t_Fired = false;
 
-bool FailsNow() {
-    if (t_Countdown < 0 || t_Countdown-- != 0) {
-        return false;
-    }
-    t_Fired = true;
-    return true;  // the countdown is now -1: one failure only
-}
-
-void* Allocate(size_t size) noexcept {
-    return FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-void* AllocateOrThrow(size_t size) {
-    void* block = Allocate(size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
 }  // namespace
 
 AllocationFault::AllocationFault(size_t countdown) {
@@ -46,33 +26,24 @@ bool AllocationFault::Fired() const {
 
 }  // namespace TestSupport
 
+// The static C++ library's array and nothrow forms call these, so replacing
+// them reaches every form.
 void* operator new(size_t size) {
-    return TestSupport::AllocateOrThrow(size);
+    using namespace TestSupport;
+    if (t_Countdown >= 0 && t_Countdown-- == 0) {
+        t_Fired = true;  // the countdown is now -1: one failure only
+        throw std::bad_alloc();
+    }
+    if (void* block = std::malloc(size == 0 ? 1 : size)) {
+        return block;
+    }
+    throw std::bad_alloc();
 }
-void* operator new[](size_t size) {
-    return TestSupport::AllocateOrThrow(size);
-}
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return TestSupport::Allocate(size);
-}
-void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-    return TestSupport::Allocate(size);
-}
+
 void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete[](void* block) noexcept {
-    std::free(block);
-}
+
 void operator delete(void* block, size_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, size_t) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, const std::nothrow_t&) noexcept {
     std::free(block);
 }

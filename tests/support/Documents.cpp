@@ -34,10 +34,6 @@ void WriteDocument(const std::wstring& path, const char* key, const std::string&
     WriteFileBytes(path, Encrypted(key, Bytes(text)));
 }
 
-std::string Assigned(const std::string& assign) {
-    return "assign=\"" + assign + "\"";
-}
-
 std::string Element(const std::string& name, const std::string& text) {
     return "<" + name + ">" + text + "</" + name + ">";
 }

@@ -33,7 +33,6 @@ void WriteDocument(const std::wstring& path, const char* key, const std::string&
 // Storage-control elements. Targeting that matches any system and the assignment "t";
 // checked elements need an upper version bound, a missing one counts as 0.0.0.0.
 extern const std::string kAnywhere;
-std::string Assigned(const std::string& assign);  // assign="..."
 std::string Element(const std::string& name, const std::string& text);
 // A Control element; empty parts are left out.
 std::string Control(const std::string& action, const std::string& name,

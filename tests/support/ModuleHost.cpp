@@ -17,12 +17,12 @@ ModuleHost::ModuleHost(const std::wstring& folder)
     if (!m_Module) {
         return;
     }
-    m_Initialize = Resolve<Ostrel_InitializeFn>(m_Module.get(), "Ostrel_Initialize");
+    const auto initialize = Resolve<Ostrel_InitializeFn>(m_Module.get(), "Ostrel_Initialize");
     m_Uninitialize = Resolve<Ostrel_UninitializeFn>(m_Module.get(), "Ostrel_Uninitialize");
     m_CreateUtility = Resolve<Ostrel_CreateUtilityFn>(m_Module.get(), "Ostrel_CreateUtility");
     m_FreeUtility = Resolve<Ostrel_FreeUtilityFn>(m_Module.get(), "Ostrel_FreeUtility");
-    m_Ready = m_Initialize && m_Uninitialize && m_CreateUtility && m_FreeUtility &&
-              m_Initialize() == S_OK;
+    m_Ready =
+        initialize && m_Uninitialize && m_CreateUtility && m_FreeUtility && initialize() == S_OK;
 }
 
 ModuleHost::~ModuleHost() {
@@ -36,8 +36,7 @@ HRESULT ModuleHost::CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
     return m_Ready ? m_CreateUtility(ppUtility, pGuid) : E_UNEXPECTED;
 }
 
-HRESULT ModuleHost::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility,
-                                const GUID* pGuid) const {
+HRESULT ModuleHost::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility, const GUID* pGuid) const {
     return m_Ready ? m_FreeUtility(pUtility, pGuid) : E_UNEXPECTED;
 }
 
@@ -65,17 +64,9 @@ HRESULT Utility::Send(uint32_t valueType, void* pValue) {
 
 bool IsDocumentedResult(HRESULT result) {
     const uint32_t code = static_cast<uint32_t>(result);
-    switch (code) {
-        case 0x00000000:
-        case 0x00040202:
-        case 0x0004020B:
-        case 0x80040201:
-        case 0x8004020B:
-            return true;
-        default:
-            break;
-    }
-    return (code >= 0x80040203 && code <= 0x80040209) || (code & 0xFFFF0000u) == 0x80070000u;
+    return code == 0 || code == 0x00040202 || code == 0x0004020B || code == 0x80040201 ||
+           code == 0x8004020B || (code >= 0x80040203 && code <= 0x80040209) ||
+           (code & 0xFFFF0000u) == 0x80070000u;
 }
 
 bool IsReaderResult(HRESULT result) {

@@ -13,7 +13,8 @@
 namespace TestSupport {
 
 // Loads folder\Ostrel.dll (build\bin by default) and calls Ostrel_Initialize;
-// Ostrel_Uninitialize and unload on destruction.
+// Ostrel_Uninitialize and unload on destruction. A module that is not ready answers
+// E_UNEXPECTED.
 class ModuleHost {
 public:
     explicit ModuleHost(const std::wstring& folder = std::wstring());
@@ -23,8 +24,6 @@ public:
 
     // Loaded, every export found and Ostrel_Initialize answered S_OK.
     bool IsReady() const { return m_Ready; }
-    HMODULE Handle() const { return m_Module.get(); }
-
     HRESULT CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
                           const GUID* pGuid = &OSTREL_UTILITY_GUID) const;
     HRESULT FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility,
@@ -32,7 +31,6 @@ public:
 
 private:
     ZorvCommon::UniqueModule m_Module;
-    Ostrel_InitializeFn m_Initialize = nullptr;
     Ostrel_UninitializeFn m_Uninitialize = nullptr;
     Ostrel_CreateUtilityFn m_CreateUtility = nullptr;
     Ostrel_FreeUtilityFn m_FreeUtility = nullptr;

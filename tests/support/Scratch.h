@@ -47,8 +47,9 @@ private:
     std::wstring m_Path;
 };
 
-// Takes a copy of HKLM\Software\Ulvenhart\Hearthward (64-bit view) and restores it
-// on destruction; the setters change the live key in between.
+// Takes a copy of HKLM\Software\Ulvenhart\Hearthward (64-bit view) and restores it on
+// destruction; the setters change the live key in between. A failed restore is reported
+// as a test failure, never thrown.
 class ProductKey {
 public:
     static constexpr const wchar_t* kPath = L"Software\\Ulvenhart\\Hearthward";
@@ -71,7 +72,7 @@ public:
 
 private:
     bool m_Existed;
-    std::wstring m_BackupPath;  // HKCU\Software\OstrelTests\ProductKeyBackup-<pid>
+    std::wstring m_BackupPath;  // HKCU\Software\OstrelTests\ProductKeyBackup-<pid>-<n>
 };
 
 // Registry helpers for assertions.
