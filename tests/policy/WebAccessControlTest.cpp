@@ -56,11 +56,8 @@ const std::string kSites =
     "<Address label=\"bank\" id=\"https://bank.example/\"/>";
 
 TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
-    const std::string applications =
-        Process("browser", "all64", "64bit", "nav.exe") +
-        Process("legacy", "all64", "32bit", "nav32.exe") +
-        "<Process platform=\"all64\" label=\"bare\" native=\"64bit\"><FileName>bare.exe"
-        "</FileName></Process>";
+    const std::string applications = Process("browser", "all64", "64bit", "nav.exe") +
+                                     Process("legacy", "all64", "32bit", "nav32.exe");
     const std::string controls =
         "<Filters><Filter label=\"f1\" type=\"blocked_unchanged_request\" process=\"legacy\" "
         "address=\"bank\"/></Filters><Logs>" +
@@ -76,17 +73,14 @@ TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
     EXPECT_EQ(L"https://bank.example/", m_List.Sites[0]);
     EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
 
-    ASSERT_EQ(3u, m_List.Applications.size());
-    const auto& bare = m_List.Applications[0];
-    EXPECT_EQ(L"bare", bare.Label);
-    EXPECT_TRUE(bare.Vendor.empty());
-    const auto& legacy = m_List.Applications[2];
+    ASSERT_EQ(2u, m_List.Applications.size());
+    EXPECT_FALSE(m_List.Applications[0].IsWow64);
+    const auto& legacy = m_List.Applications[1];
     EXPECT_EQ(L"legacy", legacy.Label);
     EXPECT_EQ(L"C-legacy", legacy.Identifier);
     EXPECT_EQ(L"Northwind", legacy.Vendor);
     EXPECT_EQ(L"nav32.exe", legacy.FileName);
     EXPECT_TRUE(legacy.IsWow64);
-    EXPECT_FALSE(m_List.Applications[1].IsWow64);
 
     ASSERT_EQ(1u, m_List.Filters.size());
     EXPECT_EQ(L"f1", m_List.Filters[0].Label);
@@ -98,7 +92,6 @@ TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
     EXPECT_EQ(L"https://portal.example/", m_List.WebActivities[0]);
     ASSERT_EQ(1u, m_List.Protections.size());
     EXPECT_EQ(L"https://bank.example/", m_List.Protections[0]);
-
 }
 
 TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
@@ -123,8 +116,9 @@ TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
     EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
 
     ASSERT_EQ(1u, m_List.Applications.size()) << "an application without a file name is not listed";
-    EXPECT_TRUE(Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
-                       L"it will be skipped. [nofile]"))
+    EXPECT_TRUE(
+        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
+               L"it will be skipped. [nofile]"))
         << "an application is reported as an address";
 
     ASSERT_EQ(1u, m_List.Filters.size());
@@ -147,11 +141,11 @@ TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
         "<Protection label=\"noenable\" address=\"portal\"/>" +
         Control("Protection", "fine", "no", "portal") + "</Protections>";
     WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
-                  "<WebAccess><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
+                  "<webACCESS><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
                       platform +
                       "\" label=\"browser\" native=\"64bit\"><FILENAME>nav.exe</FILENAME>"
                       "</process><Program label=\"other\"/></applications><CONTROLS>" +
-                      controls + "</CONTROLS></WebAccess>");
+                      controls + "</CONTROLS></webACCESS>");
 
     EXPECT_EQ(S_OK, Query());
     EXPECT_EQ(1u, m_List.Sites.size());
@@ -179,10 +173,8 @@ TEST_F(WebAccessControl, ApplicationsAreTargetedByPlatform) {
         Process("other", m_Is64bit ? "all32" : "all64", "64bit", "other.exe") +
         Process("seven", "sevenorlater", "64bit", "seven.exe") +
         Process("xp", "xp32", "32bit", "xp.exe") + Process("unknown", "win95", "32bit", "u.exe") +
-        Process("blank", "", "32bit", "b.exe") +
         "<Process label=\"untargeted\" native=\"32bit\"><FileName>n.exe</FileName></Process>" +
-        Process("bitless", "all64", "16bit", "c.exe") +
-        Process("bitless", "all32", "16bit", "c.exe");
+        Process("bitless", m_Is64bit ? "all64" : "all32", "16bit", "c.exe");
 
     EXPECT_EQ(S_OK, Query(kSites, applications, ""));
     std::wstring labels;
@@ -205,6 +197,5 @@ TEST_F(WebAccessControl, BrokenDocumentsEndWithACodeAndALine) {
     WriteDocument(L"QjEnPvWc.xen", kWebAccessKey, "<Sites/>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query());
 }
-
 
 }  // namespace
