@@ -45,13 +45,8 @@ protected:
         return CXmlParserStorageControl(m_XmlParser).QueryValue(&m_Chain, m_Document, assign);
     }
 
-    // The visitor type of each command of the chain, in order.
-    std::vector<uint32_t> CommandTypes() const {
-        std::vector<uint32_t> types;
-        for (size_t i = 0; i < m_Chain.GetCount(); ++i) {
-            types.push_back(dynamic_cast<const CommandBase&>(*m_Chain.GetCommand(i)).GetType());
-        }
-        return types;
+    const CommandBase& Command(size_t index) const {
+        return dynamic_cast<const CommandBase&>(*m_Chain.GetCommand(index));
     }
 
     TestSupport::LogCapture m_Log;
@@ -123,8 +118,7 @@ TEST_F(StorageDocument, IniPathExpandsOnlyTheFirstMacroThatOccurs) {
         if (m_Chain.GetCount() != 1) {
             return std::wstring();
         }
-        const auto& command = dynamic_cast<const CommandBase&>(*m_Chain.GetCommand(0));
-        return dynamic_cast<const Ostrel::Storage::SectionIniFile&>(*command.GetSection(0))
+        return dynamic_cast<const Ostrel::Storage::SectionIniFile&>(*Command(0).GetSection(0))
             .GetFilePath();
     };
     wchar_t windows[MAX_PATH] = {};
@@ -212,21 +206,19 @@ TEST_F(StorageDocument, OnlyTheFileThatWasReadIsDeleted) {
 }
 
 TEST_F(StorageDocument, ConsecutiveEntriesOfOneEffectiveCommandShareIt) {
-    const HRESULT hr = Read(Storage(
-        Registry(SubKey("A"), Store("A", "string", "a") + Store("B", "uint32", "2") +
-                                  Control("store", "C", "string", "c") +  // no overwrite: a create
-                                  Control("create", "D", "string", "d") + Control("delete", "E") +
-                                  Store("F", "string", "f"))));
-    ASSERT_EQ(S_OK, hr);
-    EXPECT_EQ((std::vector<uint32_t>{3, 1, 5, 3}), CommandTypes());
-    const auto entries = [&](size_t command) {
-        return dynamic_cast<const CommandBase&>(*m_Chain.GetCommand(command))
-            .GetSection(0)
-            ->GetEntryCount();
-    };
-    EXPECT_EQ(2u, entries(0));
-    EXPECT_EQ(2u, entries(1));
-    EXPECT_EQ(1u, entries(2));
+    const std::string controls = Store("A", "string", "a") + Store("B", "uint32", "2") +
+                                 Control("store", "C", "string", "c") +  // no overwrite: a create
+                                 Control("create", "D", "string", "d") + Control("delete", "E") +
+                                 Store("F", "string", "f");
+    ASSERT_EQ(S_OK, Read(Storage(Registry(SubKey("A"), controls, kAnywhere, "HKCU", "32bit"))));
+    std::vector<std::pair<uint32_t, size_t>> commands;  // visitor type, entries
+    for (size_t i = 0; i < m_Chain.GetCount(); ++i) {
+        commands.emplace_back(Command(i).GetType(), Command(i).GetSection(0)->GetEntryCount());
+    }
+    EXPECT_EQ((std::vector<std::pair<uint32_t, size_t>>{{3, 2}, {1, 2}, {5, 1}, {3, 1}}), commands);
+    EXPECT_EQ(static_cast<uint32_t>(Ostrel::Storage::AccessMode32),
+              dynamic_cast<const Ostrel::Storage::SectionRegistry&>(*Command(0).GetSection(0))
+                  .GetAccessMode());
 
     EXPECT_EQ(kInvalidData, Read(Storage(Registry(SubKey("A"), Store("", "string", "a")))))
         << "only create and delete may leave the name out";
