@@ -26,9 +26,6 @@ protected:
     void WriteDocument(const wchar_t* fileName, const char* key, const std::string& xml) const {
         TestSupport::WriteDocument(m_Folder.File(fileName), key, xml);
     }
-    void WriteBytes(const wchar_t* fileName, const std::vector<uint8_t>& bytes) const {
-        TestSupport::WriteFileBytes(m_Folder.File(fileName), bytes);
-    }
 
     TestSupport::LogCapture m_Log;
     TestSupport::ScratchFolder m_Folder{L"Policy"};

@@ -9,7 +9,8 @@
 
 namespace {
 
-using Ostrel::Vocabulary::kWebAccessKey;
+using TestSupport::kWebAccessFile;
+using TestSupport::kWebAccessKey;
 
 using SrvFrwk::Interface::WebAccessControlList;
 
@@ -38,7 +39,7 @@ protected:
 
     HRESULT Query(const std::string& sites, const std::string& applications,
                   const std::string& controls) {
-        WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
+        WriteDocument(kWebAccessFile, kWebAccessKey,
                       "<?xml version=\"1.0\"?><WebAccess><Sites>" + sites + "</Sites>" +
                           "<Applications>" + applications + "</Applications><Controls>" + controls +
                           "</Controls></WebAccess>");
@@ -55,82 +56,54 @@ const std::string kSites =
     "<Address label=\"portal\" id=\"https://portal.example/\"/>"
     "<Address label=\"bank\" id=\"https://bank.example/\"/>";
 
+// Collected by label, the lists follow the labels' order; what refers to a label that is
+// not there, or to an entry that is not listed, is left out.
 TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
-    const std::string applications =
-        Process("browser", "all64", "64bit", "nav.exe") +
-        Process("legacy", "all64", "32bit", "nav32.exe") +
-        "<Process platform=\"all64\" label=\"bare\" native=\"64bit\"><FileName>bare.exe"
-        "</FileName></Process>";
+    const std::string sites = kSites +
+                              "<Address label=\"portal\" id=\"https://second.example/\"/>" +
+                              "<Address label=\"empty\" id=\"\"/>";
+    const std::string applications = Process("browser", "all64", "64bit", "nav.exe") +
+                                     Process("legacy", "all64", "32bit", "nav32.exe") +
+                                     Process("nofile", "all64", "64bit", "");
     const std::string controls =
         "<Filters><Filter label=\"f1\" type=\"blocked_unchanged_request\" process=\"legacy\" "
-        "address=\"bank\"/></Filters><Logs>" +
+        "address=\"bank\"/>"
+        "<Filter label=\"nosite\" type=\"blocked\" process=\"browser\" address=\"nowhere\"/>"
+        "<Filter label=\"noapp\" type=\"blocked\" process=\"ghost\" address=\"bank\"/>"
+        "</Filters><Logs>" +
         Control("Log", "l1", "yes", "portal") + Control("Log", "l2", "no", "bank") +
-        "</Logs><Protections>" + Control("Protection", "p1", "yes", "bank") + "</Protections>";
+        Control("Log", "l3", "yes", "missing") + "</Logs><Protections>" +
+        Control("Protection", "p1", "yes", "bank") + "</Protections>";
     if (!m_Is64bit) {
         GTEST_SKIP() << "the applications target 64-bit systems";
     }
 
-    ASSERT_EQ(S_OK, Query(kSites, applications, controls));
-    // Collected by label: the lists follow the labels' order.
-    ASSERT_EQ(2u, m_List.Sites.size());
-    EXPECT_EQ(L"https://bank.example/", m_List.Sites[0]);
-    EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
+    ASSERT_EQ(S_OK, Query(sites, applications, controls));
+    EXPECT_EQ((std::vector<std::wstring>{L"https://bank.example/", L"https://portal.example/"}),
+              m_List.Sites)
+        << "the first of two labels stays; an empty URL is not listed";
 
-    ASSERT_EQ(3u, m_List.Applications.size());
-    const auto& bare = m_List.Applications[0];
-    EXPECT_EQ(L"bare", bare.Label);
-    EXPECT_TRUE(bare.Vendor.empty());
-    const auto& legacy = m_List.Applications[2];
+    ASSERT_EQ(2u, m_List.Applications.size()) << "an application without a file name is not";
+    EXPECT_FALSE(m_List.Applications[0].IsWow64);
+    const auto& legacy = m_List.Applications[1];
     EXPECT_EQ(L"legacy", legacy.Label);
     EXPECT_EQ(L"C-legacy", legacy.Identifier);
     EXPECT_EQ(L"Northwind", legacy.Vendor);
     EXPECT_EQ(L"nav32.exe", legacy.FileName);
     EXPECT_TRUE(legacy.IsWow64);
-    EXPECT_FALSE(m_List.Applications[1].IsWow64);
+    EXPECT_TRUE(
+        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
+               L"it will be skipped. [nofile]"))
+        << "an application is reported as an address";
 
     ASSERT_EQ(1u, m_List.Filters.size());
     EXPECT_EQ(L"f1", m_List.Filters[0].Label);
     EXPECT_EQ(2u, m_List.Filters[0].FilterType);
     EXPECT_EQ(L"https://bank.example/", m_List.Filters[0].SiteUrl);
     EXPECT_EQ(L"nav32.exe", m_List.Filters[0].Application.FileName);
-
-    ASSERT_EQ(1u, m_List.WebActivities.size()) << "a disabled log is left out";
-    EXPECT_EQ(L"https://portal.example/", m_List.WebActivities[0]);
-    ASSERT_EQ(1u, m_List.Protections.size());
-    EXPECT_EQ(L"https://bank.example/", m_List.Protections[0]);
-
-}
-
-TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
-    const std::string sites = kSites +
-                              "<Address label=\"portal\" id=\"https://second.example/\"/>" +
-                              "<Address label=\"empty\" id=\"\"/>";
-    const std::string controls =
-        "<Filters>"
-        "<Filter label=\"good\" type=\"approved\" process=\"browser\" address=\"portal\"/>"
-        "<Filter label=\"nosite\" type=\"blocked\" process=\"browser\" address=\"nowhere\"/>"
-        "<Filter label=\"noapp\" type=\"blocked\" process=\"ghost\" address=\"bank\"/>"
-        "</Filters><Logs>" +
-        Control("Log", "l1", "yes", "missing") + "</Logs>";
-    const std::string platform = m_Is64bit ? "all64" : "all32";
-
-    EXPECT_EQ(S_OK, Query(sites,
-                          Process("browser", platform, "64bit", "nav.exe") +
-                              Process("nofile", platform, "64bit", ""),
-                          controls));
-    ASSERT_EQ(2u, m_List.Sites.size())
-        << "the first of two labels stays; an empty URL is not listed";
-    EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
-
-    ASSERT_EQ(1u, m_List.Applications.size()) << "an application without a file name is not listed";
-    EXPECT_TRUE(Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
-                       L"it will be skipped. [nofile]"))
-        << "an application is reported as an address";
-
-    ASSERT_EQ(1u, m_List.Filters.size());
-    EXPECT_EQ(L"good", m_List.Filters[0].Label);
-    EXPECT_TRUE(m_List.WebActivities.empty());
-    EXPECT_TRUE(m_List.Protections.empty());
+    EXPECT_EQ(std::vector<std::wstring>{L"https://portal.example/"}, m_List.WebActivities)
+        << "a disabled log is left out";
+    EXPECT_EQ(std::vector<std::wstring>{L"https://bank.example/"}, m_List.Protections);
 }
 
 TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
@@ -146,12 +119,12 @@ TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
         Control("Log", "fine", "yes", "portal") + "</LOGS><Protections>" +
         "<Protection label=\"noenable\" address=\"portal\"/>" +
         Control("Protection", "fine", "no", "portal") + "</Protections>";
-    WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
-                  "<WebAccess><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
+    WriteDocument(kWebAccessFile, kWebAccessKey,
+                  "<webACCESS><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
                       platform +
                       "\" label=\"browser\" native=\"64bit\"><FILENAME>nav.exe</FILENAME>"
                       "</process><Program label=\"other\"/></applications><CONTROLS>" +
-                      controls + "</CONTROLS></WebAccess>");
+                      controls + "</CONTROLS></webACCESS>");
 
     EXPECT_EQ(S_OK, Query());
     EXPECT_EQ(1u, m_List.Sites.size());
@@ -179,10 +152,8 @@ TEST_F(WebAccessControl, ApplicationsAreTargetedByPlatform) {
         Process("other", m_Is64bit ? "all32" : "all64", "64bit", "other.exe") +
         Process("seven", "sevenorlater", "64bit", "seven.exe") +
         Process("xp", "xp32", "32bit", "xp.exe") + Process("unknown", "win95", "32bit", "u.exe") +
-        Process("blank", "", "32bit", "b.exe") +
         "<Process label=\"untargeted\" native=\"32bit\"><FileName>n.exe</FileName></Process>" +
-        Process("bitless", "all64", "16bit", "c.exe") +
-        Process("bitless", "all32", "16bit", "c.exe");
+        Process("bitless", m_Is64bit ? "all64" : "all32", "16bit", "c.exe");
 
     EXPECT_EQ(S_OK, Query(kSites, applications, ""));
     std::wstring labels;
@@ -199,12 +170,8 @@ TEST_F(WebAccessControl, BrokenDocumentsEndWithACodeAndALine) {
     EXPECT_TRUE(m_List.Sites.empty());
     EXPECT_TRUE(m_List.Protections.empty());
 
-    WriteDocument(L"QjEnPvWc.xen", Ostrel::Vocabulary::kServiceKey,
-                  "<WebAccess><Sites/></WebAccess>");
-    EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query()) << "another document's key";
-    WriteDocument(L"QjEnPvWc.xen", kWebAccessKey, "<Sites/>");
+    WriteDocument(kWebAccessFile, kWebAccessKey, "<Sites/>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query());
 }
-
 
 }  // namespace
