@@ -117,12 +117,15 @@ bool FileCrypt::Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t*
     }
     const uint32_t remaining = m_Position < m_Size ? m_Size - m_Position : 0;
     const uint32_t count = std::min(size, remaining);
-    uint8_t* bytes = static_cast<uint8_t*>(buffer);
-    // As in FileBase::Read, what is not read comes back zeroed.
-    memset(bytes + count, 0, size - count);
     if (count == 0) {
+        // Nothing is written at the end: Wine's XML reader asks again with its whole
+        // buffer for each piece of a long text, and zeroing that buffer every time made
+        // a 300 KB text cost seconds.
         return Fail(error, ERROR_HANDLE_EOF);
     }
+    uint8_t* bytes = static_cast<uint8_t*>(buffer);
+    // As in FileBase::Read, what a short read leaves comes back zeroed.
+    memset(bytes + count, 0, size - count);
     if (!ReadDecrypted(*m_Inner, m_Position, count, bytes, error)) {
         memset(bytes, 0, count);
         return false;

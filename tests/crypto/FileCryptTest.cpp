@@ -100,10 +100,16 @@ TEST_F(FileCryptTest, ReadsAtAnyPositionMatchTheWholeRead) {
     ASSERT_TRUE(file.SetPointer(-3, FILE_END, &position));
     EXPECT_EQ(197u, position);
     EXPECT_EQ(ByteVector(plaintext.begin() + 197, plaintext.end()), ReadInChunks(file, 8));
+    // At the end nothing is written, however large the buffer: a reader that keeps asking
+    // there must not pay for zeroing it each time.
+    ByteVector large(1 << 20, 0xbd);
+    uint32_t error = 0;
+    EXPECT_FALSE(file.Read(large.data(), 1 << 20, nullptr, &error));
+    EXPECT_EQ(38u, error);
+    EXPECT_EQ(ByteVector(1 << 20, 0xbd), large);
     ASSERT_TRUE(file.SetPointer(5, FILE_BEGIN, nullptr));
     ASSERT_TRUE(file.SetPointer(-2, FILE_CURRENT, &position));
     EXPECT_EQ(3u, position);
-    uint32_t error = 0;
     EXPECT_FALSE(file.SetPointer(-4, FILE_CURRENT, &position, &error));
     EXPECT_EQ(static_cast<uint32_t>(ERROR_NEGATIVE_SEEK), error);
 }
