@@ -1,6 +1,8 @@
 // Documents of every kind read through the exports: root names in any case, minimal
 // documents, whole rows only.
 
+#include <sstream>
+
 #include "ModuleFixture.h"
 
 namespace {
@@ -96,6 +98,48 @@ TEST_F(DocumentTest, OnlyRowsReadWithoutErrorAreAppended) {
     EXPECT_EQ(L"whole.dll", services[0].ModuleName);
     ASSERT_EQ(1u, providers.size());
     EXPECT_EQ(L"whole.dll", providers[0].ModuleName);
+}
+
+// Each reader's lines print its own unit's file, split units included, and the listed
+// texts stand as they are.
+TEST_F(DocumentTest, LogLinesNameTheReadersUnit) {
+    ArrayOfRowService services;
+    (void)Query(kServices,
+                "<BaseFramework><FrameworkService version=\"1\"><Module>eDLL</Module>"
+                "</FrameworkService></BaseFramework>",
+                &services);
+    WebAccessControlList list;
+    (void)Query(kWebAccess,
+                "<WebAccess><Controls><Filters><Filter label=\"f\" type=\"Blocked\"/>"
+                "</Filters></Controls></WebAccess>",
+                &list);
+    (void)SendStorage("<Storage version=\"1.0\">" + Registry("x", Store("V", "string", "v")) +
+                      "<IniFile assign=\"other\"/><Registry assign=\"t\"><Root>HKXX</Root>"
+                      "</Registry></Storage>");
+    std::wistringstream log(m_Log.Text());
+    size_t checked = 0;
+    for (std::wstring line; std::getline(log, line);) {
+        const size_t name = line.find(L"CXmlParser");
+        const size_t place = line.rfind(L" - ");
+        if (name == std::wstring::npos || place == std::wstring::npos || place < name) {
+            continue;
+        }
+        const std::wstring reader = line.substr(name + 1, line.find(L"::", name) - name - 1);
+        std::wstring file = line.substr(place + 3, line.rfind(L'(') - place - 3);
+        if (!file.empty() && file[0] == L'\\') {
+            file.erase(0, 1);
+        }
+        EXPECT_EQ(reader + L".cpp", file) << Narrow(line);
+        ++checked;
+    }
+    EXPECT_GT(checked, 10u);
+    for (const wchar_t* expected :
+         {L"*** CXmlParserFrameworkPolicy::GetModuleType() - Specified text was not supported.",
+          L"*** CXmlParserWebAccessControl::GetWebAccessFilterType() - Specified text",
+          L"*** CXmlParserStorageControl::CheckParameter() - Specified Assigned was not matched",
+          L"*** CXmlParserStorageControl::ParseRegistry() - this->GetRegistryRoot() failed."}) {
+        EXPECT_TRUE(m_Log.Contains(expected)) << Narrow(expected);
+    }
 }
 
 }  // namespace
