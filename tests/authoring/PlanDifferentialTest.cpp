@@ -61,7 +61,7 @@ std::string ForScratch(std::string text, const std::wstring& scratch) {
 // in an INI section and in a key below; the section acts of create and delete, and the
 // deletes that follow a section delete: the rules the corpus leaves out.
 std::string EveryRule() {
-    const std::string demo = TestSupport::Assigned("demo");
+    const std::string demo = "assign=\"demo\"";
     static const char* const kValues[][2] = {
         {"string", "text"}, {"binary", "0A0B"}, {"uint32", "4294967295"}, {"uint64", "0x10"}};
     std::string controls;

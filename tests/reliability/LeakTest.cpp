@@ -28,7 +28,8 @@ TEST(LeakTest, TenThousandMixedRequestsKeepHandlesAndMemoryFlat) {
             warm = TestSupport::MeasureProcess();
         }
         const size_t kind = static_cast<size_t>(index) % kRequestKinds;
-        const std::wstring answer = Ask(module.Utility(), static_cast<RequestKind>(kind), lane);
+        const std::wstring answer =
+            Ask(*module.Utility().Get(), static_cast<RequestKind>(kind), lane);
         const size_t round = static_cast<size_t>(index) / kRequestKinds;
         if (round == 1) {
             steady[kind] = answer;
