@@ -53,6 +53,7 @@ protected:
                 EXPECT_EQ(count == 0 ? 38u : 13u, error) << "count " << count;
                 return all;
             }
+            EXPECT_EQ(chunk, count) << "only a read that fills the buffer succeeds";
         }
     }
 
