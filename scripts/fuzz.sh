@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Fuzzes Ostrel.dll for SECONDS with SEED (default 1): fuzz_ostrel.exe under Wine, in a
-# Wine prefix used for nothing else ($HOME/.wine-ostrel-fuzz, or $OSTREL_FUZZ_PREFIX),
-# created when missing. A fixed seed reproduces a run. Failing inputs land in
-# tests/fuzz/regressions/ (fuzz_tests replays them). Exits non-zero on any crash, hang or
-# undocumented result code.
+# Fuzzes Ostrel.dll for SECONDS with SEED (default 1): fuzz_ostrel.exe (built from fuzz/)
+# under Wine, in a Wine prefix used for nothing else ($HOME/.wine-ostrel-fuzz, or
+# $OSTREL_FUZZ_PREFIX), created when missing. A fixed seed reproduces a run. Failing inputs
+# are saved in tests/fuzz/regressions/ (fuzz_tests replays them), or in $OSTREL_FUZZ_SAVED
+# when set (fuzz_smoke saves under the build folder). Exits non-zero on any crash, hang or
+# undocumented result code, and when the fuzzer is not built.
 #   scripts/fuzz.sh SECONDS [SEED] [extra fuzz_ostrel options]
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
@@ -19,10 +20,11 @@ shift $(($# < 2 ? $# : 2))
 export WINEPREFIX="${OSTREL_FUZZ_PREFIX:-$HOME/.wine-ostrel-fuzz}"
 FUZZER="$BUILD_DIR/tests/fuzz_ostrel.exe"
 WORK="$BUILD_DIR/fuzz"
-REGRESSIONS="$OSTREL_ROOT/tests/fuzz/regressions"
+REGRESSIONS="${OSTREL_FUZZ_SAVED:-$OSTREL_ROOT/tests/fuzz/regressions}"
 
 if [ ! -f "$FUZZER" ] || [ ! -f "$BUILD_DIR/bin/Ostrel.dll" ]; then
-    "$OSTREL_ROOT/scripts/build.sh"
+    echo "fuzz.sh: $FUZZER or Ostrel.dll is missing: build first (scripts/build.sh)" >&2
+    exit 2
 fi
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
     say "creating the fuzzing Wine prefix $WINEPREFIX"
@@ -54,5 +56,8 @@ if [ $status -ne 0 ] && [ $status -ne 1 ] && [ $status -ne 3 ] && [ $status -ne 
     kept="$REGRESSIONS/${road:-storage}-exit$status-seed$SEED.xen"
     cp "$WORK/current.xen" "$kept"
     echo "fuzz.sh: the fuzzer ended with $status; its last input is kept as $kept" >&2
+fi
+if [ $status -ne 0 ]; then
+    echo "fuzz.sh: failing inputs are saved in $REGRESSIONS" >&2
 fi
 exit $status

@@ -5,7 +5,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
 
 PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build googletest openssl
-          libxml2-utils ca-certificates)
+          libxml2-utils ca-certificates clang-format-14)
 
 missing=()
 for pkg in "${PACKAGES[@]}"; do

@@ -1,50 +1,30 @@
 // The plan's dry run against the module's own run, value for value: every example and
 // every corpus document that the reader turns into commands, on scratch keys and INI
-// files, first from nothing and then over what the first run left; and with each sample
-// profile, the module given the same system. A plan changes nothing.
+// files, first from nothing and then over what the first run left; on this machine and,
+// with each sample profile, the module given the same system. A plan changes nothing.
 
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AuthoringDocument.h"
+#include "Documents.h"
 #include "Scratch.h"
-#include "StorageCommand.h"
 #include "StorageDryRun.h"
 #include "XmlParserStorageControl.h"
-#include "ZorvComn_Registry.h"
 #include "ZorvComn_XmlParser.h"
 #include "xentool_profile.h"
 
 namespace {
 
 using Ostrel::Storage::CommandChain;
+using Ostrel::Storage::DryRun;
 using Ostrel::Storage::Place;
 using Ostrel::Storage::TargetSystem;
-
-const std::wstring kSuite = L"authoring-plan";
-
-struct Document {
-    std::wstring Name;
-    std::string Text;
-};
-
-std::vector<Document> ReadDocuments(const std::wstring& folder) {
-    std::vector<Document> documents;
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW((folder + L"\\*.xml").c_str(), &found);
-    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &found)) {
-        const std::vector<uint8_t> bytes =
-            TestSupport::ReadFileBytes(folder + L"\\" + found.cFileName);
-        documents.push_back({found.cFileName, std::string(bytes.begin(), bytes.end())});
-    }
-    if (search != INVALID_HANDLE_VALUE) {
-        FindClose(search);
-    }
-    return documents;
-}
+using TestSupport::Control;
 
 void ReplaceAll(std::string& text, const std::string& what, const std::string& with) {
     for (size_t at = text.find(what); at != std::string::npos;
@@ -57,12 +37,12 @@ void ReplaceAll(std::string& text, const std::string& what, const std::string& w
 // document is moved in its own encoding).
 std::string ForScratch(std::string text, const std::wstring& scratch) {
     const bool wide = text.compare(0, 2, "\xFF\xFE") == 0;
-    std::basic_string<wchar_t> wideText;
+    std::wstring wideText;
     if (wide) {
         wideText.assign(reinterpret_cast<const wchar_t*>(text.data()), text.size() / 2);
         text.assign(wideText.begin(), wideText.end());
     }
-    const std::string base(scratch.begin(), scratch.end());
+    const std::string base = TestSupport::Narrow(scratch);
     ReplaceAll(text, "Software\\OstrelFuzz", base + "\\Fuzz");
     ReplaceAll(text, "Software\\OstrelDemo", base + "\\Demo");
     ReplaceAll(text, "<Path></Path>", "<Path>" + base + "\\Empty</Path>");
@@ -81,90 +61,46 @@ std::string ForScratch(std::string text, const std::wstring& scratch) {
 // in an INI section and in a key below; the section acts of create and delete, and the
 // deletes that follow a section delete: the rules the corpus leaves out.
 std::string EveryRule() {
+    const std::string demo = "assign=\"demo\"";
     static const char* const kValues[][2] = {
         {"string", "text"}, {"binary", "0A0B"}, {"uint32", "4294967295"}, {"uint64", "0x10"}};
     std::string controls;
     for (const char* action : {"create", "query", "store", "append", "append", "delete", "store"}) {
         for (const auto& value : kValues) {
             for (const std::string name : {value[0], "Shared"}) {
-                controls += std::string("<Control assign=\"demo\"><Action>") + action +
-                            "</Action><Name>" + name + "</Name><Type>" + value[0] +
-                            "</Type><Value>" + value[1] + "</Value><Overwrite>yes</Overwrite>" +
-                            "</Control>\n";
+                controls += Control(action, name, value[0], value[1], "yes", demo);
             }
         }
     }
-    const std::string key =
-        "<Root>HKCU</Root><AccessMode>default</AccessMode><AccessRight>default</AccessRight>";
-    const std::string sectionAct = "<Control assign=\"demo\"><Action>ACT</Action></Control>";
-    std::string deleteSection = sectionAct;
-    ReplaceAll(deleteSection, "ACT", "delete");
-    std::string createSection = sectionAct;
-    ReplaceAll(createSection, "ACT", "create");
-    return "<Storage version=\"1.0.0\">\n<Registry assign=\"demo\">" + key +
-           "<Path>Software\\OstrelFuzz\\Rules</Path>" + controls +
-           "</Registry>\n<Registry assign=\"demo\">" + key +
-           "<Path>Software\\OstrelFuzz\\Rules\\Sub\\Deep</Path>" + createSection +
-           "</Registry>\n<Registry assign=\"demo\">" + key +
-           "<Path>Software\\OstrelFuzz\\Rules\\Sub</Path>" + deleteSection +
-           "<Control assign=\"demo\"><Action>delete</Action><Name>X</Name></Control></Registry>\n"
-           "<IniFile assign=\"demo\"><Path>$INSTALL$rules.ini</Path><Section>Rules</Section>" +
-           controls + createSection +
-           "</IniFile>\n<IniFile "
-           "assign=\"demo\"><Path>$INSTALL$rules.ini</Path><Section>Gone</Section>" +
-           controls + deleteSection + "</IniFile>\n</Storage>\n";
+    const std::string create = Control("create", "", "", "", "", demo);
+    const std::string remove = Control("delete", "", "", "", "", demo);
+    const std::string rules = "Software\\OstrelFuzz\\Rules";
+    return TestSupport::Storage(
+        TestSupport::Registry(rules, controls, demo) +
+        TestSupport::Registry(rules + "\\Sub\\Deep", create, demo) +
+        TestSupport::Registry(rules + "\\Sub", remove + Control("delete", "X", "", "", "", demo),
+                              demo) +
+        TestSupport::IniFile("$INSTALL$rules.ini", controls + create, demo, "Rules") +
+        TestSupport::IniFile("$INSTALL$rules.ini", controls + remove, demo, "Gone"));
 }
 
-HRESULT ReadChain(const std::wstring& path, const TargetSystem* pSystem, CommandChain& chain) {
+void ReadChain(const std::wstring& path, const TargetSystem* pSystem, CommandChain& chain) {
     ZorvCommon::Storage::XmlParser xmlParser;
     CXmlParserStorageControl reader(xmlParser);
     reader.SetKeepDocument(true);
     reader.SetTargetSystem(pSystem);
-    return reader.QueryValue(&chain, path, L"demo");
+    (void)reader.QueryValue(&chain, path, L"demo");
 }
 
-// Every key the chain names lies below the scratch key.
-bool StaysInScratch(const CommandChain& chain, const std::wstring& scratch) {
-    for (size_t c = 0; c < chain.GetCount(); ++c) {
-        const auto* pCommand =
-            dynamic_cast<const Ostrel::Storage::CommandBase*>(chain.GetCommand(c));
-        for (size_t s = 0; pCommand != nullptr && s < pCommand->GetSectionCount(); ++s) {
-            const auto* pSection =
-                dynamic_cast<const Ostrel::Storage::SectionRegistry*>(pCommand->GetSection(s));
-            std::wstring name;
-            if (pSection != nullptr) {
-                pSection->GetName(name);
-                const std::wstring path =
-                    ZorvCommon::Storage::JoinKeyPath(pSection->GetBaseSubKey(), name);
-                if (pSection->GetRoot() != HKEY_CURRENT_USER || path.rfind(scratch, 0) != 0) {
-                    return false;
-                }
-            }
-        }
-    }
-    return true;
-}
-
-// Every file below folder, with its bytes.
+// The files of folder, with their bytes.
 using FolderSnapshot = std::map<std::wstring, std::vector<uint8_t>>;
 
-void SnapshotFolder(const std::wstring& folder, FolderSnapshot& snapshot) {
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW((folder + L"\\*").c_str(), &found);
-    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &found)) {
-        const std::wstring name = found.cFileName;
-        if (name == L"." || name == L"..") {
-            continue;
-        }
-        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            SnapshotFolder(folder + L"\\" + name, snapshot);
-        } else {
-            snapshot[folder + L"\\" + name] = TestSupport::ReadFileBytes(folder + L"\\" + name);
-        }
+FolderSnapshot SnapshotFolder(const std::wstring& folder) {
+    FolderSnapshot snapshot;
+    for (const std::wstring& name : TestSupport::FilesIn(folder, L"*")) {
+        snapshot[name] = TestSupport::ReadFileBytes(folder + L"\\" + name);
     }
-    if (search != INVALID_HANDLE_VALUE) {
-        FindClose(search);
-    }
+    return snapshot;
 }
 
 // The result of every operation of a real run, in order.
@@ -178,113 +114,106 @@ public:
     std::vector<HRESULT> Results;
 };
 
-struct Prediction {
-    Place Where;
-    std::wstring Name;
-    std::wstring Value;
-};
+// A place and a name in it (empty: the key or section itself).
+using Touched = std::vector<std::pair<Place, std::wstring>>;
 
-std::wstring Label(const Prediction& prediction) {
-    return prediction.Where.Path + L" [" + prediction.Where.Section + L"] " + prediction.Name;
+// What a dry run's picture holds at each touched place, labelled.
+std::vector<std::wstring> Describe(const DryRun& dryRun, const Touched& touched) {
+    std::vector<std::wstring> values;
+    for (const auto& [where, name] : touched) {
+        values.push_back(where.Path + L" [" + where.Section + L"] " + name + L": " +
+                         dryRun.Describe(where, name));
+    }
+    return values;
 }
 
 class PlanAgainstModule : public ::testing::Test {
 protected:
-    // Plans the document, checks that the plan changed nothing, runs it for real and
-    // compares the result and every value an operation touched.
-    void PlanAndRun(const std::wstring& path, const TargetSystem* pSystem,
-                    const std::wstring& scratch, const std::wstring& label) {
-        RegistrySnapshot registryBefore;
-        FolderSnapshot filesBefore;
-        AuthoringTest::SnapshotRegistry(HKEY_CURRENT_USER, scratch, registryBefore);
-        SnapshotFolder(m_Folder.Path(), filesBefore);
+    void SetUp() override {
+        m_Product.SetInstalledFolder(m_Folder.Path());
+        m_Product.SetVersion(L"1.5.0");
+        for (const wchar_t* folder : {L"\\examples", L"\\tests\\fuzz\\corpus"}) {
+            const std::wstring path = OSTREL_SOURCE_DIR + std::wstring(folder) + L"\\";
+            for (const std::wstring& name : TestSupport::FilesIn(path, L"*.xml")) {
+                const std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(path + name);
+                m_Documents.emplace_back(name, std::string(bytes.begin(), bytes.end()));
+            }
+        }
+        m_Documents.emplace_back(L"every rule", EveryRule());
+    }
 
+    // Plans the document, checks that the plan changed nothing and stays in the scratch
+    // key, runs it for real and compares the request result, every operation's result
+    // and every value an operation touched. False when the reader made no commands.
+    bool PlanAndRun(const std::wstring& path, const TargetSystem* pSystem,
+                    const std::wstring& scratch, const std::wstring& label) {
+        const TestSupport::RegistrySnapshot registryBefore =
+            TestSupport::SnapshotRegistry(HKEY_CURRENT_USER, scratch);
+        const FolderSnapshot filesBefore = SnapshotFolder(m_Folder.Path());
         CommandChain planned;
         ReadChain(path, pSystem, planned);
-        Ostrel::Storage::DryRun dryRun(true);
+        DryRun dryRun(true);
         const int32_t plannedResult = dryRun.Run(planned);
-        std::vector<Prediction> predictions;
         std::vector<HRESULT> plannedResults;
+        Touched touched;
         for (const Ostrel::Storage::PlannedOperation& operation : dryRun.Operations()) {
             if (operation.Reached) {
                 plannedResults.push_back(operation.Result);
             }
-            if (operation.Placed) {
-                predictions.push_back({operation.Where, operation.Name, std::wstring()});
+            if (!operation.Placed) {
+                continue;
             }
+            const bool inScratch =
+                operation.Where.IsIniFile || (operation.Where.Root == HKEY_CURRENT_USER &&
+                                              operation.Where.Path.rfind(scratch, 0) == 0);
+            EXPECT_TRUE(inScratch) << label << ": " << operation.Where.Path;
+            if (!inScratch) {
+                return true;  // never run for real
+            }
+            touched.emplace_back(operation.Where, operation.Name);
             for (const std::wstring& removed : operation.Removed) {
-                Place place = operation.Where;
-                place.Path = removed;
-                predictions.push_back({place, std::wstring(), std::wstring()});
+                touched.emplace_back(operation.Where, std::wstring());
+                touched.back().first.Path = removed;
             }
         }
-        for (Prediction& prediction : predictions) {
-            prediction.Value = dryRun.Describe(prediction.Where, prediction.Name);
-        }
-        RegistrySnapshot registryAfter;
-        FolderSnapshot filesAfter;
-        AuthoringTest::SnapshotRegistry(HKEY_CURRENT_USER, scratch, registryAfter);
-        SnapshotFolder(m_Folder.Path(), filesAfter);
-        EXPECT_EQ(registryBefore, registryAfter) << label << ": the plan wrote to the registry";
-        EXPECT_EQ(filesBefore, filesAfter) << label << ": the plan wrote to a file";
+        const std::vector<std::wstring> predicted = Describe(dryRun, touched);
+        EXPECT_EQ(registryBefore, TestSupport::SnapshotRegistry(HKEY_CURRENT_USER, scratch))
+            << label << ": the plan wrote to the registry";
+        EXPECT_EQ(filesBefore, SnapshotFolder(m_Folder.Path()))
+            << label << ": the plan wrote to a file";
 
         CommandChain real;
         ReadChain(path, pSystem, real);
         ResultRecorder recorder;
         EXPECT_EQ(plannedResult, real.Invoke(Ostrel::Storage::RealStores(), &recorder)) << label;
         EXPECT_EQ(plannedResults, recorder.Results) << label << ": the operations' own results";
-        const Ostrel::Storage::DryRun now(true);
-        for (const Prediction& prediction : predictions) {
-            EXPECT_EQ(prediction.Value, now.Describe(prediction.Where, prediction.Name))
-                << label << ": " << Label(prediction);
-        }
-        m_Compared += predictions.size();
+        EXPECT_EQ(predicted, Describe(DryRun(true), touched)) << label;
+        m_Compared += touched.size();
+        return planned.GetCount() != 0;
     }
 
     // Each document the reader turns into commands, twice over; the number of documents.
     size_t PlanAndRunAll(const TargetSystem* pSystem, const std::wstring& system) {
         size_t planned = 0;
-        for (const Document& document : m_Documents) {
-            TestSupport::ScratchRegistryKey scratch(kSuite);
+        for (const auto& [name, text] : m_Documents) {
+            TestSupport::ScratchRegistryKey scratch(L"authoring-plan");
             const std::wstring path = m_Folder.File(L"document.xen");
-            AuthoringTest::WriteEncrypted(path, ForScratch(document.Text, scratch.Path()),
-                                          AuthoringTest::kStorageKey);
-            CommandChain chain;
-            ReadChain(path, pSystem, chain);
-            if (chain.GetCount() == 0) {
-                continue;
+            TestSupport::WriteDocument(path, TestSupport::kStorageKey,
+                                       ForScratch(text, scratch.Path()));
+            const std::wstring label = name + L" (" + system + L")";
+            if (PlanAndRun(path, pSystem, scratch.Path(), label + L", from nothing")) {
+                ++planned;
+                PlanAndRun(path, pSystem, scratch.Path(), label + L", over the first run");
             }
-            const bool inScratch = StaysInScratch(chain, scratch.Path());
-            EXPECT_TRUE(inScratch) << document.Name;
-            if (!inScratch) {
-                continue;
-            }
-            ++planned;
-            const std::wstring label = document.Name + L" (" + system + L")";
-            PlanAndRun(path, pSystem, scratch.Path(), label + L", from nothing");
-            PlanAndRun(path, pSystem, scratch.Path(), label + L", over the first run");
             DeleteFileW(path.c_str());
         }
         return planned;
     }
 
-    using RegistrySnapshot = AuthoringTest::RegistrySnapshot;
-
     TestSupport::ProductKey m_Product;
     TestSupport::ScratchFolder m_Folder{L"AuthoringPlan"};
-    std::vector<Document> m_Documents;
+    std::vector<std::pair<std::wstring, std::string>> m_Documents;
     size_t m_Compared = 0;
-
-    void SetUp() override {
-        m_Product.SetInstalledFolder(m_Folder.Path());
-        m_Product.SetVersion(L"1.5.0");
-        for (const wchar_t* folder : {L"\\examples", L"\\tests\\fuzz\\corpus"}) {
-            for (Document& document : ReadDocuments(OSTREL_SOURCE_DIR + std::wstring(folder))) {
-                m_Documents.push_back(std::move(document));
-            }
-        }
-        m_Documents.push_back({L"every rule", EveryRule()});
-    }
 };
 
 TEST_F(PlanAgainstModule, EveryExampleAndCorpusDocumentOnThisMachine) {
@@ -294,8 +223,7 @@ TEST_F(PlanAgainstModule, EveryExampleAndCorpusDocumentOnThisMachine) {
 }
 
 TEST_F(PlanAgainstModule, EveryDocumentForEachSampleProfile) {
-    for (const wchar_t* profile :
-         {L"winxp-32.ini", L"vista-64.ini", L"win7-64.ini", L"win10-64.ini"}) {
+    for (const wchar_t* profile : AuthoringTest::kProfiles) {
         TargetSystem system;
         std::wstring problem;
         ASSERT_TRUE(Xentool::LoadProfile(AuthoringTest::ProfilePath(profile), system, problem))

@@ -22,6 +22,17 @@ std::string Narrow(std::wstring_view text) {
     return std::string(text.begin(), text.end());
 }
 
+Words Sorted(Words words) {
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    return words;
+}
+
+Words Join(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return Sorted(words);
+}
+
 // The texts of a table (or a list) once each, sorted.
 template <typename Row, size_t N>
 Words Of(const Row (&table)[N]) {
@@ -33,15 +44,7 @@ Words Of(const Row (&table)[N]) {
             words.push_back(Narrow(row.Text));
         }
     }
-    std::sort(words.begin(), words.end());
-    words.erase(std::unique(words.begin(), words.end()), words.end());
-    return words;
-}
-
-Words Sorted(Words words) {
-    std::sort(words.begin(), words.end());
-    words.erase(std::unique(words.begin(), words.end()), words.end());
-    return words;
+    return Sorted(words);
 }
 
 // The elements of a document kind, as lint's grammar places them.
@@ -56,41 +59,38 @@ Words ElementsOf(const Xentool::Grammar& grammar) {
     return Sorted(words);
 }
 
-Words Join(Words words, const Words& more) {
-    words.insert(words.end(), more.begin(), more.end());
-    return Sorted(words);
-}
-
-std::string ReadSource(const std::wstring& relative) {
-    const std::vector<uint8_t> bytes =
-        TestSupport::ReadFileBytes(std::wstring(OSTREL_SOURCE_DIR) + L"\\" + relative);
+std::string ReadSource(const std::string& relative) {
+    const std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(
+        std::wstring(OSTREL_SOURCE_DIR) + L"\\" + std::wstring(relative.begin(), relative.end()));
     return std::string(bytes.begin(), bytes.end());
 }
 
-// The values of every attribute named attribute inside text, in order.
-Words Values(const std::string& text, const std::string& attribute) {
-    Words values;
-    const std::string marker = attribute + "=\"";
-    for (size_t at = text.find(marker); at != std::string::npos; at = text.find(marker, at)) {
-        at += marker.size();
-        values.push_back(text.substr(at, text.find('"', at) - at));
+// Every text that follows open, up to the next close (or the end), in order.
+Words Between(const std::string& text, const std::string& open, char close) {
+    Words words;
+    for (size_t at = text.find(open); at != std::string::npos; at = text.find(open, at)) {
+        at += open.size();
+        const size_t end = std::min(text.find(close, at), text.size());
+        words.push_back(text.substr(at, end - at));
+        at = end;
     }
-    return values;
+    return words;
 }
 
 // The words of a simple type: its enumerations, or the alternatives of its patterns
-// ("[Aa][Ll][Ll]", "all" in any case, read as "all").
-Words SchemaWords(const std::string& schema, const std::string& type) {
-    const size_t start = schema.find("<xs:simpleType name=\"" + type + "\">");
+// ("[Aa][Ll][Ll]", "all" in any case, read as "all"); with no type, the elements the
+// schema declares.
+Words SchemaWords(const std::string& schema, const char* type) {
+    if (type == nullptr) {
+        return Sorted(Between(schema, "<xs:element name=\"", '"'));
+    }
+    const size_t start = schema.find("<xs:simpleType name=\"" + std::string(type) + "\">");
     EXPECT_NE(std::string::npos, start) << type;
     const std::string body = schema.substr(start, schema.find("</xs:simpleType>", start) - start);
-    Words words = Values(body, "<xs:enumeration value");
-    for (const std::string& pattern : Values(body, "<xs:pattern value")) {
-        for (size_t from = 0; from <= pattern.size();) {
-            const size_t bar = std::min(pattern.find('|', from), pattern.size());
-            const std::string word = pattern.substr(from, bar - from);
+    Words words = Between(body, "<xs:enumeration value=\"", '"');
+    for (const std::string& pattern : Between(body, "<xs:pattern value=\"", '"')) {
+        for (const std::string& word : Between("|" + pattern, "|", '|')) {
             words.push_back(word == "[Aa][Ll][Ll]" ? "all" : word);
-            from = bar + 1;
         }
     }
     return Sorted(words);
@@ -101,85 +101,74 @@ Words ReadmeWords(const std::string& readme, const std::string& document, const 
     const std::string row = "| " + document + " | " + name + " | ";
     const size_t start = readme.find(row);
     EXPECT_NE(std::string::npos, start) << row;
-    const std::string cell =
-        readme.substr(start + row.size(), readme.find('\n', start) - start - row.size());
+    const size_t cell = start + row.size();
+    const Words texts = Between(readme.substr(cell, readme.find('\n', start) - cell), "`", '`');
     Words words;
-    for (size_t at = cell.find('`'); at != std::string::npos; at = cell.find('`', at + 1)) {
-        const size_t end = cell.find('`', at + 1);
-        words.push_back(cell.substr(at + 1, end - at - 1));
-        at = end;
+    for (size_t text = 0; text < texts.size(); text += 2) {  // the odd ones stand between words
+        words.push_back(texts[text]);
     }
     return Sorted(words);
 }
 
 struct Vocabulary {
-    const char* Document;  // the README's row
+    const char* Document;  // the README's row: the document kinds and the name
     const char* Name;
-    const wchar_t* Schema;  // the schema and its simple type, or null for none
-    const char* Type;
+    const char* Type;  // the schema's simple type; null for its elements, "" for none
     Words Expected;
 };
 
+std::string SchemaOf(const std::string& document) {
+    return document == "storage"      ? "storage-control.xsd"
+           : document == "web access" ? "webaccess.xsd"
+                                      : "policy.xsd";
+}
+
 std::vector<Vocabulary> Rows() {
     const Words all = {Narrow(V::kAllWord)};
+    const char* const policy = "service, provider";
     return {
-        {"storage", "`platform`", L"storage-control.xsd", "platformWord",
-         Join(all, Of(V::kPlatforms))},
-        {"storage", "`language`", L"storage-control.xsd", "languageWord",
+        {"storage", "`platform`", "platformWord", Join(all, Of(V::kPlatforms))},
+        {"storage", "`language`", "languageWord",
          Join(Join(all, {Narrow(V::kEnglishUs.Text)}), Of(V::kLanguages))},
-        {"storage", "`Root`", L"storage-control.xsd", "root", Of(V::kRegistryRoots)},
-        {"storage", "`AccessMode`", L"storage-control.xsd", "accessMode", Of(V::kAccessModes)},
-        {"storage", "`AccessRight`", L"storage-control.xsd", "accessRight", Of(V::kAccessRights)},
-        {"storage", "`Action`", L"storage-control.xsd", "action", Of(V::kActions)},
-        {"storage", "`Type`", L"storage-control.xsd", "valueType", Of(V::kValueTypes)},
-        {"storage", "`Overwrite`, `check`, `save`", L"storage-control.xsd", "yesNo",
-         Of(V::kBooleans)},
-        {"storage", "INI `Path` macros", nullptr, nullptr, Of(V::kPathMacros)},
-        {"service, provider", "`Module`", L"policy.xsd", "moduleType", Of(V::kModuleTypes)},
-        {"service, provider", "`StartUp`", L"policy.xsd", "startupType", Of(V::kStartupTypes)},
-        {"service, provider", "`Load`", L"policy.xsd", "loadOption", Of(V::kLoadOptions)},
-        {"service, provider", "`Unload`", L"policy.xsd", "unloadOption", Of(V::kUnloadOptions)},
-        {"service, provider", "`Interface`", L"policy.xsd", "interfaceType",
-         Of(V::kInterfaceTypes)},
-        {"service, provider", "`DataConversion`", L"policy.xsd", "dataConversion",
-         Of(V::kDataConversions)},
-        {"service, provider", "`SharedType`", L"policy.xsd", "sharedType", Of(V::kSharedTypes)},
-        {"service, provider", "`Permission` `type`", L"policy.xsd", "permissionIndex",
-         Of(V::kPermissionIndexes)},
-        {"service, provider", "`Permission`", L"policy.xsd", "permissionValue",
-         Of(V::kPermissionTypes)},
-        {"web access", "`platform`", L"webaccess.xsd", "platformWord",
+        {"storage", "`Root`", "root", Of(V::kRegistryRoots)},
+        {"storage", "`AccessMode`", "accessMode", Of(V::kAccessModes)},
+        {"storage", "`AccessRight`", "accessRight", Of(V::kAccessRights)},
+        {"storage", "`Action`", "action", Of(V::kActions)},
+        {"storage", "`Type`", "valueType", Of(V::kValueTypes)},
+        {"storage", "`Overwrite`, `check`, `save`", "yesNo", Of(V::kBooleans)},
+        {"storage", "INI `Path` macros", "", Of(V::kPathMacros)},
+        {"storage", "elements", nullptr, ElementsOf(Xentool::StorageGrammar())},
+        {policy, "`Module`", "moduleType", Of(V::kModuleTypes)},
+        {policy, "`StartUp`", "startupType", Of(V::kStartupTypes)},
+        {policy, "`Load`", "loadOption", Of(V::kLoadOptions)},
+        {policy, "`Unload`", "unloadOption", Of(V::kUnloadOptions)},
+        {policy, "`Interface`", "interfaceType", Of(V::kInterfaceTypes)},
+        {policy, "`DataConversion`", "dataConversion", Of(V::kDataConversions)},
+        {policy, "`SharedType`", "sharedType", Of(V::kSharedTypes)},
+        {policy, "`Permission` `type`", "permissionIndex", Of(V::kPermissionIndexes)},
+        {policy, "`Permission`", "permissionValue", Of(V::kPermissionTypes)},
+        {policy, "elements", nullptr, ElementsOf(Xentool::PolicyGrammar())},
+        {"web access", "`platform`", "platformWord",
          Join(Of(V::kWebPlatforms), Of(V::kWebBitness))},
-        {"web access", "`native`", L"webaccess.xsd", "native", Of(V::kNativeBitness)},
-        {"web access", "`Filter` `type`", L"webaccess.xsd", "filterType", Of(V::kFilterTypes)},
-        {"web access", "`enable`", L"webaccess.xsd", "yesNo", Of(V::kBooleans)},
-        {"storage", "elements", nullptr, nullptr, ElementsOf(Xentool::StorageGrammar())},
-        {"service, provider", "elements", nullptr, nullptr, ElementsOf(Xentool::PolicyGrammar())},
-        {"web access", "elements", nullptr, nullptr, ElementsOf(Xentool::WebAccessGrammar())},
+        {"web access", "`native`", "native", Of(V::kNativeBitness)},
+        {"web access", "`Filter` `type`", "filterType", Of(V::kFilterTypes)},
+        {"web access", "`enable`", "yesNo", Of(V::kBooleans)},
+        {"web access", "elements", nullptr, ElementsOf(Xentool::WebAccessGrammar())},
     };
 }
 
-TEST(Vocabulary, SchemaEnumerationsAreTheReadersWords) {
+TEST(Vocabulary, SchemaEnumerationsAndElementsAreTheReadersWords) {
     for (const Vocabulary& row : Rows()) {
-        if (row.Schema != nullptr) {
+        if (row.Type == nullptr || *row.Type != '\0') {
             EXPECT_EQ(row.Expected,
-                      SchemaWords(ReadSource(L"schemas\\" + std::wstring(row.Schema)), row.Type))
-                << row.Schema << " " << row.Type;
+                      SchemaWords(ReadSource("schemas\\" + SchemaOf(row.Document)), row.Type))
+                << row.Document << " " << row.Name;
         }
     }
 }
 
-TEST(Vocabulary, SchemasDeclareTheReadersElements) {
-    EXPECT_EQ(ElementsOf(Xentool::StorageGrammar()),
-              Sorted(Values(ReadSource(L"schemas\\storage-control.xsd"), "<xs:element name")));
-    EXPECT_EQ(ElementsOf(Xentool::PolicyGrammar()),
-              Sorted(Values(ReadSource(L"schemas\\policy.xsd"), "<xs:element name")));
-    EXPECT_EQ(ElementsOf(Xentool::WebAccessGrammar()),
-              Sorted(Values(ReadSource(L"schemas\\webaccess.xsd"), "<xs:element name")));
-}
-
 TEST(Vocabulary, TheReadmeListsTheReadersWordsAndKeys) {
-    const std::string readme = ReadSource(L"README.md");
+    const std::string readme = ReadSource("README.md");
     for (const Vocabulary& row : Rows()) {
         EXPECT_EQ(row.Expected, ReadmeWords(readme, row.Document, row.Name))
             << row.Document << " " << row.Name;

@@ -2,8 +2,6 @@
 
 #include <windows.h>
 #include <knownfolders.h>
-#include <objbase.h>
-#include <shlobj.h>
 
 #include <string>
 
@@ -19,13 +17,7 @@ using ZorvCommon::ExpandLogFolder;
 using ZorvCommon::ReadDebugLogSettings;
 
 std::wstring KnownLocalAppDataLow() {
-    PWSTR path = nullptr;
-    if (FAILED(SHGetKnownFolderPath(FOLDERID_LocalAppDataLow, 0, nullptr, &path))) {
-        return std::wstring();
-    }
-    std::wstring folder(path);
-    CoTaskMemFree(path);
-    return folder;
+    return ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
 }
 
 class DebugLogSettingsTest : public ::testing::Test {
@@ -35,9 +27,7 @@ protected:
                                    &value, sizeof(value));
     }
     void SetString(const wchar_t* session, const wchar_t* name, const std::wstring& value) {
-        TestSupport::WriteRegValue(m_Scratch.Root(), m_Scratch.Child(session), name, REG_SZ,
-                                   value.c_str(),
-                                   static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+        TestSupport::WriteRegString(m_Scratch.Root(), m_Scratch.Child(session), name, value);
     }
     void SetAll(const wchar_t* session, const std::wstring& folder) {
         SetUint32(session, L"Enable", 1);
@@ -53,11 +43,9 @@ protected:
     }
     bool Read(bool serviceSession, DebugLogSettings& settings,
               const std::wstring& unitName = L"Ostrel") {
-        return ReadDebugLogSettings(Key(), unitName, serviceSession, settings);
-    }
-    ZorvCommon::Storage::Key Key() const {
-        return ZorvCommon::Storage::Key(ZorvCommon::Storage::StorageTypeRegistry, m_Scratch.Root(),
-                                        m_Scratch.Path());
+        const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry,
+                                           m_Scratch.Root(), m_Scratch.Path());
+        return ReadDebugLogSettings(key, unitName, serviceSession, settings);
     }
 
     ScratchRegistryKey m_Scratch{L"DebugLogSettings"};
@@ -65,7 +53,8 @@ protected:
 };
 
 TEST_F(DebugLogSettingsTest, EveryValueReachesTheRecord) {
-    SetAll(L"InteractiveSession", m_Folder.Path());
+    const std::wstring missing = m_Folder.Path() + L"\\a\\b";
+    SetAll(L"InteractiveSession", missing);
     DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings, std::wstring(40, L'u')));
     const DebugLogConfig& record = settings.Record;
@@ -76,7 +65,8 @@ TEST_F(DebugLogSettingsTest, EveryValueReachesTheRecord) {
     EXPECT_EQ(3u, +record.LogProcess);
     EXPECT_EQ(4u, +record.LogUnitType);
     EXPECT_EQ(std::wstring(31, L'u'), std::wstring(record.UnitName)) << "truncated to its field";
-    EXPECT_EQ(m_Folder.Path(), std::wstring(record.LogFolder));
+    EXPECT_EQ(missing, std::wstring(record.LogFolder));
+    EXPECT_TRUE(TestSupport::FileExists(missing)) << "a missing folder is created";
     EXPECT_EQ(L"txt", std::wstring(record.LogExtension));
 }
 
@@ -86,63 +76,46 @@ TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
     EXPECT_FALSE(settings.Enabled);
     EXPECT_EQ(256u, settings.LevelMask);
 
-    // Everything but "Level": only "Enable" is read.
+    // Everything but "Level", then "Level" of the wrong type: only "Enable" is read.
     SetAll(L"InteractiveSession", m_Folder.Path());
-    HKEY session = nullptr;
     ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(m_Scratch.Root(), m_Scratch.Child(L"InteractiveSession").c_str(), 0,
-                            KEY_SET_VALUE, &session));
-    RegDeleteValueW(session, L"Level");
-    RegCloseKey(session);
-    ASSERT_TRUE(Read(false, settings));
-    EXPECT_TRUE(settings.Enabled);
-    EXPECT_EQ(256u, settings.LevelMask);
-    EXPECT_EQ(0u, +settings.Record.LogProcess);
-    EXPECT_EQ(L"", std::wstring(settings.Record.LogFolder));
-    EXPECT_EQ(0, settings.Record.Robust);
-
-    // A value of the wrong type stops the reading the same way.
-    SetString(L"InteractiveSession", L"Level", L"257");
-    ASSERT_TRUE(Read(false, settings));
-    EXPECT_EQ(256u, settings.LevelMask);
-    EXPECT_EQ(0u, +settings.Record.LogProcess);
+              RegDeleteKeyValueW(m_Scratch.Root(), m_Scratch.Child(L"InteractiveSession").c_str(),
+                                 L"Level"));
+    for (bool wrongType : {false, true}) {
+        if (wrongType) {
+            SetString(L"InteractiveSession", L"Level", L"257");
+        }
+        ASSERT_TRUE(Read(false, settings));
+        EXPECT_TRUE(settings.Enabled);
+        EXPECT_EQ(256u, settings.LevelMask);
+        EXPECT_EQ(0u, +settings.Record.LogProcess);
+        EXPECT_EQ(L"", std::wstring(settings.Record.LogFolder));
+    }
 
     const ZorvCommon::Storage::Key unknownType(7, m_Scratch.Root(), m_Scratch.Path());
     EXPECT_FALSE(ReadDebugLogSettings(unknownType, L"Ostrel", false, settings));
 }
 
-TEST_F(DebugLogSettingsTest, ServiceSessionReadsItsOwnKeyWithoutExpansion) {
-    const std::wstring folder =
-        L"%LocalAppDataLow%\\OstrelTests-service-" + std::to_wstring(GetCurrentProcessId());
-    SetAll(L"ServiceSession", folder);
+// Each session reads its own key; only the interactive one expands the folder's token and
+// creates the folder.
+TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKey) {
+    const std::wstring leaf = L"OstrelTests-" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring expanded = KnownLocalAppDataLow() + L"\\" + leaf;
+    SetAll(L"ServiceSession", L"%LocalAppDataLow%\\" + leaf);
     SetUint32(L"ServiceSession", L"Level", 16);
-    SetUint32(L"InteractiveSession", L"Enable", 0);
+    SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
     DebugLogSettings settings;
     ASSERT_TRUE(Read(true, settings));
     EXPECT_EQ(1, settings.Record.ServiceSession);
-    EXPECT_TRUE(settings.Enabled);
     EXPECT_EQ(16u, settings.LevelMask);
-    EXPECT_EQ(folder, std::wstring(settings.Record.LogFolder));
-    EXPECT_FALSE(TestSupport::FileExists(ExpandLogFolder(folder))) << "not created";
-}
+    EXPECT_EQ(L"%LocalAppDataLow%\\" + leaf, std::wstring(settings.Record.LogFolder));
+    EXPECT_FALSE(TestSupport::FileExists(expanded)) << "not created";
 
-TEST_F(DebugLogSettingsTest, InteractiveSessionExpandsAndCreatesTheFolder) {
-    const std::wstring leaf = L"OstrelTests-interactive-" + std::to_wstring(GetCurrentProcessId());
-    const std::wstring expected = KnownLocalAppDataLow() + L"\\" + leaf;
-    ASSERT_NE(L"\\" + leaf, expected);
-    SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
-    DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings));
-    EXPECT_EQ(expected, std::wstring(settings.Record.LogFolder));
-    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(expected.c_str()));
-    RemoveDirectoryW(expected.c_str());
-
-    // A missing plain folder is created too.
-    const std::wstring nested = m_Folder.Path() + L"\\a\\b";
-    SetString(L"InteractiveSession", L"LogFolder", nested);
-    ASSERT_TRUE(Read(false, settings));
-    EXPECT_EQ(nested, std::wstring(settings.Record.LogFolder));
-    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(nested.c_str()));
+    EXPECT_EQ(0x10001u, settings.LevelMask);
+    EXPECT_EQ(expanded, std::wstring(settings.Record.LogFolder));
+    EXPECT_TRUE(TestSupport::FileExists(expanded));
+    RemoveDirectoryW(expanded.c_str());
 }
 
 TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
@@ -160,9 +133,9 @@ TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
 // A shell whose lookup answers as told and hands out its text even when it fails (as
 // SHGetKnownFolderPath may: its caller frees the text whatever the result).
 struct FakeShell {
-    static HRESULT s_Result;
-    static wchar_t* s_Text;
-    static void* s_Freed;
+    static inline HRESULT s_Result = S_OK;
+    static inline wchar_t* s_Text = nullptr;
+    static inline void* s_Freed = nullptr;
 
     static HRESULT WINAPI GetPath(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
         *path = s_Text;
@@ -170,9 +143,6 @@ struct FakeShell {
     }
     static void WINAPI FreeText(void* text) { s_Freed = text; }
 };
-HRESULT FakeShell::s_Result = S_OK;
-wchar_t* FakeShell::s_Text = nullptr;
-void* FakeShell::s_Freed = nullptr;
 
 TEST(KnownFolderPath, TheShellsTextIsFreedAfterAFailureToo) {
     wchar_t text[] = L"C:\\Known";
@@ -194,9 +164,6 @@ TEST(KnownFolderPath, TheShellsTextIsFreedAfterAFailureToo) {
         EXPECT_EQ(static_cast<void*>(testCase.text), FakeShell::s_Freed)
             << std::hex << testCase.result;
     }
-    EXPECT_EQ(KnownLocalAppDataLow(),
-              ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow))
-        << "the shell's own lookup";
 }
 
 }  // namespace

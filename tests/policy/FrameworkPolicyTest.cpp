@@ -6,12 +6,15 @@
 #include "DocumentVocabulary.h"
 #include "PolicyDocument.h"
 #include "XmlParserFrameworkPolicy.h"
-#include "ZorvComn_String.h"
 
 namespace {
 
-using Ostrel::Vocabulary::kProviderKey;
-using Ostrel::Vocabulary::kServiceKey;
+using TestSupport::Element;
+using TestSupport::kProviderFile;
+using TestSupport::kProviderKey;
+using TestSupport::kServiceFile;
+using TestSupport::kServiceKey;
+using TestSupport::Widen;
 
 using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
@@ -30,14 +33,6 @@ std::wstring Text(const GUID& guid) {
     return text;
 }
 
-std::wstring Wide(const std::string& narrow) {
-    return std::wstring(narrow.begin(), narrow.end());
-}
-
-std::string Element(const std::string& name, const std::string& text) {
-    return "<" + name + ">" + text + "</" + name + ">";
-}
-
 std::string Service(const std::string& children, const std::string& version = "1.0.0") {
     return "<FrameworkService version=\"" + version + "\">" + children + "</FrameworkService>";
 }
@@ -47,9 +42,9 @@ std::string GoodService(const std::string& moduleName) {
     return Service(Element("Module", "eDynamicLinkLibrary") + Element("ModuleName", moduleName));
 }
 
-std::string Document(const std::string& body) {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<BaseFramework>\r\n" + body +
-           "\r\n</BaseFramework>\r\n";
+std::string Document(const std::string& body, const std::string& root = "BaseFramework") {
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<" + root + ">\r\n" + body + "\r\n</" +
+           root + ">\r\n";
 }
 
 class FrameworkPolicy : public PolicyTests::PolicyDocumentTest {
@@ -57,14 +52,14 @@ protected:
     FrameworkPolicy() { m_Services.resize(2); }  // a stale list that the query empties
 
     HRESULT QueryServices(const std::string& body) {
-        WriteDocument(L"QjBsSvPl.xen", kServiceKey, Document(body));
+        WriteDocument(kServiceFile, kServiceKey, Document(body));
         return QueryServices();
     }
     HRESULT QueryServices() {
         return CXmlParserFrameworkPolicy(m_XmlParser).QueryValueForServicePolicy(&m_Services);
     }
     HRESULT QueryProviders(const std::string& body) {
-        WriteDocument(L"QjEnPvPl.xen", kProviderKey, Document(body));
+        WriteDocument(kProviderFile, kProviderKey, Document(body));
         return CXmlParserFrameworkPolicy(m_XmlParser).QueryValueForProviderPolicy(&m_Providers);
     }
 
@@ -75,7 +70,7 @@ protected:
 TEST_F(FrameworkPolicy, ServiceElementBecomesARowFieldByField) {
     const std::string full =
         Service(Element("ServiceGuid", kGuidA) + Element("Module", "eExectable") +
-                    Element("ModuleName", "SrvAgent.exe") + Element("StartUp", "ePreStart") +
+                    Element("ModuleName", "SrvAgent.exe") + Element("StartUp", "eDemand") +
                     Element("Load", "eParallelLoad") + Element("Unload", "eParallelUnload") +
                     Element("OrderOfLoading", "10") + Element("OrderOfUnloading", "0200") +
                     "<Shared SharedType=\"eSharedProvider\" SharedGuid=\"" + kGuidB + "\"/>" +
@@ -88,24 +83,21 @@ TEST_F(FrameworkPolicy, ServiceElementBecomesARowFieldByField) {
                     "<DependedServices>" + Element("DependedService", kGuidB) +
                     Element("DependedService", kGuidC) + "</DependedServices>",
                 "2.1.300");
-    // Without "StartUp" the startup type keeps 0, the value of "eDisable".
-    const std::string sparse = Service(Element("ModuleName", "SrvLean.dll"));
-
-    ASSERT_EQ(S_OK, QueryServices(full + sparse));
-    ASSERT_EQ(2u, m_Services.size());
+    ASSERT_EQ(S_OK, QueryServices(full));
+    ASSERT_EQ(1u, m_Services.size());
 
     const auto& row = m_Services[0];
     EXPECT_EQ(L"2.1.300", row.Version);
-    EXPECT_EQ(Wide(kGuidA), Text(row.ServiceGuid));
+    EXPECT_EQ(Widen(kGuidA), Text(row.ServiceGuid));
     EXPECT_EQ(0u, row.ModuleType);
     EXPECT_EQ(L"SrvAgent.exe", row.ModuleName);
-    EXPECT_EQ(3u, row.StartupType);
+    EXPECT_EQ(2u, row.StartupType);
     EXPECT_EQ(1u, row.LoadOption);
     EXPECT_EQ(1u, row.UnloadOption);
     EXPECT_EQ(10u, row.OrderOfLoading);
     EXPECT_EQ(200u, row.OrderOfUnloading) << "decimal: a leading zero is not octal";
     EXPECT_EQ(2u, row.SharedType);
-    EXPECT_EQ(Wide(kGuidB), Text(row.SharedGuid));
+    EXPECT_EQ(Widen(kGuidB), Text(row.SharedGuid));
     EXPECT_EQ(1u, row.InterfaceType);
     EXPECT_EQ(1u, row.Permission[0]);
     EXPECT_EQ(0u, row.Permission[1]);
@@ -114,20 +106,18 @@ TEST_F(FrameworkPolicy, ServiceElementBecomesARowFieldByField) {
     EXPECT_EQ(2u, row.DataConversion);
     EXPECT_EQ(L"ConvAgent.dll", row.ConvModuleName);
     ASSERT_EQ(2u, row.DependedServices.size());
-    EXPECT_EQ(Wide(kGuidC), Text(row.DependedServices[1]));
+    EXPECT_EQ(Widen(kGuidC), Text(row.DependedServices[1]));
 
-    const auto& lean = m_Services[1];
-    EXPECT_EQ(L"SrvLean.dll", lean.ModuleName);
-    EXPECT_EQ(0u, lean.StartupType);
-
-    // The dump: padded labels, braced GUIDs, every permission slot, each dependency.
-    EXPECT_TRUE(m_Log.Contains(L"*** [FrameworkService]"));
-    EXPECT_TRUE(m_Log.Contains(L"    [Version]         :2.1.300."));
-    EXPECT_TRUE(m_Log.Contains(L"    [Service Guid]    :" + Wide(kGuidA) + L"."));
-    EXPECT_TRUE(m_Log.Contains(L"    [OrderOfUnloading]:200."));
-    EXPECT_TRUE(m_Log.Contains(L"    [Permission][3]   :1."));
-    EXPECT_TRUE(m_Log.Contains(L"    [DependedServices]:" + Wide(kGuidC) + L"."));
-    EXPECT_EQ(8u, m_Log.Count(L"    [Permission]["));
+    // The dump's quirks: labels padded to the longest, every permission slot, one line
+    // per dependency.
+    const std::wstring lines[] = {L"*** [FrameworkService]", L"    [Version]         :2.1.300.",
+                                  L"    [Service Guid]    :" + Widen(kGuidA) + L".",
+                                  L"    [Permission][3]   :1.",
+                                  L"    [DependedServices]:" + Widen(kGuidC) + L"."};
+    for (const std::wstring& line : lines) {
+        EXPECT_TRUE(m_Log.Contains(line)) << line;
+    }
+    EXPECT_EQ(4u, m_Log.Count(L"    [Permission]["));
 }
 
 TEST_F(FrameworkPolicy, ProviderDocumentHasItsOwnNamesAndNoInterfaceType) {
@@ -139,183 +129,88 @@ TEST_F(FrameworkPolicy, ProviderDocumentHasItsOwnNamesAndNoInterfaceType) {
     // A service element in the provider file is not a provider.
     ASSERT_EQ(S_OK, QueryProviders(GoodService("NotAProvider.dll") + provider));
     ASSERT_EQ(1u, m_Providers.size());
-    EXPECT_EQ(L"1.0.7", m_Providers[0].Version);
-    EXPECT_EQ(Wide(kGuidC), Text(m_Providers[0].ProviderGuid));
-    EXPECT_EQ(L"PrvStore.dll", m_Providers[0].ModuleName);
+    EXPECT_EQ(Widen(kGuidC), Text(m_Providers[0].ProviderGuid));
     ASSERT_EQ(1u, m_Providers[0].DependedProviders.size());
-    EXPECT_EQ(Wide(kGuidA), Text(m_Providers[0].DependedProviders[0]));
+    EXPECT_EQ(Widen(kGuidA), Text(m_Providers[0].DependedProviders[0]));
 
-    EXPECT_TRUE(m_Log.Contains(L"*** [FrameworkProvider]"));
-    EXPECT_TRUE(m_Log.Contains(L"    [OrderOfUnloading] :0."));
-    EXPECT_TRUE(m_Log.Contains(L"    [Permission][0]    :0."));
-    EXPECT_TRUE(m_Log.Contains(L"    [DependedProviders]:" + Wide(kGuidA) + L"."));
+    EXPECT_TRUE(m_Log.Contains(L"    [DependedProviders]:" + Widen(kGuidA) + L"."));
     EXPECT_FALSE(m_Log.Contains(L"[InterfaceType]"));
 }
 
-TEST_F(FrameworkPolicy, BadTextDropsItsRowAndTheLastElementGivesTheResult) {
+TEST_F(FrameworkPolicy, OnlyWholeRowsAreListedAndTheLastElementGivesTheResult) {
     const std::string bad = Service(Element("Module", "eDLL") + Element("ModuleName", "Bad.dll"));
 
     EXPECT_EQ(S_OK, QueryServices(GoodService("One.dll") + bad + GoodService("Three.dll")));
     ASSERT_EQ(2u, m_Services.size());
     EXPECT_EQ(L"One.dll", m_Services[0].ModuleName);
     EXPECT_EQ(L"Three.dll", m_Services[1].ModuleName);
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::GetModuleType() - Specified text was not supported. "
-        L"[eDLL]"));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - this->m_rXmlParser "
-        L"failed to parse text. [eDLL]"));
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - this->m_rXmlParser "
-        L"failed to parse element. [Module]"));
 
     EXPECT_EQ(kInvalidData, QueryServices(GoodService("One.dll") + GoodService("Two.dll") + bad));
     EXPECT_EQ(2u, m_Services.size());
 
-    // Decimal only, whole text, in range; names may not be empty.
-    for (const std::string& child :
-         {Element("OrderOfLoading", "0x10"), Element("OrderOfUnloading", "12a"),
-          Element("OrderOfLoading", "4294967296"), Element("ModuleName", ""),
-          Element("ConvModuleName", ""),
-          Element("ServiceGuid",
-                  "6513270E-269E-4D37-A2A7-"
-                  "4DE452E6B438"),
-          Element("StartUp", "eautomatic")}) {
-        EXPECT_EQ(kInvalidData, QueryServices(GoodService("Kept.dll") + Service(child))) << child;
-        EXPECT_EQ(1u, m_Services.size()) << child;
+    // Numbers decimal, whole and in range, names not empty, words as written; the element
+    // readers' lines name the provider query also for the service file.
+    const struct {
+        std::string child;
+        HRESULT result;
+        const wchar_t* reader;
+    } cases[] = {
+        {Element("OrderOfLoading", "0x10"), kInvalidData, nullptr},
+        {Element("OrderOfUnloading", "12a"), kInvalidData, nullptr},
+        {Element("OrderOfLoading", "4294967296"), kInvalidData, nullptr},
+        {Element("ModuleName", ""), kInvalidData, nullptr},
+        {Element("ConvModuleName", ""), kInvalidData, nullptr},
+        {Element("ServiceGuid", kGuidA.substr(1, 36)), kInvalidData, nullptr},
+        {Element("StartUp", "eautomatic"), kInvalidData, nullptr},
+        {"<Shared SharedGuid=\"" + kGuidA + "\"/>", kNotFound, L"ParsePolicyShared"},
+        {"<Shared SharedType=\"eShared\" SharedGuid=\"" + kGuidA + "\"/>", kInvalidData,
+         L"ParsePolicyShared"},
+        // The type's text must not stand in for the missing GUID's.
+        {"<Shared SharedType=\"eIndependent\"/>", kInvalidData, L"ParsePolicyShared"},
+        {"<Permissions><Permission type=\"eAdmin\">eAllow</Permission></Permissions>", kWrongState,
+         L"ParsePolicyPermissions"},
+        {"<Permissions><Permission type=\"eSetup\">allow</Permission></Permissions>", kInvalidData,
+         L"ParsePolicyPermissions"},
+        {"<DependedServices>" + Element("DependedService", "") + "</DependedServices>",
+         kInvalidData, L"ParsePolicyDepended"},
+    };
+    for (const auto& c : cases) {
+        m_Log.Clear();
+        EXPECT_EQ(c.result, QueryServices(GoodService("Kept.dll") + Service(c.child))) << c.child;
+        EXPECT_EQ(1u, m_Services.size()) << c.child;
+        EXPECT_TRUE(
+            c.reader == nullptr ||
+            m_Log.Contains(L"*** CXmlParserFrameworkPolicy::QueryValueForProviderPolicy() - "
+                           L"this->" +
+                           std::wstring(c.reader) + L"() failed."))
+            << c.child;
     }
-}
 
-TEST_F(FrameworkPolicy, MissingVersionStopsTheDocument) {
+    // A row without a version stops the document.
     const std::string noVersion =
         "<FrameworkService>" + Element("ModuleName", "X.dll") + "</FrameworkService>";
     EXPECT_EQ(kNotFound,
               QueryServices(GoodService("Before.dll") + noVersion + GoodService("After.dll")));
     ASSERT_EQ(1u, m_Services.size());
     EXPECT_EQ(L"Before.dll", m_Services[0].ModuleName);
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - this->m_rXmlParser."
-        L"GetAttribute() failed."));
 }
 
-TEST_F(FrameworkPolicy, ElementReadersFailWithTheirOwnCodes) {
-    struct Case {
-        std::string Child;
-        HRESULT Result;
-        const wchar_t* Reader;
-        const wchar_t* Cause;
-    };
-    const Case cases[] = {
-        {"<Shared SharedGuid=\"" + kGuidA + "\"/>", kNotFound, L"ParsePolicyShared",
-         L"ParsePolicyShared() - this->m_rXmlParser.GetAttribute() failed."},
-        {"<Shared SharedType=\"eShared\" SharedGuid=\"" + kGuidA + "\"/>", kInvalidData,
-         L"ParsePolicyShared", L"GetSharedType() - Specified text was not supported. [eShared]"},
-        // The type's text must not stand in for the missing GUID's.
-        {"<Shared SharedType=\"eIndependent\"/>", kInvalidData, L"ParsePolicyShared",
-         L"ParsePolicyShared() - Frwk::Utility::T2Guid() failed. []"},
-        {"<Permissions><Permission type=\"eAdmin\">eAllow</Permission></Permissions>", kWrongState,
-         L"ParsePolicyPermissions",
-         L"GetPermissionIndex() - Specified text was not supported. [eAdmin]"},
-        {"<Permissions><Permission type=\"eSetup\">allow</Permission></Permissions>", kInvalidData,
-         L"ParsePolicyPermissions",
-         L"GetPermissionType() - Specified text was not supported. [allow]"},
-        {"<DependedServices>" + Element("DependedService", "") + "</DependedServices>",
-         kInvalidData, L"ParsePolicyDepended",
-         L"ParsePolicyDepended() - Frwk::Utility::T2Guid() failed."},
-    };
-    const std::wstring prefix = L"*** CXmlParserFrameworkPolicy::";
-    for (const Case& c : cases) {
-        m_Log.Clear();
-        EXPECT_EQ(c.Result, QueryServices(Service(c.Child))) << c.Child;
-        EXPECT_TRUE(m_Services.empty()) << c.Child;
-        EXPECT_TRUE(m_Log.Contains(prefix + c.Cause)) << c.Child;
-        // These lines name the provider query also for the service file.
-        EXPECT_TRUE(m_Log.Contains(prefix + L"QueryValueForProviderPolicy() - this->" + c.Reader +
-                                   L"() failed."))
-            << c.Child;
-    }
-}
+// The root is named in any case; a document without it, or without the file, ends with a
+// code. What a damaged file gives is the encrypted file's reader's. The installed folder
+// is joined with one backslash, whether it ends in one or not.
+TEST_F(FrameworkPolicy, TheRootDecidesAndDoesNotMindCase) {
+    EXPECT_EQ(static_cast<HRESULT>(0x80070002), QueryServices());
+    EXPECT_TRUE(m_Services.empty());
+    EXPECT_EQ(kWrongState, QueryServices(Element("Unrelated", "")));
+    WriteDocument(kServiceFile, kServiceKey, "<Other><FrameworkService/></Other>");
+    EXPECT_EQ(kWrongState, QueryServices());
+    WriteDocument(kServiceFile, kProviderKey, Document(GoodService("A.dll")));
+    EXPECT_EQ(kWrongState, QueryServices()) << "another document's key";
 
-TEST_F(FrameworkPolicy, InstalledFolderIsJoinedWithOneBackslash) {
-    WriteDocument(L"QjBsSvPl.xen", kServiceKey, Document(GoodService("Found.dll")));
+    WriteDocument(kServiceFile, kServiceKey, Document(GoodService("A.dll"), "baseFRAMEWORK"));
     m_Log.Product().SetInstalledFolder(m_Folder.Path() + L"\\");
     EXPECT_EQ(S_OK, QueryServices());
     EXPECT_EQ(1u, m_Services.size());
-
-    // No installed folder: the bare name, found in the current directory.
-    m_Log.Product().RemoveValue(L"InstalledFolder");
-    wchar_t previous[MAX_PATH] = {};
-    GetCurrentDirectoryW(MAX_PATH, previous);
-    ASSERT_TRUE(SetCurrentDirectoryW(m_Folder.Path().c_str()));
-    const HRESULT hr = QueryServices();
-    SetCurrentDirectoryW(previous);
-    EXPECT_EQ(S_OK, hr);
-    EXPECT_EQ(1u, m_Services.size());
-}
-
-TEST_F(FrameworkPolicy, BrokenDocumentsEndWithACodeAndALine) {
-    EXPECT_EQ(static_cast<HRESULT>(0x80070002), QueryServices());
-    EXPECT_TRUE(m_Services.empty());
-    EXPECT_TRUE(m_Log.Contains(
-        L"*** CXmlParserFrameworkPolicy::QueryValueForServicePolicy() - cFileCrypt.Open() "
-        L"failed. [0x80070002]"));
-
-    EXPECT_EQ(kWrongState, QueryServices(Element("Unrelated", "")));
-    EXPECT_TRUE(m_Log.Contains(L"this->m_rXmlParser.MoveToFirstChildElement() failed."));
-
-    WriteDocument(L"QjBsSvPl.xen", kServiceKey, "<Other><FrameworkService/></Other>");
-    EXPECT_EQ(kWrongState, QueryServices());
-    EXPECT_TRUE(m_Log.Contains(L"this->m_rXmlParser.MoveToElement() failed. [0x00000000]"));
-
-    // Another document's key, or bytes that are no document at all: the decrypted text
-    // holds no root element.
-    const std::string body = Document(GoodService("A.dll") + GoodService("B.dll"));
-    std::vector<uint8_t> noise(4096);
-    uint32_t seed = 12345;
-    for (uint8_t& byte : noise) {
-        seed = seed * 1103515245 + 12345;
-        byte = static_cast<uint8_t>(seed >> 16);
-    }
-    m_Log.Clear();
-    WriteDocument(L"QjBsSvPl.xen", kProviderKey, body);
-    EXPECT_EQ(kWrongState, QueryServices()) << "wrong key";
-    WriteBytes(L"QjBsSvPl.xen", noise);
-    EXPECT_EQ(kWrongState, QueryServices()) << "random bytes";
-    EXPECT_EQ(2u, m_Log.Count(L"QueryValueForServicePolicy() - this->m_rXmlParser.MoveToElement() "
-                              L"failed. [0x00000000]"));
-
-    // Cut on a block boundary the text ends mid-document: the reader's error is the result.
-    WriteDocument(L"QjBsSvPl.xen", kServiceKey, body);
-    std::vector<uint8_t> bytes = TestSupport::ReadFileBytes(m_Folder.File(L"QjBsSvPl.xen"));
-    bytes.resize(bytes.size() / 2 / 16 * 16);
-    WriteBytes(L"QjBsSvPl.xen", bytes);
-    const HRESULT hrCut = QueryServices();
-    EXPECT_GT(0, hrCut);
-    std::wstring line;
-    ZorvCommon::String::Format(line,
-                               L"QueryValueForServicePolicy() - this->m_rXmlParser failed to "
-                               L"read xml. [0x%08x]",
-                               hrCut);
-    EXPECT_TRUE(m_Log.Contains(line)) << line;
-
-    // Cut inside a block the file is refused when it is opened.
-    bytes.resize(bytes.size() - 5);
-    WriteBytes(L"QjBsSvPl.xen", bytes);
-    EXPECT_EQ(static_cast<HRESULT>(0x8007000D), QueryServices());
-    EXPECT_TRUE(m_Services.empty());
-}
-
-TEST_F(FrameworkPolicy, EncryptedExamplesParse) {
-    CopyFileW((ExamplesFolder() + L"QjBsSvPl.xen").c_str(), m_Folder.File(L"QjBsSvPl.xen").c_str(),
-              FALSE);
-    CopyFileW((ExamplesFolder() + L"QjEnPvPl.xen").c_str(), m_Folder.File(L"QjEnPvPl.xen").c_str(),
-              FALSE);
-    EXPECT_EQ(S_OK, QueryServices());
-    EXPECT_EQ(12u, m_Services.size());
-    EXPECT_EQ(S_OK,
-              CXmlParserFrameworkPolicy(m_XmlParser).QueryValueForProviderPolicy(&m_Providers));
-    EXPECT_EQ(4u, m_Providers.size());
-    EXPECT_FALSE(m_Log.Contains(L"failed"));
 }
 
 }  // namespace

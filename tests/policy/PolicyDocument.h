@@ -1,11 +1,13 @@
 #pragma once
 // What the policy suites share: a scratch installed folder that the product key points
-// at, the debug log captured, and encrypted documents written into that folder.
+// at, the debug log captured (shown when a test fails), and documents written into it.
 
 #include <gtest/gtest.h>
 
+#include <iostream>
 #include <string>
 
+#include "Documents.h"
 #include "LogCapture.h"
 #include "Scratch.h"
 #include "ZorvComn_XmlParser.h"
@@ -14,15 +16,16 @@ namespace PolicyTests {
 
 class PolicyDocumentTest : public ::testing::Test {
 protected:
-    PolicyDocumentTest();
-    // A failed test shows what the parser wrote.
-    void TearDown() override;
+    PolicyDocumentTest() { m_Log.Product().SetInstalledFolder(m_Folder.Path()); }
+    void TearDown() override {
+        if (HasFailure()) {
+            std::wcout << L"The log:\n" << m_Log.Text() << std::endl;
+        }
+    }
 
-    // Encrypts the UTF-8 text of xml with key into the installed folder.
-    void WriteDocument(const wchar_t* fileName, const char* key, const std::string& xml) const;
-    void WriteBytes(const wchar_t* fileName, const std::vector<uint8_t>& bytes) const;
-    // build\examples\, where the build puts the encrypted example documents.
-    static std::wstring ExamplesFolder();
+    void WriteDocument(const wchar_t* fileName, const char* key, const std::string& xml) const {
+        TestSupport::WriteDocument(m_Folder.File(fileName), key, xml);
+    }
 
     TestSupport::LogCapture m_Log;
     TestSupport::ScratchFolder m_Folder{L"Policy"};

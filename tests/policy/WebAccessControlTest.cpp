@@ -9,7 +9,8 @@
 
 namespace {
 
-using Ostrel::Vocabulary::kWebAccessKey;
+using TestSupport::kWebAccessFile;
+using TestSupport::kWebAccessKey;
 
 using SrvFrwk::Interface::WebAccessControlList;
 
@@ -38,7 +39,7 @@ protected:
 
     HRESULT Query(const std::string& sites, const std::string& applications,
                   const std::string& controls) {
-        WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
+        WriteDocument(kWebAccessFile, kWebAccessKey,
                       "<?xml version=\"1.0\"?><WebAccess><Sites>" + sites + "</Sites>" +
                           "<Applications>" + applications + "</Applications><Controls>" + controls +
                           "</Controls></WebAccess>");
@@ -55,107 +56,54 @@ const std::string kSites =
     "<Address label=\"portal\" id=\"https://portal.example/\"/>"
     "<Address label=\"bank\" id=\"https://bank.example/\"/>";
 
+// Collected by label, the lists follow the labels' order; what refers to a label that is
+// not there, or to an entry that is not listed, is left out.
 TEST_F(WebAccessControl, DocumentIsJoinedIntoTheList) {
-    const std::string applications =
-        Process("browser", "all64", "64bit", "nav.exe") +
-        Process("legacy", "all64", "32bit", "nav32.exe") +
-        "<Process platform=\"all64\" label=\"bare\" native=\"64bit\"><FileName>bare.exe"
-        "</FileName></Process>";
+    const std::string sites = kSites +
+                              "<Address label=\"portal\" id=\"https://second.example/\"/>" +
+                              "<Address label=\"empty\" id=\"\"/>";
+    const std::string applications = Process("browser", "all64", "64bit", "nav.exe") +
+                                     Process("legacy", "all64", "32bit", "nav32.exe") +
+                                     Process("nofile", "all64", "64bit", "");
     const std::string controls =
         "<Filters><Filter label=\"f1\" type=\"blocked_unchanged_request\" process=\"legacy\" "
-        "address=\"bank\"/></Filters><Logs>" +
+        "address=\"bank\"/>"
+        "<Filter label=\"nosite\" type=\"blocked\" process=\"browser\" address=\"nowhere\"/>"
+        "<Filter label=\"noapp\" type=\"blocked\" process=\"ghost\" address=\"bank\"/>"
+        "</Filters><Logs>" +
         Control("Log", "l1", "yes", "portal") + Control("Log", "l2", "no", "bank") +
-        "</Logs><Protections>" + Control("Protection", "p1", "yes", "bank") + "</Protections>";
+        Control("Log", "l3", "yes", "missing") + "</Logs><Protections>" +
+        Control("Protection", "p1", "yes", "bank") + "</Protections>";
     if (!m_Is64bit) {
         GTEST_SKIP() << "the applications target 64-bit systems";
     }
 
-    ASSERT_EQ(S_OK, Query(kSites, applications, controls));
-    // Collected by label: the lists follow the labels' order.
-    ASSERT_EQ(2u, m_List.Sites.size());
-    EXPECT_EQ(L"https://bank.example/", m_List.Sites[0]);
-    EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
+    ASSERT_EQ(S_OK, Query(sites, applications, controls));
+    EXPECT_EQ((std::vector<std::wstring>{L"https://bank.example/", L"https://portal.example/"}),
+              m_List.Sites)
+        << "the first of two labels stays; an empty URL is not listed";
 
-    ASSERT_EQ(3u, m_List.Applications.size());
-    const auto& bare = m_List.Applications[0];
-    EXPECT_EQ(L"bare", bare.Label);
-    EXPECT_TRUE(bare.Vendor.empty());
-    const auto& legacy = m_List.Applications[2];
+    ASSERT_EQ(2u, m_List.Applications.size()) << "an application without a file name is not";
+    EXPECT_FALSE(m_List.Applications[0].IsWow64);
+    const auto& legacy = m_List.Applications[1];
     EXPECT_EQ(L"legacy", legacy.Label);
     EXPECT_EQ(L"C-legacy", legacy.Identifier);
     EXPECT_EQ(L"Northwind", legacy.Vendor);
     EXPECT_EQ(L"nav32.exe", legacy.FileName);
     EXPECT_TRUE(legacy.IsWow64);
-    EXPECT_FALSE(m_List.Applications[1].IsWow64);
+    EXPECT_TRUE(
+        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
+               L"it will be skipped. [nofile]"))
+        << "an application is reported as an address";
 
     ASSERT_EQ(1u, m_List.Filters.size());
     EXPECT_EQ(L"f1", m_List.Filters[0].Label);
     EXPECT_EQ(2u, m_List.Filters[0].FilterType);
     EXPECT_EQ(L"https://bank.example/", m_List.Filters[0].SiteUrl);
     EXPECT_EQ(L"nav32.exe", m_List.Filters[0].Application.FileName);
-
-    ASSERT_EQ(1u, m_List.WebActivities.size()) << "a disabled log is left out";
-    EXPECT_EQ(L"https://portal.example/", m_List.WebActivities[0]);
-    ASSERT_EQ(1u, m_List.Protections.size());
-    EXPECT_EQ(L"https://bank.example/", m_List.Protections[0]);
-
-    for (const wchar_t* line :
-         {L"ParseWebSites() - [Identifier]:https://bank.example/.",
-          L"ParseWebApplicationProcess() - Specified process was recognized as "
-          L"Wow64 process.",
-          L"ParseWebApplications() - [IsWow64]   :1.",
-          L"ParseWebApplicationProcess() - this->m_rXmlParser.GetAttribute() "
-          L"failed.",
-          L"ParseWebAccessControlUrlFilters() - [Type]      :"}) {
-        EXPECT_TRUE(Logged(line)) << line;
-    }
-    EXPECT_EQ(1u, m_Log.Count(L"ParseWebAccessControlWebActivities() - Specified Control was "
-                              L"enabled."));
-    EXPECT_TRUE(Logged(L"ParseWebAccessControlProtections() - Specified Control was enabled."));
-}
-
-TEST_F(WebAccessControl, UnresolvedReferencesAndDuplicatesAreLoggedAndLeftOut) {
-    const std::string sites = kSites +
-                              "<Address label=\"portal\" id=\"https://second.example/\"/>" +
-                              "<Address label=\"empty\" id=\"\"/>";
-    const std::string controls =
-        "<Filters>"
-        "<Filter label=\"good\" type=\"approved\" process=\"browser\" address=\"portal\"/>"
-        "<Filter label=\"nosite\" type=\"blocked\" process=\"browser\" address=\"nowhere\"/>"
-        "<Filter label=\"noapp\" type=\"blocked\" process=\"ghost\" address=\"bank\"/>"
-        "</Filters><Logs>" +
-        Control("Log", "l1", "yes", "missing") + "</Logs>";
-    const std::string platform = m_Is64bit ? "all64" : "all32";
-
-    EXPECT_EQ(S_OK, Query(sites,
-                          Process("browser", platform, "64bit", "nav.exe") +
-                              Process("nofile", platform, "64bit", ""),
-                          controls));
-    ASSERT_EQ(2u, m_List.Sites.size())
-        << "the first of two labels stays; an empty URL is not listed";
-    EXPECT_EQ(L"https://portal.example/", m_List.Sites[1]);
-    EXPECT_TRUE(Logged(L"ParseWebSites() - _MapOfWebSiteData.insert() failed. [portal]"));
-    EXPECT_TRUE(
-        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
-               L"it will be skipped. [empty]"));
-
-    ASSERT_EQ(1u, m_List.Applications.size()) << "an application without a file name is not listed";
-    EXPECT_TRUE(
-        Logged(L"CreateWebAccessControlList() - Specified Address was invalid so that "
-               L"it will be skipped. [nofile]"));
-
-    ASSERT_EQ(1u, m_List.Filters.size());
-    EXPECT_EQ(L"good", m_List.Filters[0].Label);
-    for (const wchar_t* line :
-         {L"CreateWebAccessControlList() - Specified Address was not found. "
-          L"[nowhere]",
-          L"CreateWebAccessControlList() - Specified Process was not found. [ghost]",
-          L"CreateWebAccessControlList() - Specified Address was not found. "
-          L"[missing]"}) {
-        EXPECT_TRUE(Logged(line)) << line;
-    }
-    EXPECT_TRUE(m_List.WebActivities.empty());
-    EXPECT_TRUE(m_List.Protections.empty());
+    EXPECT_EQ(std::vector<std::wstring>{L"https://portal.example/"}, m_List.WebActivities)
+        << "a disabled log is left out";
+    EXPECT_EQ(std::vector<std::wstring>{L"https://bank.example/"}, m_List.Protections);
 }
 
 TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
@@ -171,12 +119,12 @@ TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
         Control("Log", "fine", "yes", "portal") + "</LOGS><Protections>" +
         "<Protection label=\"noenable\" address=\"portal\"/>" +
         Control("Protection", "fine", "no", "portal") + "</Protections>";
-    WriteDocument(L"QjEnPvWc.xen", kWebAccessKey,
-                  "<WebAccess><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
+    WriteDocument(kWebAccessFile, kWebAccessKey,
+                  "<webACCESS><SITES>" + sites + "</SITES><applications>" + "<process platform=\"" +
                       platform +
                       "\" label=\"browser\" native=\"64bit\"><FILENAME>nav.exe</FILENAME>"
                       "</process><Program label=\"other\"/></applications><CONTROLS>" +
-                      controls + "</CONTROLS></WebAccess>");
+                      controls + "</CONTROLS></webACCESS>");
 
     EXPECT_EQ(S_OK, Query());
     EXPECT_EQ(1u, m_List.Sites.size());
@@ -187,17 +135,10 @@ TEST_F(WebAccessControl, TextsAreExactButElementNamesIgnoreCase) {
     EXPECT_EQ(1u, m_List.WebActivities.size());
     EXPECT_TRUE(m_List.Protections.empty());
 
+    // The listed texts that are quirks: a misspelt method, another method's name, a
+    // line without its verb, an application reported as an address.
     for (const wchar_t* line :
-         {L"ParseWebApplications() - Specified Element was skipped.",
-          L"GetWebAccessFilterType() - Specified text was not supported. [Blocked]",
-          L"ParseWebAccessControls() - this->ParseWebAccessControlUrlFilters() "
-          L"failed. [0x80040206]",
-          L"ParseWebAccessControlUrlFilters() - tszAttribute was empty.",
-          L"GetBoolian() - Specified text was not supported. [YES]",
-          L"ParseWebAccessControlWebActivities() - this->GetBoolian() failed.",
-          L"ParseWebAccessControlWebActivities() - tszAttribute was empty.",
-          L"ParseWebAccessControlProtections() - this->m_rXmlParser.GetAttribute() "
-          L"failed.",
+         {L"GetBoolian() - Specified text was not supported. [YES]",
           L"ParseWebAccessControls() - "
           L"this->ParseWebAccessControlPrivacyDataProtections() failed. [0x8004020b]"}) {
         EXPECT_TRUE(Logged(line)) << line;
@@ -211,10 +152,8 @@ TEST_F(WebAccessControl, ApplicationsAreTargetedByPlatform) {
         Process("other", m_Is64bit ? "all32" : "all64", "64bit", "other.exe") +
         Process("seven", "sevenorlater", "64bit", "seven.exe") +
         Process("xp", "xp32", "32bit", "xp.exe") + Process("unknown", "win95", "32bit", "u.exe") +
-        Process("blank", "", "32bit", "b.exe") +
         "<Process label=\"untargeted\" native=\"32bit\"><FileName>n.exe</FileName></Process>" +
-        Process("bitless", "all64", "16bit", "c.exe") +
-        Process("bitless", "all32", "16bit", "c.exe");
+        Process("bitless", m_Is64bit ? "all64" : "all32", "16bit", "c.exe");
 
     EXPECT_EQ(S_OK, Query(kSites, applications, ""));
     std::wstring labels;
@@ -223,47 +162,16 @@ TEST_F(WebAccessControl, ApplicationsAreTargetedByPlatform) {
     }
     EXPECT_EQ(isSevenOrLater ? L"own seven " : L"own ", labels);
 
-    for (const wchar_t* line :
-         {L"CheckParameter() - Specified Platform was not matched so that it will "
-          L"be skipped.",
-          L"ParseWebApplicationProcess() - Specified parameter was not targeted so "
-          L"that it will be skipped.",
-          L"GetPlatformType() - Specified text was not supported. [win95]",
-          L"CheckParameter() - Specified Platform Type was not supported. [-1]",
-          L"CheckParameter() - _Target.tszPlatform was empty.",
-          L"ParseTarget() - this->m_rXmlParser.GetAttribute().",
-          L"GetNative32bit() - Specified text was not supported. [16bit]"}) {
-        EXPECT_TRUE(Logged(line)) << line;
-    }
-    EXPECT_EQ(4u, m_Log.Count(kLinePrefix + L"QueryValue() - this->ParseWebApplications() "
-                                            L"failed."));
+    EXPECT_TRUE(Logged(L"ParseTarget() - this->m_rXmlParser.GetAttribute()."));
 }
 
 TEST_F(WebAccessControl, BrokenDocumentsEndWithACodeAndALine) {
     EXPECT_EQ(static_cast<HRESULT>(0x80070002), Query());
     EXPECT_TRUE(m_List.Sites.empty());
     EXPECT_TRUE(m_List.Protections.empty());
-    EXPECT_TRUE(Logged(L"QueryValue() - cFileCrypt.Open() failed. [0x80070002]"));
 
-    WriteDocument(L"QjEnPvWc.xen", Ostrel::Vocabulary::kServiceKey,
-                  "<WebAccess><Sites/></WebAccess>");
-    EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query()) << "another document's key";
-    WriteDocument(L"QjEnPvWc.xen", kWebAccessKey, "<Sites/>");
+    WriteDocument(kWebAccessFile, kWebAccessKey, "<Sites/>");
     EXPECT_EQ(static_cast<HRESULT>(0x80040201), Query());
-    EXPECT_EQ(2u, m_Log.Count(kLinePrefix +
-                              L"QueryValue() - this->m_rXmlParser.MoveToElement() failed."));
-    EXPECT_FALSE(Logged(L"QueryValue() - this->m_rXmlParser.Stop() failed."));
-}
-
-TEST_F(WebAccessControl, EncryptedExampleParses) {
-    ASSERT_TRUE(CopyFileW((ExamplesFolder() + L"QjEnPvWc.xen").c_str(),
-                          m_Folder.File(L"QjEnPvWc.xen").c_str(), FALSE));
-    ASSERT_EQ(S_OK, Query());
-    EXPECT_EQ(6u, m_List.Sites.size());
-    EXPECT_EQ(m_Is64bit ? 4u : 3u, m_List.Applications.size());
-    EXPECT_EQ(m_Is64bit ? 5u : 3u, m_List.Filters.size());
-    EXPECT_EQ(2u, m_List.WebActivities.size());
-    EXPECT_EQ(2u, m_List.Protections.size());
 }
 
 }  // namespace

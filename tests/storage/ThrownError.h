@@ -8,7 +8,7 @@
 
 namespace StorageTests {
 
-template <typename ExceptionType, typename Call>
+template <typename ExceptionType = ZorvCommon::Storage::Exception, typename Call>
 uint32_t ThrownError(Call call) {
     try {
         call();
@@ -18,11 +18,6 @@ uint32_t ThrownError(Call call) {
         return error;
     }
     return 0;
-}
-
-template <typename Call>
-uint32_t StorageError(Call call) {
-    return ThrownError<ZorvCommon::Storage::Exception>(call);
 }
 
 }  // namespace StorageTests

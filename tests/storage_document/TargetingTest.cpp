@@ -6,20 +6,17 @@
 
 namespace {
 
-using Ostrel::Storage::DocumentParameter;
-using Ostrel::Storage::Target;
-using Ostrel::Storage::TargetSystem;
-using Ostrel::Storage::TargetVerdict;
+using namespace Ostrel::Storage;
 
-constexpr HRESULT kInvalidData = static_cast<HRESULT>(0x80040206);
-
-TargetSystem System(uint32_t major, uint32_t minor, bool is64bit, uint32_t languageCode) {
+TargetSystem System(uint32_t major, uint32_t minor, bool is64bit, uint32_t languageCode,
+                    uint32_t platformError = 0) {
     TargetSystem system;
     system.Version.PlatformId = 2;
     system.Version.Major = major;
     system.Version.Minor = minor;
     system.Version.ProductType = 1;
     system.Is64bit = is64bit;
+    system.PlatformError = platformError;
     system.LanguageCode = languageCode;
     system.ProductVersion = L"2.0.0";
     return system;
@@ -35,105 +32,89 @@ Target Everywhere() {
     return target;
 }
 
-class Targeting : public ::testing::Test {
-protected:
-    Targeting() {
-        m_Parameter.Check = true;
-        m_Parameter.Assign = L"t";
-        m_Parameter.System = System(6, 1, true, 0x1);
+// The verdict's name for a checked document assigned "t", or the failure in hex.
+std::wstring Outcome(const TargetSystem& system, const Target& target) {
+    DocumentParameter parameter;
+    parameter.Check = true;
+    parameter.Assign = L"t";
+    parameter.System = system;
+    TargetVerdict verdict = TargetVerdict::Targeted;
+    const HRESULT hr = CXmlParserStorageControl::CheckParameter(verdict, parameter, target);
+    if (FAILED(hr)) {
+        wchar_t text[11];
+        swprintf(text, 11, L"0x%08x", static_cast<unsigned>(hr));
+        return text;
     }
+    return VerdictName(verdict);
+}
 
-    // The verdict, or a marker verdict with the failure in m_Result.
-    TargetVerdict Decide(const Target& target) {
-        TargetVerdict verdict = TargetVerdict::Targeted;
-        m_Result = CXmlParserStorageControl::CheckParameter(verdict, m_Parameter, target);
-        return verdict;
-    }
-    TargetVerdict Decide(std::wstring Target::*field, const wchar_t* text) {
+TEST(Targeting, EachAttributeAgainstTheDescribedSystem) {
+    const TargetSystem xp32 = System(5, 1, false, 0x1);
+    const TargetSystem seven64 = System(6, 1, true, 0x1);
+    const TargetSystem danish = System(6, 1, true, 0x80000);
+    const TargetSystem french = System(6, 1, true, 0x100000);
+    const struct {
+        TargetSystem system;
+        std::wstring Target::*field;
+        const wchar_t* text;
+        const wchar_t* outcome;
+    } cases[] = {
+        {xp32, &Target::Platform, L"xp32", L"kept"},
+        {xp32, &Target::Platform, L"all32", L"kept"},
+        {xp32, &Target::Platform, L"all64", L"platform"},
+        {xp32, &Target::Platform, L"vistaorlater", L"platform"},
+        {seven64, &Target::Platform, L"xp32", L"platform"},
+        {seven64, &Target::Platform, L"seven64", L"kept"},
+        {seven64, &Target::Platform, L"ALL", L"kept"},
+        {seven64, &Target::Platform, L"Seven64", L"0x80040206"},  // only all ignores case
+        {seven64, &Target::Platform, L"win95", L"0x80040206"},
+        {System(6, 1, true, 0x1, ERROR_ACCESS_DENIED), &Target::Platform, L"seven64",
+         L"0x80070005"},
+        {System(6, 1, true, 0x1, ERROR_ACCESS_DENIED), &Target::Platform, L"all", L"kept"},
+        {danish, &Target::Language, L"da", L"kept"},
+        {danish, &Target::Language, L"en_us", L"language"},
+        {seven64, &Target::Language, L"da", L"language"},  // its second row, 0x1, never answers
+        {seven64, &Target::Language, L"en_us", L"kept"},
+        {seven64, &Target::Language, L"en_gb", L"language"},
+        {seven64, &Target::Language, L"EN_US", L"0x80040206"},
+        {french, &Target::Language, L"fr_ca", L"kept"},
+        {french, &Target::Language, L"fr", L"language"},
+        {System(6, 1, true, 0x4), &Target::Language, L"ja", L"kept"},
+        {seven64, &Target::MaxVersion, L"", L"version"},    // missing: 0.0.0.0
+        {seven64, &Target::MaxVersion, L"2.0.0", L"kept"},  // bounds are inclusive
+        {seven64, &Target::MaxVersion, L"1.9.0", L"version"},
+        {seven64, &Target::MinVersion, L"2.0.0", L"kept"},
+        {seven64, &Target::MinVersion, L"1.0.0", L"kept"},
+        {seven64, &Target::MinVersion, L"2.0.1", L"version"},
+        {seven64, &Target::Product, L"another product", L"kept"},  // required, any text
+        {seven64, &Target::Product, L"", L"0x80040206"},
+        {seven64, &Target::Assign, L"T", L"kept"},
+        {seven64, &Target::Assign, L"tt", L"assign"},
+        {seven64, &Target::Assign, L"", L"0x80040206"},
+    };
+    for (const auto& c : cases) {
         Target target = Everywhere();
-        target.*field = text;
-        return Decide(target);
+        target.*c.field = c.text;
+        EXPECT_EQ(c.outcome, Outcome(c.system, target)) << c.text;
     }
 
-    DocumentParameter m_Parameter;
-    HRESULT m_Result = S_OK;
-};
-
-TEST_F(Targeting, PlatformWordsMatchByVersionClassOrBitness) {
-    m_Parameter.System = System(5, 1, false, 0x1);  // XP, 32-bit
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Platform, L"xp32"));
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Platform, L"xporlater"));
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Platform, L"all32"));
-    EXPECT_EQ(TargetVerdict::OtherPlatform, Decide(&Target::Platform, L"all64"));
-    EXPECT_EQ(TargetVerdict::OtherPlatform, Decide(&Target::Platform, L"vistaorlater"));
-
-    m_Parameter.System = System(6, 1, true, 0x1);  // 7, 64-bit
-    EXPECT_EQ(TargetVerdict::OtherPlatform, Decide(&Target::Platform, L"xp32"));
-    EXPECT_EQ(TargetVerdict::OtherPlatform, Decide(&Target::Platform, L"seven32"));
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Platform, L"seven64"));
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Platform, L"ALL"));
-    EXPECT_EQ(S_OK, m_Result);
-    Decide(&Target::Platform, L"Seven64");
-    EXPECT_EQ(kInvalidData, m_Result) << "platform words other than all keep their case";
-
-    m_Parameter.System.PlatformError = ERROR_ACCESS_DENIED;
-    Decide(&Target::Platform, L"seven64");
-    EXPECT_EQ(static_cast<HRESULT>(0x80070005), m_Result);
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Platform, L"all"))
-        << "all asks nothing of the system";
-}
-
-TEST_F(Targeting, LanguageWordsAreCodesOfTheSystemLanguage) {
-    m_Parameter.System.LanguageCode = 0x80000;
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Language, L"da"));
-    m_Parameter.System.LanguageCode = 0x1;
-    EXPECT_EQ(TargetVerdict::OtherLanguage, Decide(&Target::Language, L"da"))
-        << "the second da row, worth 0x1, never answers";
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Language, L"en_us"));
-    EXPECT_EQ(TargetVerdict::OtherLanguage, Decide(&Target::Language, L"en_gb"));
-    m_Parameter.System.LanguageCode = 0x100000;
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(&Target::Language, L"fr_ca"));
-    EXPECT_EQ(TargetVerdict::OtherLanguage, Decide(&Target::Language, L"fr"));
-
-    using Ostrel::Storage::LanguageCodeOf;
-    EXPECT_EQ(0x1u, LanguageCodeOf(0x0409));
-    EXPECT_EQ(0x10000u, LanguageCodeOf(0x0809));
-    EXPECT_EQ(0x80u, LanguageCodeOf(0x0C0A));
-    EXPECT_EQ(0x80u, LanguageCodeOf(0x2C0A)) << "every Spanish country";
-    EXPECT_EQ(0x40000u, LanguageCodeOf(0x0814));
-    EXPECT_EQ(0x100000u, LanguageCodeOf(0x0C0C));
-    EXPECT_EQ(0u, LanguageCodeOf(0x080C)) << "French (Belgium) has no code";
-    EXPECT_EQ(0u, LanguageCodeOf(0x0416));
-}
-
-TEST_F(Targeting, StepsRunInOrderAndUncheckedDocumentsOnlyMatchAssignment) {
-    Target target;  // nothing but the assignment
-    target.Assign = L"T";
-    m_Parameter.Check = false;
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(target)) << "assignment ignores case";
-    target.Assign = L"tt";
-    EXPECT_EQ(TargetVerdict::OtherAssignment, Decide(target));
-    target.Assign.clear();
-    Decide(target);
-    EXPECT_EQ(kInvalidData, m_Result);
-
-    m_Parameter.Check = true;
-    target = Everywhere();
-    target.Platform = L"xp64";
+    // Platform and version are decided before the language is read.
+    Target target = Everywhere();
     target.Language = L"unknown";
-    EXPECT_EQ(TargetVerdict::OtherPlatform, Decide(target)) << "platform before language";
+    target.Platform = L"xp64";
+    EXPECT_EQ(L"platform", Outcome(seven64, target));
     target.Platform = L"all";
     target.MaxVersion = L"1.0.0";
-    EXPECT_EQ(TargetVerdict::OutOfVersion, Decide(target)) << "version before language";
-    target.MaxVersion = L"9.0.0";
-    Decide(target);
-    EXPECT_EQ(kInvalidData, m_Result);
-    target.Language = L"all";
-    target.Product.clear();
-    Decide(target);
-    EXPECT_EQ(kInvalidData, m_Result) << "product is required, though any text matches";
-    target.Product = L"another product";
-    EXPECT_EQ(TargetVerdict::Targeted, Decide(target));
+    EXPECT_EQ(L"version", Outcome(seven64, target));
+}
+
+TEST(Targeting, LanguageCodesOfUserInterfaceLanguages) {
+    // Every Spanish country has one code; French (Belgium) has none.
+    const std::pair<LANGID, uint32_t> cases[] = {
+        {0x0409, 0x1}, {0x0C0C, 0x100000}, {0x2C0A, 0x80}, {0x080C, 0}};
+    for (const auto& [languageId, code] : cases) {
+        EXPECT_EQ(code, LanguageCodeOf(languageId)) << std::hex << languageId;
+    }
 }
 
 }  // namespace

@@ -19,8 +19,6 @@ namespace {
 
 using ZorvCommon::UniqueRegKey;
 
-constexpr int kKeyNameInformation = 3;
-
 template <typename Function>
 Function NtDll(const char* name) {
     const auto function = reinterpret_cast<Function>(
@@ -31,23 +29,21 @@ Function NtDll(const char* name) {
     return function;
 }
 
-UniqueRegKey OpenLink(HKEY root, const std::wstring& path, REGSAM access) {
-    UniqueRegKey key;
-    RegOpenKeyExW(root, path.c_str(), REG_OPTION_OPEN_LINK, access, key.put());
-    return key;
+void Require(bool made, const char* what) {
+    if (!made) {
+        throw std::runtime_error(std::string(what) + " could not be made");
+    }
 }
 
-}  // namespace
-
+// The native path of a key ("\REGISTRY\USER\<sid>\Software\..."); empty when it cannot be
+// opened.
 std::wstring NativeKeyPath(HKEY root, const std::wstring& path) {
+    constexpr int kKeyNameInformation = 3;
     UniqueRegKey key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE, key.put()) != ERROR_SUCCESS) {
-        return std::wstring();
-    }
-    // KEY_NAME_INFORMATION: the name's length in bytes, then the name.
-    std::vector<ULONG> buffer(1024);
+    std::vector<ULONG> buffer(1024);  // the name's length in bytes, then the name
     ULONG cbResult = 0;
-    if (NtDll<decltype(&NtQueryKey)>("NtQueryKey")(
+    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE, key.put()) != ERROR_SUCCESS ||
+        NtDll<decltype(&NtQueryKey)>("NtQueryKey")(
             key.get(), kKeyNameInformation, buffer.data(),
             static_cast<ULONG>(buffer.size() * sizeof(ULONG)), &cbResult) < 0) {
         return std::wstring();
@@ -55,31 +51,31 @@ std::wstring NativeKeyPath(HKEY root, const std::wstring& path) {
     return std::wstring(reinterpret_cast<const wchar_t*>(&buffer[1]), buffer[0] / sizeof(wchar_t));
 }
 
+}  // namespace
+
 ScratchRegistryLink::ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
                                          const std::wstring& targetPath)
     : m_Root(root), m_Path(path) {
     const std::wstring target = NativeKeyPath(targetRoot, targetPath);
-    UniqueRegKey link;
-    if (target.empty() ||
-        RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
-                        KEY_ALL_ACCESS | KEY_CREATE_LINK, nullptr, link.put(),
-                        nullptr) != ERROR_SUCCESS ||
-        RegSetValueExW(link.get(), L"SymbolicLinkValue", 0, REG_LINK,
-                       reinterpret_cast<const BYTE*>(target.data()),
-                       static_cast<DWORD>(target.size() * sizeof(wchar_t))) != ERROR_SUCCESS) {
-        throw std::runtime_error("the registry link could not be made");
-    }
+    Require(
+        !target.empty() &&
+            RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                            KEY_ALL_ACCESS | KEY_CREATE_LINK, nullptr, m_Key.put(),
+                            nullptr) == ERROR_SUCCESS &&
+            RegSetValueExW(m_Key.get(), L"SymbolicLinkValue", 0, REG_LINK,
+                           reinterpret_cast<const BYTE*>(target.data()),
+                           static_cast<DWORD>(target.size() * sizeof(wchar_t))) == ERROR_SUCCESS,
+        "the registry link");
 }
 
 ScratchRegistryLink::~ScratchRegistryLink() {
-    const UniqueRegKey link = OpenLink(m_Root, m_Path, DELETE);
-    if (link) {
-        NtDll<decltype(&NtDeleteKey)>("NtDeleteKey")(link.get());
-    }
+    NtDll<decltype(&NtDeleteKey)>("NtDeleteKey")(m_Key.get());
 }
 
 bool ScratchRegistryLink::Exists() const {
-    return OpenLink(m_Root, m_Path, KEY_QUERY_VALUE).is_valid();
+    UniqueRegKey link;
+    return RegOpenKeyExW(m_Root, m_Path.c_str(), REG_OPTION_OPEN_LINK, KEY_QUERY_VALUE,
+                         link.put()) == ERROR_SUCCESS;
 }
 
 ScratchUnopenableKey::ScratchUnopenableKey(HKEY root, const std::wstring& parentPath) {
@@ -98,10 +94,8 @@ ScratchUnopenableKey::ScratchUnopenableKey(HKEY root, const std::wstring& parent
         NtDll<decltype(&NtCreateKey)>("NtCreateKey")(&key, KEY_ALL_ACCESS, &attributes, 0, nullptr,
                                                      0, nullptr);
     }
-    if (key == nullptr) {
-        throw std::runtime_error("the key with a NUL in its name could not be made");
-    }
     m_Key.reset(static_cast<HKEY>(key));
+    Require(key != nullptr, "the key with a NUL in its name");
 }
 
 ScratchUnopenableKey::~ScratchUnopenableKey() {

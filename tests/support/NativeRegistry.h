@@ -2,9 +2,9 @@
 // Registry keys that only the native functions make, for tests of code that must cope
 // with them: links (a key made with REG_OPTION_CREATE_LINK whose REG_LINK value
 // "SymbolicLinkValue" names another key by its native path) and keys whose name holds a
-// NUL. Each is removed through its own handle, so that neither the test nor the scratch
-// key's clean-up reaches through a link. Declare them after the scratch key that holds
-// them.
+// NUL. Each is removed through the handle it was made with, so that neither the test nor
+// the scratch key's clean-up reaches through a link. Declare them after the scratch key
+// that holds them.
 
 #include <windows.h>
 
@@ -14,12 +14,7 @@
 
 namespace TestSupport {
 
-// The native path of a key ("\REGISTRY\USER\<sid>\Software\..."); empty when the key
-// cannot be opened.
-std::wstring NativeKeyPath(HKEY root, const std::wstring& path);
-
-// A link at root\path to the existing key targetRoot\targetPath, removed afterwards if
-// it is still there.
+// A link at root\path to the existing key targetRoot\targetPath.
 class ScratchRegistryLink {
 public:
     ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
@@ -34,6 +29,7 @@ public:
 private:
     HKEY m_Root;
     std::wstring m_Path;
+    ZorvCommon::UniqueRegKey m_Key;
 };
 
 // A sub-key of root\parentPath named "Hidden" NUL "Key": the registry lists it, but the
@@ -46,7 +42,7 @@ public:
     ScratchUnopenableKey& operator=(const ScratchUnopenableKey&) = delete;
 
 private:
-    ZorvCommon::UniqueRegKey m_Key;  // from its creation, with DELETE access
+    ZorvCommon::UniqueRegKey m_Key;
 };
 
 }  // namespace TestSupport

@@ -1,60 +1,126 @@
 #include "Scratch.h"
 
+#include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
+
+#include "ZorvComn_Handle.h"
 
 namespace TestSupport {
 namespace {
 
+using ZorvCommon::UniqueRegKey;
+
+struct FindTraits {
+    using Type = HANDLE;
+    static Type Invalid() { return INVALID_HANDLE_VALUE; }
+    static bool IsValid(Type h) { return h != INVALID_HANDLE_VALUE; }
+    static void Close(Type h) { FindClose(h); }
+};
+using UniqueFind = ZorvCommon::UniqueHandle<FindTraits>;
+
 constexpr const wchar_t* kTestsRoot = L"Software\\OstrelTests";
+constexpr REGSAM kProductView = KEY_WOW64_64KEY;
 
 // Nested ProductKey fixtures each keep their own copy; they restore in reverse order.
 LONG g_BackupCount = 0;
 
-void Check(LSTATUS status, const char* what) {
-    if (status != ERROR_SUCCESS) {
-        throw std::runtime_error(std::string(what) + " failed: " + std::to_string(status));
-    }
-}
-
-HKEY CreateKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
-    HKEY key = nullptr;
-    Check(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr, &key,
-                          nullptr),
-          "RegCreateKeyExW");
+UniqueRegKey OpenKey(HKEY root, const std::wstring& path, REGSAM access) {
+    UniqueRegKey key;
+    (void)RegOpenKeyExW(root, path.c_str(), 0, access, key.put());
     return key;
 }
 
-void DeleteTree(HKEY root, const std::wstring& path, REGSAM view = 0) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_ALL_ACCESS | view, &key) != ERROR_SUCCESS) {
-        return;
-    }
-    RegDeleteTreeW(key, nullptr);
-    RegCloseKey(key);
-    RegDeleteKeyExW(root, path.c_str(), view, 0);
+// Null when the key cannot be created.
+UniqueRegKey CreateKey(HKEY root, const std::wstring& path, REGSAM view = 0) {
+    UniqueRegKey key;
+    (void)RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr,
+                          key.put(), nullptr);
+    return key;
 }
 
-void RemoveFolder(const std::wstring& path) {
+void Check(bool succeeded, const char* what) {
+    if (!succeeded) {
+        throw std::runtime_error(std::string(what) + " failed");
+    }
+}
+
+void DeleteTree(HKEY root, const std::wstring& path, REGSAM view = 0) {
+    if (const UniqueRegKey key = OpenKey(root, path, KEY_ALL_ACCESS | view)) {
+        RegDeleteTreeW(key.get(), nullptr);
+        RegDeleteKeyExW(root, path.c_str(), view, 0);
+    }
+}
+
+// Calls visit(name, attributes) for each entry of folder matching pattern but "." and "..".
+template <typename Visit>
+void ForEachEntry(const std::wstring& folder, const wchar_t* pattern, Visit visit) {
     WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW((path + L"\\*").c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE) {
+    if (const UniqueFind find{FindFirstFileW((folder + L"\\" + pattern).c_str(), &data)}) {
         do {
             const std::wstring name = data.cFileName;
-            if (name == L"." || name == L"..") {
-                continue;
+            if (name != L"." && name != L"..") {
+                visit(name, data.dwFileAttributes);
             }
-            const std::wstring child = path + L"\\" + name;
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-                RemoveFolder(child);
-            } else {
-                SetFileAttributesW(child.c_str(), FILE_ATTRIBUTE_NORMAL);
-                DeleteFileW(child.c_str());
-            }
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
+        } while (FindNextFileW(find.get(), &data));
     }
+}
+
+// A folder that is a reparse point is removed itself; what it points at is never entered.
+void RemoveFolder(const std::wstring& path) {
+    ForEachEntry(path, L"*", [&path](const std::wstring& name, DWORD attributes) {
+        const std::wstring child = path + L"\\" + name;
+        if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            SetFileAttributesW(child.c_str(), FILE_ATTRIBUTE_NORMAL);
+            DeleteFileW(child.c_str());
+        } else if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+            RemoveFolder(child);
+        } else {
+            RemoveDirectoryW(child.c_str());
+        }
+    });
     RemoveDirectoryW(path.c_str());
+}
+
+void WriteString(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& text,
+                 REGSAM view) {
+    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
+                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
+}
+
+std::wstring SessionPath(bool serviceSession) {
+    return std::wstring(ProductKey::kDebugLogPath) +
+           (serviceSession ? L"\\ServiceSession" : L"\\InteractiveSession");
+}
+
+void Snapshot(HKEY key, const std::wstring& below, RegistrySnapshot& snapshot) {
+    wchar_t name[16384];
+    std::vector<uint8_t> data(1 << 16);
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = ARRAYSIZE(name);
+        DWORD type = 0;
+        DWORD cbData = static_cast<DWORD>(data.size());
+        if (RegEnumValueW(key, index, name, &cchName, nullptr, &type, data.data(), &cbData) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        snapshot[below + L"|" + name] = {type, {data.begin(), data.begin() + cbData}};
+    }
+    for (DWORD index = 0;; ++index) {
+        DWORD cchName = ARRAYSIZE(name);
+        if (RegEnumKeyExW(key, index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        const std::wstring child = below + L"\\" + name;
+        snapshot[child] = {REG_NONE, {}};
+        if (const UniqueRegKey childKey = OpenKey(key, name, KEY_READ)) {
+            Snapshot(childKey.get(), child, snapshot);
+        }
+    }
 }
 
 }  // namespace
@@ -62,192 +128,170 @@ void RemoveFolder(const std::wstring& path) {
 ScratchRegistryKey::ScratchRegistryKey(const std::wstring& suite, HKEY root, REGSAM view)
     : m_Root(root), m_Path(std::wstring(kTestsRoot) + L"\\" + suite), m_View(view) {
     DeleteTree(m_Root, m_Path, m_View);
-    RegCloseKey(CreateKey(m_Root, m_Path, m_View));
+    Check(static_cast<bool>(CreateKey(m_Root, m_Path, m_View)), "RegCreateKeyExW");
 }
 
-ScratchRegistryKey::~ScratchRegistryKey() { DeleteTree(m_Root, m_Path, m_View); }
+ScratchRegistryKey::~ScratchRegistryKey() {
+    DeleteTree(m_Root, m_Path, m_View);
+}
 
-ScratchFolder::ScratchFolder(const std::wstring& suite) {
-    wchar_t temp[MAX_PATH];
-    const DWORD length = GetTempPathW(MAX_PATH, temp);
-    if (length == 0 || length >= MAX_PATH) {
-        throw std::runtime_error("GetTempPathW failed");
-    }
-    m_Path = std::wstring(temp) + L"OstrelTests-" + suite + L"-" +
-             std::to_wstring(GetCurrentProcessId());
+ScratchFolder::ScratchFolder(const std::wstring& suite)
+    : m_Path((std::filesystem::temp_directory_path() /
+              (L"OstrelTests-" + suite + L"-" + std::to_wstring(GetCurrentProcessId())))
+                 .wstring()) {
     RemoveFolder(m_Path);
-    if (!CreateDirectoryW(m_Path.c_str(), nullptr)) {
-        throw std::runtime_error("CreateDirectoryW failed");
-    }
+    Check(CreateDirectoryW(m_Path.c_str(), nullptr), "CreateDirectoryW");
 }
 
-ScratchFolder::~ScratchFolder() { RemoveFolder(m_Path); }
+ScratchFolder::~ScratchFolder() {
+    RemoveFolder(m_Path);
+}
 
 ProductKey::ProductKey()
-    : m_Existed(RegKeyExists(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY)),
+    : m_Existed(RegKeyExists(HKEY_LOCAL_MACHINE, kPath, kProductView)),
       m_BackupPath(std::wstring(kTestsRoot) + L"\\ProductKeyBackup-" +
                    std::to_wstring(GetCurrentProcessId()) + L"-" +
                    std::to_wstring(InterlockedIncrement(&g_BackupCount))) {
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
     if (m_Existed) {
-        HKEY source = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
-        HKEY backup = CreateKey(HKEY_CURRENT_USER, m_BackupPath);
-        const LSTATUS status = RegCopyTreeW(source, nullptr, backup);
-        RegCloseKey(backup);
-        RegCloseKey(source);
-        Check(status, "RegCopyTreeW");
+        const UniqueRegKey source = CreateKey(HKEY_LOCAL_MACHINE, kPath, kProductView);
+        const UniqueRegKey backup = CreateKey(HKEY_CURRENT_USER, m_BackupPath);
+        Check(source && backup && RegCopyTreeW(source.get(), nullptr, backup.get()) == 0,
+              "the product key's copy");
     }
 }
 
+// A destructor that throws during a failed test ends the process: a failed restore is
+// reported as a test failure and the backup is kept for a later look.
 ProductKey::~ProductKey() {
-    DeleteTree(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
+    DeleteTree(HKEY_LOCAL_MACHINE, kPath, kProductView);
     if (m_Existed) {
-        HKEY target = CreateKey(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY);
-        HKEY backup = CreateKey(HKEY_CURRENT_USER, m_BackupPath);
-        RegCopyTreeW(backup, nullptr, target);
-        RegCloseKey(backup);
-        RegCloseKey(target);
+        const UniqueRegKey backup = OpenKey(HKEY_CURRENT_USER, m_BackupPath, KEY_READ);
+        const UniqueRegKey target = CreateKey(HKEY_LOCAL_MACHINE, kPath, kProductView);
+        if (!backup || !target || RegCopyTreeW(backup.get(), nullptr, target.get()) != 0) {
+            ADD_FAILURE() << "the product key was not restored; its copy stays under HKCU\\"
+                          << std::string(m_BackupPath.begin(), m_BackupPath.end());
+            return;
+        }
     }
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
 }
 
 void ProductKey::SetInstalledFolder(const std::wstring& folder) {
-    WriteRegValue(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", REG_SZ, folder.c_str(),
-                  static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)), KEY_WOW64_64KEY);
+    WriteString(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", folder, kProductView);
 }
 
 void ProductKey::SetVersion(const std::wstring& version) {
-    WriteRegValue(HKEY_LOCAL_MACHINE, kPath, L"Version", REG_SZ, version.c_str(),
-                  static_cast<DWORD>((version.size() + 1) * sizeof(wchar_t)), KEY_WOW64_64KEY);
+    WriteString(HKEY_LOCAL_MACHINE, kPath, L"Version", version, kProductView);
 }
 
 void ProductKey::RemoveValue(const wchar_t* name) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPath, 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &key) ==
-        ERROR_SUCCESS) {
-        RegDeleteValueW(key, name);
-        RegCloseKey(key);
+    if (const UniqueRegKey key = OpenKey(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE | kProductView)) {
+        RegDeleteValueW(key.get(), name);
     }
 }
 
-void ProductKey::RemoveKey() { DeleteTree(HKEY_LOCAL_MACHINE, kPath, KEY_WOW64_64KEY); }
-
-static std::wstring SessionPath(bool serviceSession) {
-    return std::wstring(ProductKey::kDebugLogPath) +
-           (serviceSession ? L"\\ServiceSession" : L"\\InteractiveSession");
+void ProductKey::RemoveKey() {
+    DeleteTree(HKEY_LOCAL_MACHINE, kPath, kProductView);
 }
 
 void ProductKey::SetDebugLogUint32(const wchar_t* name, uint32_t value, bool serviceSession) {
     WriteRegValue(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, REG_DWORD, &value,
-                  sizeof(value), KEY_WOW64_64KEY);
+                  sizeof(value), kProductView);
 }
 
 void ProductKey::SetDebugLogString(const wchar_t* name, const std::wstring& value,
                                    bool serviceSession) {
-    WriteRegValue(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, REG_SZ, value.c_str(),
-                  static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)), KEY_WOW64_64KEY);
+    WriteString(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, value, kProductView);
 }
 
-void ProductKey::ClearDebugLog() { DeleteTree(HKEY_LOCAL_MACHINE, kDebugLogPath, KEY_WOW64_64KEY); }
+void ProductKey::ClearDebugLog() {
+    DeleteTree(HKEY_LOCAL_MACHINE, kDebugLogPath, kProductView);
+}
 
 std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE | view, &key) != ERROR_SUCCESS) {
-        return std::wstring();
-    }
+    const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE | view);
     std::wstring value(4096, L'\0');
     DWORD size = static_cast<DWORD>(value.size() * sizeof(wchar_t));
     DWORD type = 0;
-    const LSTATUS status = RegQueryValueExW(key, name, nullptr, &type,
-                                            reinterpret_cast<BYTE*>(&value[0]), &size);
-    RegCloseKey(key);
-    if (status != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) {
+    if (!key ||
+        RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value[0]),
+                         &size) != ERROR_SUCCESS ||
+        (type != REG_SZ && type != REG_EXPAND_SZ)) {
         return std::wstring();
     }
     value.resize(size / sizeof(wchar_t));
-    while (!value.empty() && value.back() == L'\0') {
-        value.pop_back();
-    }
-    return value;
+    return value.substr(0, value.find_last_not_of(L'\0') + 1);
 }
 
 bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE | view, &key) != ERROR_SUCCESS) {
-        return false;
-    }
-    const bool exists = RegQueryValueExW(key, name, nullptr, nullptr, nullptr, nullptr) ==
-                        ERROR_SUCCESS;
-    RegCloseKey(key);
-    return exists;
+    const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE | view);
+    return key &&
+           RegQueryValueExW(key.get(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
 }
 
 bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE | view, &key) != ERROR_SUCCESS) {
-        return false;
-    }
-    RegCloseKey(key);
-    return true;
+    return static_cast<bool>(OpenKey(root, path, KEY_QUERY_VALUE | view));
 }
 
 void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
                    const void* data, DWORD size, REGSAM view) {
-    HKEY key = CreateKey(root, path, view);
-    const LSTATUS status =
-        RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), size);
-    RegCloseKey(key);
-    Check(status, "RegSetValueExW");
+    const UniqueRegKey key = CreateKey(root, path, view);
+    Check(key && RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size) ==
+                     ERROR_SUCCESS,
+          "RegSetValueExW");
+}
+
+void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                    const std::wstring& text) {
+    WriteString(root, path, name, text, 0);
+}
+
+RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path) {
+    RegistrySnapshot snapshot;
+    if (const UniqueRegKey key = OpenKey(root, path, KEY_READ)) {
+        Snapshot(key.get(), std::wstring(), snapshot);
+    }
+    return snapshot;
 }
 
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes) {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        throw std::runtime_error("CreateFileW failed");
-    }
-    DWORD written = 0;
-    const BOOL ok = bytes.empty() || WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()),
-                                               &written, nullptr);
-    CloseHandle(file);
-    if (!ok) {
-        throw std::runtime_error("WriteFile failed");
-    }
+    std::ofstream file(std::filesystem::path(path), std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    Check(file.good(), "writing a file");
 }
 
+// Opened sharing reading and writing: a log file is read while its writer holds it.
 std::vector<uint8_t> ReadFileBytes(const std::wstring& path) {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        throw std::runtime_error("CreateFileW failed");
-    }
-    std::vector<uint8_t> bytes(GetFileSize(file, nullptr));
-    DWORD read = 0;
-    const BOOL ok = bytes.empty() ||
-                    ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr);
-    CloseHandle(file);
-    if (!ok) {
-        throw std::runtime_error("ReadFile failed");
-    }
-    bytes.resize(read);
-    return bytes;
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    Check(file.is_open(), "opening a file");
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
 }
 
 bool FileExists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern) {
+    std::vector<std::wstring> names;
+    ForEachEntry(folder, pattern, [&names](const std::wstring& name, DWORD attributes) {
+        if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            names.push_back(name);
+        }
+    });
+    return names;
+}
+
 std::wstring ExecutableFolder() {
     wchar_t path[MAX_PATH];
-    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring folder(path, length);
-    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
+    const std::wstring file(path, GetModuleFileNameW(nullptr, path, MAX_PATH));
+    return file.substr(0, file.find_last_of(L"\\/") + 1);
 }
 
 std::wstring BinFolder() {
-    std::wstring folder = ExecutableFolder();  // ...\build\tests\ .
-    folder.pop_back();
-    return folder.substr(0, folder.find_last_of(L"\\/") + 1) + L"bin\\";
+    const std::wstring folder = ExecutableFolder();  // ...\build\tests\ .
+    return folder.substr(0, folder.find_last_of(L"\\/", folder.size() - 2) + 1) + L"bin\\";
 }
 
 }  // namespace TestSupport

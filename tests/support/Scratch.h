@@ -5,7 +5,9 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TestSupport {
@@ -45,8 +47,9 @@ private:
     std::wstring m_Path;
 };
 
-// Takes a copy of HKLM\Software\Ulvenhart\Hearthward (64-bit view) and restores it
-// on destruction; the setters change the live key in between.
+// Takes a copy of HKLM\Software\Ulvenhart\Hearthward (64-bit view) and restores it on
+// destruction; the setters change the live key in between. A failed restore is reported
+// as a test failure, never thrown.
 class ProductKey {
 public:
     static constexpr const wchar_t* kPath = L"Software\\Ulvenhart\\Hearthward";
@@ -69,7 +72,7 @@ public:
 
 private:
     bool m_Existed;
-    std::wstring m_BackupPath;  // HKCU\Software\OstrelTests\ProductKeyBackup-<pid>
+    std::wstring m_BackupPath;  // HKCU\Software\OstrelTests\ProductKeyBackup-<pid>-<n>
 };
 
 // Registry helpers for assertions.
@@ -79,11 +82,19 @@ bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, RE
 bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
 void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
                    const void* data, DWORD size, REGSAM view = 0);
+void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                    const std::wstring& text);
+// Every key and value under root\path: "\\sub\\key" -> (REG_NONE, {}) for a key and
+// "\\sub\\key|name" -> (type, bytes) for a value ("|name" for the key's own values).
+using RegistrySnapshot = std::map<std::wstring, std::pair<DWORD, std::vector<uint8_t>>>;
+RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path);
 
 // Files.
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
+// The names of the files in folder that match pattern ("*.xml").
+std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern);
 
 // Folder of the running test executable, with a trailing backslash.
 std::wstring ExecutableFolder();

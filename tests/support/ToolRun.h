@@ -12,7 +12,8 @@ struct ToolRun {
     std::string Output;  // standard output and standard error
 };
 
-// bin\<tool> with the arguments (quoted by the caller); waits up to a minute.
+// bin\<tool> with the arguments (quoted by the caller); waits up to a minute, then ends it
+// (exit code WAIT_TIMEOUT, 258).
 ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments);
 // The same for a program given by its full path, run in currentFolder (this process's
 // current folder when empty).

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <string>
 
 #include "ZorvComn_String.h"
@@ -10,53 +9,39 @@ namespace {
 
 using namespace ZorvCommon::String;
 
+// The whole text, in range, with the base its prefix gives (or decimal only); the value is
+// untouched on failure and the caller's errno survives.
 TEST(StrToUl, BasePrefixesRangeAndWholeText) {
-    uint32_t value = 0;
-    EXPECT_TRUE(StrToUl(L"0x1F", value));
-    EXPECT_EQ(31u, value);
-    EXPECT_TRUE(StrToUl(L"017", value));
-    EXPECT_EQ(15u, value);
-    EXPECT_TRUE(StrToUl(L"4294967295", value));
-    EXPECT_EQ(0xFFFFFFFFu, value);
-    EXPECT_TRUE(StrToUl(L"-1", value));
-    EXPECT_EQ(0xFFFFFFFFu, value);
-    EXPECT_TRUE(StrToUl(L" 42", value)) << "leading blanks are the conversion's";
-    EXPECT_EQ(42u, value);
-
-    value = 7;
-    errno = EDOM;
-    for (const wchar_t* bad : {L"4294967296", L"", L"12a", L"12 ", L"x", L"08"}) {
-        EXPECT_FALSE(StrToUl(bad, value)) << bad;
-        EXPECT_EQ(7u, value) << "untouched on failure";
+    const struct {
+        const wchar_t* text;
+        bool converts;
+        uint64_t value;
+        int form;  // 0: StrToUl, 1: StrToUlDecimal, 2: StrToUI64
+    } cases[] = {
+        {L"0x1F", true, 31, 0},
+        {L"017", true, 15, 0},
+        {L"4294967295", true, ~0u, 0},
+        {L"-1", true, ~0u, 0},
+        {L"4294967296", false, 7, 0},
+        {L"12a", false, 7, 0},
+        {L"08", false, 7, 0},
+        {L"010", true, 10, 1},
+        {L"0x10", false, 7, 1},
+        {L"4294967296", true, 1ull << 32, 2},
+        {L"18446744073709551616", false, 7, 2},
+    };
+    for (const auto& c : cases) {
+        errno = EDOM;
+        uint32_t value = 7;
+        uint64_t value64 = 7;
+        const bool converted = c.form == 0   ? StrToUl(c.text, value)
+                               : c.form == 1 ? StrToUlDecimal(c.text, value)
+                                             : StrToUI64(c.text, value64);
+        EXPECT_EQ(c.converts, converted) << c.text;
+        EXPECT_EQ(c.value, c.form == 2 ? value64 : value) << c.text;
+        EXPECT_EQ(EDOM, errno) << c.text;
     }
-    EXPECT_EQ(EDOM, errno) << "the caller's errno survives";
     errno = 0;
-}
-
-TEST(StrToUl, SixtyFourBitAndDecimalOnlyForms) {
-    uint64_t value64 = 0;
-    EXPECT_TRUE(StrToUI64(L"4294967296", value64));
-    EXPECT_EQ(0x100000000ull, value64);
-    EXPECT_FALSE(StrToUI64(L"18446744073709551616", value64));
-
-    uint32_t value = 0;
-    EXPECT_TRUE(StrToUlDecimal(L"010", value));
-    EXPECT_EQ(10u, value);
-    EXPECT_FALSE(StrToUlDecimal(L"0x10", value));
-}
-
-TEST(Format, MicrosoftSemanticsAndGrowth) {
-    std::wstring out = L"old";
-    EXPECT_TRUE(Format(out, L"[%s] [%d] [0x%08x] [%lu]", L"wide", -3, 0xABu, 4000000000ul));
-    EXPECT_EQ(L"[wide] [-3] [0x000000ab] [4000000000]", out);
-
-    for (size_t length : {254u, 255u, 256u, 257u, 1000u}) {
-        const std::wstring text(length, L'y');
-        EXPECT_TRUE(Format(out, L"%s", text.c_str()));
-        EXPECT_EQ(text, out) << length;
-    }
-    EXPECT_FALSE(Format(out, nullptr));
-    EXPECT_EQ(L"", out);
 }
 
 bool StepOnce(std::wstring& out, size_t& cchSize, const wchar_t* format, ...) {
@@ -65,17 +50,6 @@ bool StepOnce(std::wstring& out, size_t& cchSize, const wchar_t* format, ...) {
     const bool done = FormatStep(out, cchSize, format, args);
     va_end(args);
     return done;
-}
-
-TEST(Format, StepGrowsTheSizeUntilTheTextFits) {
-    const std::wstring text(300, L'z');
-    std::wstring out;
-    size_t cchSize = 0;
-    EXPECT_FALSE(StepOnce(out, cchSize, L"%s", text.c_str()));
-    EXPECT_EQ(512u, cchSize) << "an unset size starts at 256";
-    EXPECT_TRUE(StepOnce(out, cchSize, L"%s", text.c_str()));
-    EXPECT_EQ(512u, cchSize);
-    EXPECT_EQ(text, out);
 }
 
 // The text a growing buffer gave (every earlier step only failed): FormatStep from the
@@ -112,22 +86,6 @@ TEST(Format, TheLimitIsSixteenMiCharactersWithTheTerminator) {
     EXPECT_FALSE(Format(out, L"%s", text.c_str()));
     EXPECT_TRUE(out.empty());
     EXPECT_FALSE(Format(out, L"%s%s", text.c_str(), L"")) << "the whole text counts";
-}
-
-TEST(StringHelpers, BackslashAndTruncation) {
-    std::wstring path = L"C:\\dir";
-    AppendBackslash(path);
-    EXPECT_EQ(L"C:\\dir\\", path);
-    AppendBackslash(path);
-    EXPECT_EQ(L"C:\\dir\\", path);
-    path.clear();
-    AppendBackslash(path);
-    EXPECT_EQ(L"", path);
-
-    wchar_t buffer[4] = {L'#', L'#', L'#', L'#'};
-    EXPECT_EQ(STRUNCATE, CopyTString(buffer, 4, L"abcdef"));
-    EXPECT_EQ(std::wstring(L"abc"), buffer);
-    EXPECT_EQ(17u, GetLengthA("0123456789abcdefXYZ", 17));
 }
 
 }  // namespace

@@ -3,13 +3,13 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Scratch.h"
 #include "ZorvComn_Exception.h"
 #include "ZorvComn_File.h"
 #include "ZorvComn_Stream.h"
-#include "ZorvComn_XmlLite.h"
 
 namespace {
 
@@ -18,8 +18,6 @@ using ZorvCommon::Storage::FileBase;
 using ZorvCommon::Storage::StreamComFileBase;
 using ZorvCommon::Storage::StreamFileEx;
 
-constexpr uint8_t kMarker = 0xbd;
-
 // A scratch file of known bytes, open through a FileBase, and a stream over it.
 class StreamOverFile : public ::testing::Test {
 protected:
@@ -27,215 +25,93 @@ protected:
         for (int i = 0; i < 40; ++i) {
             m_Bytes.push_back(static_cast<uint8_t>('A' + i % 26));
         }
-        TestSupport::WriteFileBytes(m_Path, m_Bytes);
-        OpenFile(GENERIC_READ | GENERIC_WRITE);
+        TestSupport::WriteFileBytes(m_Folder.File(L"stream.bin"), m_Bytes);
+        Reopen(GENERIC_READ);
     }
-    void TearDown() override {
-        if (m_pStream != nullptr) {
-            EXPECT_EQ(0u, m_pStream->Release());
-        }
-    }
-
-    void OpenFile(DWORD access) {
+    void Reopen(DWORD access) {
+        m_Owner.Close();
         if (m_File.IsOpen()) {
             ASSERT_TRUE(m_File.Close());
         }
-        uint32_t error = 0;
-        ASSERT_TRUE(m_File.Open(nullptr, access, FILE_SHARE_READ, OPEN_EXISTING,
-                                FILE_ATTRIBUTE_NORMAL, &error))
-            << error;
+        ASSERT_TRUE(m_File.Open(nullptr, access, FILE_SHARE_READ, OPEN_EXISTING, 0));
+        ASSERT_EQ(S_OK, m_Owner.Open());
     }
+    IStream* Stream() { return m_Owner.GetStream(); }
 
     ScratchFolder m_Folder{L"XmlStream"};
-    std::wstring m_Path = m_Folder.File(L"stream.bin");
     std::vector<uint8_t> m_Bytes;
-    FileBase m_File{m_Path};
-    IStream* m_pStream = new StreamComFileBase(&m_File);
+    FileBase m_File{m_Folder.File(L"stream.bin")};
+    StreamFileEx m_Owner{m_File};
 };
 
-TEST_F(StreamOverFile, QueryInterfaceAnswersTheStreamInterfacesOnly) {
-    EXPECT_EQ(E_INVALIDARG, m_pStream->QueryInterface(IID_IStream, nullptr));
-
-    for (const IID* iid : {&IID_IUnknown, &IID_ISequentialStream, &IID_IStream}) {
-        void* pInterface = nullptr;
-        ASSERT_EQ(S_OK, m_pStream->QueryInterface(*iid, &pInterface));
-        EXPECT_EQ(static_cast<void*>(m_pStream), pInterface);
-        EXPECT_EQ(1u, m_pStream->Release()) << "the found interface was AddRef'ed";
-    }
-
-    void* pInterface = &m_File;
-    EXPECT_EQ(E_NOINTERFACE, m_pStream->QueryInterface(IID_IXmlReader, &pInterface));
-    EXPECT_EQ(nullptr, pInterface) << "the out-pointer is cleared";
-}
-
-TEST_F(StreamOverFile, ReferenceCountStartsAtOneAndReleaseReportsTheNewCount) {
-    EXPECT_EQ(2u, m_pStream->AddRef());
-    EXPECT_EQ(3u, m_pStream->AddRef());
-    EXPECT_EQ(2u, m_pStream->Release());
-    EXPECT_EQ(1u, m_pStream->Release());
-    // TearDown's Release takes it to 0 and destroys it.
-}
-
-TEST_F(StreamOverFile, ReadAnswersSFalseForAFullReadAndTreatsTheEndAsSuccess) {
-    uint8_t buffer[64];
-    ULONG cbRead = 0xdeadbeef;
-    ASSERT_EQ(S_FALSE, m_pStream->Read(buffer, 16, &cbRead)) << "a full read";
-    EXPECT_EQ(16u, cbRead);
-    EXPECT_EQ(0, memcmp(m_Bytes.data(), buffer, 16));
-
-    ASSERT_EQ(S_OK, m_pStream->Read(buffer, 64, &cbRead)) << "a short read at the end";
-    EXPECT_EQ(24u, cbRead);
-    EXPECT_EQ(0, memcmp(m_Bytes.data() + 16, buffer, 24));
-
-    cbRead = 0xdeadbeef;
-    EXPECT_EQ(S_OK, m_pStream->Read(buffer, 64, &cbRead)) << "end of file is no error";
-    EXPECT_EQ(0u, cbRead);
-    EXPECT_EQ(S_OK, m_pStream->Read(buffer, 8, nullptr)) << "the count is optional";
-}
-
-TEST_F(StreamOverFile, ReadMapsFileErrors) {
-    OpenFile(GENERIC_WRITE);
-    uint8_t buffer[8];
-    ULONG cbRead = 0xdeadbeef;
-    EXPECT_EQ(STG_E_ACCESSDENIED, m_pStream->Read(buffer, sizeof(buffer), &cbRead));
-    EXPECT_EQ(0u, cbRead);
-
-    IStream* pNoFile = new StreamComFileBase(nullptr);
-    cbRead = 0xdeadbeef;
-    EXPECT_EQ(STG_E_INVALIDPOINTER, pNoFile->Read(buffer, sizeof(buffer), &cbRead));
-    EXPECT_EQ(0u, cbRead);
-    EXPECT_EQ(0u, pNoFile->Release());
-}
-
 // The XML reader can learn that its input ended only from a read that delivers less than
-// it asked for (at last nothing) or fails: the stream says when it has answered one.
-TEST_F(StreamOverFile, TheStreamSaysOnceAReadHasEndedTheInput) {
+// it asked for (at last nothing) or fails: the stream says when it has answered one. A full
+// read answers S_FALSE, the end of the file is no error.
+TEST_F(StreamOverFile, ReadAnswersSFalseForAFullReadAndSaysWhenTheInputEnded) {
     uint8_t buffer[64];
-    ULONG cbRead = 0;
-    LARGE_INTEGER start{};
-    StreamFileEx owner(m_File);
-    EXPECT_FALSE(owner.HasEnded()) << "no stream yet";
-    ASSERT_EQ(S_OK, owner.Open());
-    IStream* pStream = owner.GetStream();
-    ASSERT_EQ(S_FALSE, pStream->Read(buffer, 40, &cbRead));
-    EXPECT_FALSE(owner.HasEnded()) << "a full read up to the last byte";
-    ASSERT_EQ(S_FALSE, pStream->Read(buffer, 0, &cbRead));
-    EXPECT_TRUE(owner.HasEnded()) << "a read that delivers nothing";
+    ULONG cbRead = 0xdeadbeef;
+    ASSERT_EQ(S_FALSE, Stream()->Read(buffer, 40, &cbRead));
+    EXPECT_EQ(40u, cbRead);
+    EXPECT_EQ(0, memcmp(m_Bytes.data(), buffer, 40));
+    EXPECT_FALSE(m_Owner.HasEnded()) << "a full read up to the last byte";
+    ASSERT_EQ(S_OK, Stream()->Read(buffer, 64, &cbRead));
+    EXPECT_EQ(0u, cbRead);
+    EXPECT_TRUE(m_Owner.HasEnded()) << "a read that delivers nothing";
+    EXPECT_EQ(S_OK, Stream()->Read(buffer, 8, nullptr)) << "the count is optional";
 
-    owner.Close();
-    ASSERT_EQ(S_OK, owner.Open());
-    pStream = owner.GetStream();
-    ASSERT_EQ(S_OK, pStream->Seek(start, STREAM_SEEK_SET, nullptr));
-    ASSERT_EQ(S_OK, pStream->Read(buffer, 64, &cbRead));
-    EXPECT_TRUE(owner.HasEnded()) << "a short read";
-    ASSERT_EQ(S_OK, pStream->Seek(start, STREAM_SEEK_SET, nullptr));
-    ASSERT_EQ(S_FALSE, pStream->Read(buffer, 8, &cbRead));
-    EXPECT_TRUE(owner.HasEnded()) << "for good";
+    Reopen(GENERIC_READ);
+    ASSERT_EQ(S_OK, Stream()->Read(buffer, 64, &cbRead)) << "a short read at the end";
+    EXPECT_EQ(40u, cbRead);
+    EXPECT_TRUE(m_Owner.HasEnded()) << "a short read";
 
-    owner.Close();
-    OpenFile(GENERIC_WRITE);
-    ASSERT_EQ(S_OK, owner.Open());
-    EXPECT_EQ(STG_E_ACCESSDENIED, owner.GetStream()->Read(buffer, 8, &cbRead));
-    EXPECT_TRUE(owner.HasEnded()) << "a failed read";
+    Reopen(GENERIC_WRITE);
+    EXPECT_EQ(STG_E_ACCESSDENIED, Stream()->Read(buffer, 8, &cbRead));
+    EXPECT_EQ(0u, cbRead);
+    EXPECT_TRUE(m_Owner.HasEnded()) << "a failed read";
 }
 
 TEST_F(StreamOverFile, SeekMovesButAlwaysReportsZero) {
     ULARGE_INTEGER position;
-    position.QuadPart = 0xbdbdbdbdbdbdbdbdull;
     LARGE_INTEGER move;
-    move.QuadPart = 30;
-    ASSERT_EQ(S_OK, m_pStream->Seek(move, STREAM_SEEK_SET, &position));
-    EXPECT_EQ(0u, position.QuadPart);
     uint8_t byte = 0;
-    ULONG cbRead = 0;
-    ASSERT_EQ(S_FALSE, m_pStream->Read(&byte, 1, &cbRead));
-    EXPECT_EQ(m_Bytes[30], byte) << "the file did move";
-
-    move.QuadPart = -2;
-    ASSERT_EQ(S_OK, m_pStream->Seek(move, STREAM_SEEK_END, &position));
-    EXPECT_EQ(0u, position.QuadPart);
-    ASSERT_EQ(S_FALSE, m_pStream->Read(&byte, 1, &cbRead));
-    EXPECT_EQ(m_Bytes[38], byte);
-
-    EXPECT_EQ(STG_E_INVALIDFUNCTION, m_pStream->Seek(move, 3, &position));
+    for (const auto& [distance, origin, at] :
+         {std::make_tuple(30, STREAM_SEEK_SET, 30), std::make_tuple(-2, STREAM_SEEK_END, 38)}) {
+        position.QuadPart = 0xbdbdbdbdbdbdbdbdull;
+        move.QuadPart = distance;
+        ASSERT_EQ(S_OK, Stream()->Seek(move, origin, &position));
+        EXPECT_EQ(0u, position.QuadPart);
+        ASSERT_EQ(S_FALSE, Stream()->Read(&byte, 1, nullptr));
+        EXPECT_EQ(m_Bytes[at], byte) << "the file did move";
+    }
+    EXPECT_EQ(STG_E_INVALIDFUNCTION, Stream()->Seek(move, 3, &position));
     move.QuadPart = 0x100000000ll;
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Seek(move, STREAM_SEEK_SET, nullptr));
-    move.QuadPart = -1;
-    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_NEGATIVE_SEEK),
-              m_pStream->Seek(move, STREAM_SEEK_SET, nullptr));
-}
-
-TEST_F(StreamOverFile, StatFillsTheSizeAndNothingElse) {
-    STATSTG stat;
-    memset(&stat, kMarker, sizeof(stat));
-    ASSERT_EQ(S_OK, m_pStream->Stat(&stat, STATFLAG_NONAME));
-    EXPECT_EQ(m_Bytes.size(), stat.cbSize.QuadPart);
-
-    STATSTG untouched;
-    memset(&untouched, kMarker, sizeof(untouched));
-    untouched.cbSize = stat.cbSize;
-    EXPECT_EQ(0, memcmp(&untouched, &stat, sizeof(stat)));
-
-    EXPECT_EQ(STG_E_INVALIDPOINTER, m_pStream->Stat(nullptr, STATFLAG_NONAME));
-}
-
-TEST_F(StreamOverFile, WriteAndSetSizeChangeTheFile) {
-    const char text[] = "xyz";
-    ULONG cbWritten = 0;
-    ASSERT_EQ(S_OK, m_pStream->Write(text, 3, &cbWritten));
-    EXPECT_EQ(3u, cbWritten);
-
-    ULARGE_INTEGER size;
-    size.QuadPart = 10;
-    ASSERT_EQ(S_OK, m_pStream->SetSize(size));
-    size.QuadPart = 0x100000000ull;
-    EXPECT_EQ(E_NOTIMPL, m_pStream->SetSize(size));
-    ASSERT_TRUE(m_File.Close());
-
-    std::vector<uint8_t> expected(m_Bytes.begin(), m_Bytes.begin() + 10);
-    memcpy(expected.data(), text, 3);
-    EXPECT_EQ(expected, TestSupport::ReadFileBytes(m_Path));
-}
-
-TEST_F(StreamOverFile, OtherOperationsAreNotImplemented) {
-    ULARGE_INTEGER any{};
-    IStream* pClone = nullptr;
-    EXPECT_EQ(E_NOTIMPL, m_pStream->CopyTo(nullptr, any, nullptr, nullptr));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Commit(STGC_DEFAULT));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Revert());
-    EXPECT_EQ(E_NOTIMPL, m_pStream->LockRegion(any, any, LOCK_WRITE));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->UnlockRegion(any, any, LOCK_WRITE));
-    EXPECT_EQ(E_NOTIMPL, m_pStream->Clone(&pClone));
+    EXPECT_EQ(E_NOTIMPL, Stream()->Seek(move, STREAM_SEEK_SET, nullptr));
 }
 
 // A file whose reads throw what the layers under a stream may throw.
 class ThrowingFile : public FileBase {
 public:
-    enum class Throws { OutOfMemory, LibraryException, Other };
-    explicit ThrowingFile(Throws what) : m_What(what) {}
+    explicit ThrowingFile(void (*thrower)()) : m_Throw(thrower) {}
     using FileBase::Read;
     bool Read(void*, uint32_t, uint32_t*, uint32_t*) override {
-        switch (m_What) {
-            case Throws::OutOfMemory:
-                throw std::bad_alloc();
-            case Throws::LibraryException:
-                throw new ZorvCommon::Exception::Base();
-            default:
-                throw 1;
-        }
+        m_Throw();
+        return false;
     }
 
 private:
-    Throws m_What;
+    void (*m_Throw)();
 };
 
 // The XML reader calls the stream from its own frames, which no exception may unwind.
 TEST(StreamOverThrowingFile, AnExceptionOfTheFileBecomesTheReadResult) {
-    for (const auto& [what, expected] :
-         {std::make_pair(ThrowingFile::Throws::OutOfMemory, E_OUTOFMEMORY),
-          std::make_pair(ThrowingFile::Throws::LibraryException, E_FAIL),
-          std::make_pair(ThrowingFile::Throws::Other, E_UNEXPECTED)}) {
-        ThrowingFile file(what);
+    const struct {
+        void (*thrower)();
+        HRESULT expected;
+    } cases[] = {{[] { throw std::bad_alloc(); }, E_OUTOFMEMORY},
+                 {[] { throw new ZorvCommon::Exception::Base(); }, E_FAIL},
+                 {[] { throw 1; }, E_UNEXPECTED}};
+    for (const auto& [thrower, expected] : cases) {
+        ThrowingFile file(thrower);
         auto* pStream = new StreamComFileBase(&file);
         uint8_t buffer[16];
         ULONG cbRead = 0xdeadbeef;
@@ -246,48 +122,6 @@ TEST(StreamOverThrowingFile, AnExceptionOfTheFileBecomesTheReadResult) {
         EXPECT_TRUE(pStream->HasEnded()) << "a read that throws ends the input";
         EXPECT_EQ(0u, pStream->Release());
     }
-}
-
-TEST_F(StreamOverFile, StreamFileExOwnsOneStream) {
-    {
-        StreamFileEx owner(m_File);
-        EXPECT_EQ(nullptr, owner.GetStream());
-        ASSERT_EQ(S_OK, owner.Open());
-        IStream* pStream = owner.GetStream();
-        ASSERT_NE(nullptr, pStream);
-        EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_OBJECT_ALREADY_EXISTS), owner.Open());
-        EXPECT_EQ(pStream, owner.GetStream());
-
-        // A reference of our own survives the owner's.
-        pStream->AddRef();
-        owner.Close();
-        EXPECT_EQ(nullptr, owner.GetStream());
-        EXPECT_EQ(0u, pStream->Release());
-        ASSERT_EQ(S_OK, owner.Open()) << "opens again after Close";
-    }  // the destructor releases the second stream
-}
-
-TEST(XmlLiteLibrary, LoadsFromADirectoryOnce) {
-    ZorvCommon::Library::XmlLite library;
-    uint32_t error = 0;
-    EXPECT_FALSE(library.Load(L"", &error));
-    EXPECT_EQ(160u, error);
-    EXPECT_FALSE(library.IsLoaded());
-
-    wchar_t directory[MAX_PATH];
-    const UINT cchDirectory = GetSystemDirectoryW(directory, MAX_PATH);
-    ASSERT_GT(cchDirectory, 0u);
-    ASSERT_TRUE(library.Load(std::wstring(directory, cchDirectory), &error)) << error;
-    EXPECT_NE(nullptr, library.m_pfnCreateXmlReader);
-    EXPECT_NE(nullptr, library.m_pfnCreateXmlReaderInputWithEncodingName);
-    EXPECT_NE(nullptr, library.m_pfnCreateXmlWriter);
-
-    EXPECT_FALSE(library.LoadFromSystemDirectory(&error));
-    EXPECT_EQ(5010u, error);
-
-    ASSERT_TRUE(library.Free(&error));
-    EXPECT_EQ(nullptr, library.m_pfnCreateXmlReader);
-    EXPECT_TRUE(library.LoadFromSystemDirectory(&error)) << "with a trailing backslash added";
 }
 
 }  // namespace

@@ -27,7 +27,7 @@
 #include "FuzzStorageGate.h"
 #include "FuzzTarget.h"
 #include "LogCapture.h"
-#include "OstrelModule.h"
+#include "ModuleHost.h"
 #include "ProcessFootprint.h"
 #include "Scratch.h"
 #include "ZorvComn_Handle.h"
@@ -129,8 +129,8 @@ int Run(const Options& options) {
     log.Product().SetVersion(L"1.5.0");
     Sweep(workspace, log.FilePath());
 
-    OstrelModule module(TestSupport::BinFolder() + L"Ostrel.dll");
-    Utility utility(module);
+    TestSupport::ModuleHost module;
+    TestSupport::Utility utility(module);
     if (!module.IsReady() || !utility.IsValid()) {
         fprintf(stderr, "fuzz_ostrel: Ostrel.dll could not be loaded from build\\bin\n");
         return kExitUsage;
@@ -145,7 +145,7 @@ int Run(const Options& options) {
     GetCurrentDirectoryW(MAX_PATH, previousDirectory);
     SetCurrentDirectoryW(workspace.InstalledFolder.c_str());
 
-    const Footprint before = MeasureProcess();
+    const TestSupport::Footprint before = TestSupport::MeasureProcess();
     const uint64_t deadline = GetTickCount64() + options.Seconds * 1000;
     while (GetTickCount64() < deadline &&
            (options.MaxInputs == 0 || stats.Inputs() < options.MaxInputs)) {
@@ -165,7 +165,7 @@ int Run(const Options& options) {
             Sweep(workspace, log.FilePath());
         }
     }
-    const Footprint after = MeasureProcess();
+    const TestSupport::Footprint after = TestSupport::MeasureProcess();
     SetCurrentDirectoryW(previousDirectory);
     Sweep(workspace, log.FilePath());
 

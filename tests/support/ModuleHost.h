@@ -1,5 +1,5 @@
 #pragma once
-// The real Ostrel.dll driven as its host drives it: loaded from a path and initialised,
+// The real Ostrel.dll driven as its host drives it: loaded by full path and initialised,
 // utility objects made from it and given back, requests sent through them.
 
 #include <windows.h>
@@ -10,26 +10,27 @@
 #include "Ostrel.h"
 #include "ZorvComn_Handle.h"
 
-namespace OstrelFuzz {
+namespace TestSupport {
 
-// Loads the module and calls Ostrel_Initialize; Ostrel_Uninitialize and unload on
-// destruction.
-class OstrelModule {
+// Loads folder\Ostrel.dll (build\bin by default) and calls Ostrel_Initialize;
+// Ostrel_Uninitialize and unload on destruction. A module that is not ready answers
+// E_UNEXPECTED.
+class ModuleHost {
 public:
-    explicit OstrelModule(const std::wstring& path);
-    ~OstrelModule();
-    OstrelModule(const OstrelModule&) = delete;
-    OstrelModule& operator=(const OstrelModule&) = delete;
+    explicit ModuleHost(const std::wstring& folder = std::wstring());
+    ~ModuleHost();
+    ModuleHost(const ModuleHost&) = delete;
+    ModuleHost& operator=(const ModuleHost&) = delete;
 
     // Loaded, every export found and Ostrel_Initialize answered S_OK.
     bool IsReady() const { return m_Ready; }
-
-    HRESULT CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility) const;
-    HRESULT FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility) const;
+    HRESULT CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
+                          const GUID* pGuid = &OSTREL_UTILITY_GUID) const;
+    HRESULT FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility,
+                        const GUID* pGuid = &OSTREL_UTILITY_GUID) const;
 
 private:
     ZorvCommon::UniqueModule m_Module;
-    Ostrel_InitializeFn m_Initialize = nullptr;
     Ostrel_UninitializeFn m_Uninitialize = nullptr;
     Ostrel_CreateUtilityFn m_CreateUtility = nullptr;
     Ostrel_FreeUtilityFn m_FreeUtility = nullptr;
@@ -39,7 +40,7 @@ private:
 // One utility object, given back on destruction.
 class Utility {
 public:
-    explicit Utility(const OstrelModule& module);
+    explicit Utility(const ModuleHost& host);
     ~Utility();
     Utility(const Utility&) = delete;
     Utility& operator=(const Utility&) = delete;
@@ -50,15 +51,15 @@ public:
     HRESULT Send(uint32_t valueType, void* pValue);
 
 private:
-    const OstrelModule& m_rModule;
+    const ModuleHost& m_rHost;
     SrvFrwk::Interface::IUtilityEx* m_pUtility = nullptr;
 };
 
 // The result codes the module may answer: 0, 0x00040202, 0x0004020B, 0x80040201,
 // 0x80040203..0x80040209, 0x8004020B and a carried Win32 error 0x8007xxxx.
 bool IsDocumentedResult(HRESULT result);
-// A failure code of the XML reader that a document reader hands on as it is
+// A failure of the XML reader that a document reader hands on as it is
 // (0xC00CE000..0xC00CEFFF).
 bool IsReaderResult(HRESULT result);
 
-}  // namespace OstrelFuzz
+}  // namespace TestSupport

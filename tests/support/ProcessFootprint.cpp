@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace OstrelFuzz {
+namespace TestSupport {
 namespace {
 
 // One row of the system handle table (information class 16).
@@ -67,4 +67,4 @@ Footprint MeasureProcess() {
     return footprint;
 }
 
-}  // namespace OstrelFuzz
+}  // namespace TestSupport

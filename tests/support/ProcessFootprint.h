@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-namespace OstrelFuzz {
+namespace TestSupport {
 
 struct Footprint {
     DWORD Handles = 0;
@@ -17,4 +17,4 @@ struct Footprint {
 
 Footprint MeasureProcess();
 
-}  // namespace OstrelFuzz
+}  // namespace TestSupport

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "FuzzPaths.h"
-#include "OstrelModule.h"
+#include "ModuleHost.h"
 
 namespace OstrelFuzz {
 
@@ -29,13 +29,13 @@ struct Outcome {
 
 class FuzzTarget {
 public:
-    FuzzTarget(Utility& utility, Workspace workspace)
+    FuzzTarget(TestSupport::Utility& utility, Workspace workspace)
         : m_rUtility(utility), m_Workspace(std::move(workspace)) {}
 
     Outcome Run(RequestPath path, const std::vector<uint8_t>& file);
 
 private:
-    Utility& m_rUtility;
+    TestSupport::Utility& m_rUtility;
     Workspace m_Workspace;
 };
 

@@ -1,6 +1,8 @@
-#include "OstrelModule.h"
+#include "ModuleHost.h"
 
-namespace OstrelFuzz {
+#include "Scratch.h"
+
+namespace TestSupport {
 namespace {
 
 template <typename Function>
@@ -10,41 +12,43 @@ Function Resolve(HMODULE module, const char* name) {
 
 }  // namespace
 
-OstrelModule::OstrelModule(const std::wstring& path) : m_Module(LoadLibraryW(path.c_str())) {
+ModuleHost::ModuleHost(const std::wstring& folder)
+    : m_Module(LoadLibraryW(((folder.empty() ? BinFolder() : folder) + L"Ostrel.dll").c_str())) {
     if (!m_Module) {
         return;
     }
-    m_Initialize = Resolve<Ostrel_InitializeFn>(m_Module.get(), "Ostrel_Initialize");
+    const auto initialize = Resolve<Ostrel_InitializeFn>(m_Module.get(), "Ostrel_Initialize");
     m_Uninitialize = Resolve<Ostrel_UninitializeFn>(m_Module.get(), "Ostrel_Uninitialize");
     m_CreateUtility = Resolve<Ostrel_CreateUtilityFn>(m_Module.get(), "Ostrel_CreateUtility");
     m_FreeUtility = Resolve<Ostrel_FreeUtilityFn>(m_Module.get(), "Ostrel_FreeUtility");
-    m_Ready = m_Initialize && m_Uninitialize && m_CreateUtility && m_FreeUtility &&
-              m_Initialize() == S_OK;
+    m_Ready =
+        initialize && m_Uninitialize && m_CreateUtility && m_FreeUtility && initialize() == S_OK;
 }
 
-OstrelModule::~OstrelModule() {
+ModuleHost::~ModuleHost() {
     if (m_Ready) {
         m_Uninitialize();
     }
 }
 
-HRESULT OstrelModule::CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility) const {
-    return m_Ready ? m_CreateUtility(ppUtility, &OSTREL_UTILITY_GUID) : E_UNEXPECTED;
+HRESULT ModuleHost::CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
+                                  const GUID* pGuid) const {
+    return m_Ready ? m_CreateUtility(ppUtility, pGuid) : E_UNEXPECTED;
 }
 
-HRESULT OstrelModule::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility) const {
-    return m_Ready ? m_FreeUtility(pUtility, &OSTREL_UTILITY_GUID) : E_UNEXPECTED;
+HRESULT ModuleHost::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility, const GUID* pGuid) const {
+    return m_Ready ? m_FreeUtility(pUtility, pGuid) : E_UNEXPECTED;
 }
 
-Utility::Utility(const OstrelModule& module) : m_rModule(module) {
-    if (m_rModule.CreateUtility(&m_pUtility) != S_OK) {
+Utility::Utility(const ModuleHost& host) : m_rHost(host) {
+    if (m_rHost.CreateUtility(&m_pUtility) != S_OK) {
         m_pUtility = nullptr;
     }
 }
 
 Utility::~Utility() {
     if (m_pUtility != nullptr) {
-        m_rModule.FreeUtility(m_pUtility);
+        m_rHost.FreeUtility(m_pUtility);
     }
 }
 
@@ -60,21 +64,13 @@ HRESULT Utility::Send(uint32_t valueType, void* pValue) {
 
 bool IsDocumentedResult(HRESULT result) {
     const uint32_t code = static_cast<uint32_t>(result);
-    switch (code) {
-        case 0x00000000:
-        case 0x00040202:
-        case 0x0004020B:
-        case 0x80040201:
-        case 0x8004020B:
-            return true;
-        default:
-            break;
-    }
-    return (code >= 0x80040203 && code <= 0x80040209) || (code & 0xFFFF0000u) == 0x80070000u;
+    return code == 0 || code == 0x00040202 || code == 0x0004020B || code == 0x80040201 ||
+           code == 0x8004020B || (code >= 0x80040203 && code <= 0x80040209) ||
+           (code & 0xFFFF0000u) == 0x80070000u;
 }
 
 bool IsReaderResult(HRESULT result) {
     return (static_cast<uint32_t>(result) & 0xFFFFF000u) == 0xC00CE000u;
 }
 
-}  // namespace OstrelFuzz
+}  // namespace TestSupport

@@ -32,8 +32,8 @@ Verdict Judge(const Outcome& outcome) {
     if (!outcome.Sent) {
         return Verdict::Held;
     }
-    if (!IsDocumentedResult(outcome.Result)) {
-        return IsReaderResult(outcome.Result) ? Verdict::ReaderFailure : Verdict::Undocumented;
+    if (!TestSupport::IsDocumentedResult(outcome.Result)) {
+        return TestSupport::IsReaderResult(outcome.Result) ? Verdict::ReaderFailure : Verdict::Undocumented;
     }
     return SUCCEEDED(outcome.Result) ? Verdict::Success : Verdict::Failure;
 }

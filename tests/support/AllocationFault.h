@@ -2,12 +2,13 @@
 // Makes one allocation of the calling thread fail, so that a test can walk a failure
 // through every allocation of a call: the countdown-th call of operator new from now on
 // (plain, array or nothrow; 0 is the very next) throws std::bad_alloc or answers null.
-// The suite's executable replaces the global allocation functions for this; the static
-// libraries linked into it use them too. One fault at a time.
+// A suite that uses it has its global allocation functions replaced (this file's object
+// is linked in only then); the static libraries linked into the suite use them too, a
+// DLL such as Ostrel.dll keeps its own. One fault at a time per thread.
 
 #include <cstddef>
 
-namespace LogTests {
+namespace TestSupport {
 
 class AllocationFault {
 public:
@@ -20,4 +21,4 @@ public:
     bool Fired() const;
 };
 
-}  // namespace LogTests
+}  // namespace TestSupport

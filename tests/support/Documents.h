@@ -1,0 +1,51 @@
+#pragma once
+// Documents as the module reads them: the XML text encrypted under its kind's key into a
+// file, and builders for the storage-control elements the suites send.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "DocumentVocabulary.h"
+
+namespace TestSupport {
+
+using Ostrel::Vocabulary::kProviderKey;
+using Ostrel::Vocabulary::kServiceKey;
+using Ostrel::Vocabulary::kStorageKey;
+using Ostrel::Vocabulary::kWebAccessKey;
+
+// The policy documents in the installed folder.
+constexpr const wchar_t* kServiceFile = L"QjBsSvPl.xen";
+constexpr const wchar_t* kProviderFile = L"QjEnPvPl.xen";
+constexpr const wchar_t* kWebAccessFile = L"QjEnPvWc.xen";
+
+std::vector<uint8_t> Bytes(const std::string& text);
+// ASCII both ways: paths and names of the tests' own making.
+std::string Narrow(const std::wstring& text);
+std::wstring Widen(const std::string& text);
+
+// The plaintext encrypted under key, as xentool does it.
+std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext);
+// Encrypts text under key into path.
+void WriteDocument(const std::wstring& path, const char* key, const std::string& text);
+
+// Storage-control elements. Targeting that matches any system and the assignment "t";
+// checked elements need an upper version bound, a missing one counts as 0.0.0.0.
+extern const std::string kAnywhere;
+std::string Element(const std::string& name, const std::string& text);
+// A Control element; empty parts are left out.
+std::string Control(const std::string& action, const std::string& name,
+                    const std::string& type = "", const std::string& value = "",
+                    const std::string& overwrite = "", const std::string& targeting = kAnywhere);
+// A store that overwrites.
+std::string Store(const std::string& name, const std::string& type, const std::string& value,
+                  const std::string& targeting = kAnywhere);
+std::string Registry(const std::string& subKey, const std::string& controls,
+                     const std::string& targeting = kAnywhere, const std::string& root = "HKCU",
+                     const std::string& accessMode = "default");
+std::string IniFile(const std::string& path, const std::string& controls,
+                    const std::string& targeting = kAnywhere, const std::string& section = "S");
+std::string Storage(const std::string& body, const std::string& attributes = "");
+
+}  // namespace TestSupport
