@@ -33,7 +33,8 @@ Verdict Judge(const Outcome& outcome) {
         return Verdict::Held;
     }
     if (!TestSupport::IsDocumentedResult(outcome.Result)) {
-        return TestSupport::IsReaderResult(outcome.Result) ? Verdict::ReaderFailure : Verdict::Undocumented;
+        return TestSupport::IsReaderResult(outcome.Result) ? Verdict::ReaderFailure
+                                                           : Verdict::Undocumented;
     }
     return SUCCEEDED(outcome.Result) ? Verdict::Success : Verdict::Failure;
 }

@@ -14,8 +14,8 @@ struct DebugLogConfig {
     uint8_t Robust;          // flush every line to disk
     uint8_t Debugger;        // also send every line to OutputDebugStringW
     uint8_t Reserved;
-    SYSTEMTIME Time;         // local time at configuration
-    uint32_t LogProcess;     // non-zero: the process id is part of the file name
+    SYSTEMTIME Time;      // local time at configuration
+    uint32_t LogProcess;  // non-zero: the process id is part of the file name
     uint32_t LogUnitType;
     wchar_t UnitName[32];
     wchar_t LogFolder[260];

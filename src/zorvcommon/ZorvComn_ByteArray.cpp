@@ -12,7 +12,9 @@ namespace ZorvCommon {
 using Win32Error::Fail;
 using Win32Error::Succeed;
 
-ByteArray::~ByteArray() { Free(); }
+ByteArray::~ByteArray() {
+    Free();
+}
 
 void ByteArray::Free() {
     std::free(m_pData);
