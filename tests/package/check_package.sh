@@ -2,9 +2,9 @@
 # check_package.sh BUILD_DIR VERSION CXX: checks Ostrel-VERSION-win64.zip and the debug
 # files beside it, from $OSTREL_PACKAGE_DIR (scripts/package.sh sets it) or made from the
 # build with cpack, unpacked into an empty folder and run in a Wine prefix of its own: the
-# layout, SHA256SUMS, the imports, stripped binaries naming their debug files, VERSIONINFO,
-# and a host built with CXX against the packaged headers, loading the module by full path
-# and linked with the packaged import library. Everything it makes is removed at the end.
+# layout, SHA256SUMS, the imports, stripped binaries whose split debug files symbolise,
+# VERSIONINFO, the packaged tools on a packaged example, and a host built with CXX against
+# the packaged headers, loading the module by full path and linked with the import library. Everything it makes is removed at the end.
 set -uo pipefail
 USAGE="usage: check_package.sh BUILD_DIR VERSION CXX"
 BUILD="${1:?$USAGE}"
@@ -72,9 +72,28 @@ listed=$(sed 's/^[0-9a-f]\{64\}  //' "$PKG/SHA256SUMS" | LC_ALL=C sort)
 bash "$SOURCE/tests/imports/check_imports.sh" "$PKG/bin" >"$WORK/imports.log" ||
     fail "imports of the packaged binaries: $(cat "$WORK/imports.log")"
 
-# Stripped binaries, each naming its own debug file beside the archive with a matching CRC.
+# Stripped binaries, each naming its own debug file beside the archive with a matching CRC;
+# Ostrel.dll's exports symbolise only with it.
 mkdir "$WORK/symbols"
-cp "$PKG"/bin/* "$DEBUG"/*.debug "$WORK/symbols/"
+cp "$PKG"/bin/* "$WORK/symbols/"
+image_base=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '$1 == "ImageBase" {print $2}')
+# "RVA name" of each export: the address table and the name table share the index.
+exports=$($OBJDUMP -p "$PKG/bin/Ostrel.dll" | awk '
+    /^Export Address Table --/ {t = 1; next}
+    /^\[Ordinal\/Name Pointer\] Table/ {n = 1; next}
+    NF == 0 {t = 0; n = 0}
+    t && /Export RVA/ {sub(/\]/, "", $2); rva[$2] = $(NF - 2)}
+    n {sub(/\]/, "", $2); print rva[$2], $3}')
+symbolise() {  # rva -> objdump's disassembly of that address with function and line
+    local address
+    address=$(printf '0x%x' $((0x$image_base + 0x$1)))
+    $OBJDUMP -d -l --start-address="$address" --stop-address="$((address + 1))" \
+        "$WORK/symbols/Ostrel.dll" 2>&1
+}
+[ "$(wc -l <<<"$exports")" -eq 4 ] || fail "Ostrel.dll exports: [$exports]"
+symbolise "$(head -n 1 <<<"$exports" | cut -d' ' -f1)" | grep -q 'Ostrel\.cpp:' &&
+    fail "the stripped Ostrel.dll symbolises without its debug file"
+cp "$DEBUG"/*.debug "$WORK/symbols/"
 for binary in $BINARIES; do
     $OBJDUMP -h "$PKG/bin/$binary" | awk '{print $2}' | grep -q '^\.debug_' &&
         fail "$binary keeps debug sections"
@@ -82,6 +101,11 @@ for binary in $BINARIES; do
         grep -qx "$WORK/symbols/$binary: Found separate debug info file: $WORK/symbols/$binary.debug" ||
         fail "$binary does not name $binary.debug, or names it with another CRC"
 done
+while read -r rva function; do
+    where=$(symbolise "$rva")
+    grep -q "^$function():\$" <<<"$where" && grep -q 'Ostrel\.cpp:[0-9]' <<<"$where" ||
+        fail "Ostrel.dll+0x$rva does not resolve to $function in Ostrel.cpp: $where"
+done <<<"$exports"
 
 # VERSIONINFO carries the version of the archive's name.
 resource=$($WINDRES -i "$PKG/bin/Ostrel.dll" -O rc 2>&1)
@@ -122,6 +146,11 @@ wine "$PKG/bin/xentool.exe" encrypt --kind service "$(winpath "$PKG/examples/ser
     "$installed_win\\QjBsSvPl.xen" </dev/null >"$WORK/xentool.log" 2>&1 ||
     fail "xentool encrypt services.xml: $(cat "$WORK/xentool.log")"
 services=$(grep -c '<FrameworkService[ >]' "$PKG/examples/services.xml")
+# ... read through the packaged ostrel-host.
+wine "$PKG/bin/ostrel-host.exe" services --json </dev/null >"$WORK/services.json" 2>&1 ||
+    fail "ostrel-host services: $(cat "$WORK/services.json")"
+[ "$(grep -c '"moduleName"' "$WORK/services.json")" -eq "$services" ] ||
+    fail "ostrel-host listed other services: $(cat "$WORK/services.json")"
 
 # Hosts of the team's own, against the packaged include/ and lib/ only.
 build_host() {  # name, source, extra link arguments
