@@ -1,5 +1,7 @@
 #include "StorageCommand.h"
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 #include <type_traits>
 
@@ -63,10 +65,12 @@ void AppendOwned(std::vector<std::unique_ptr<T>>& list, T* pElement) {
     list.push_back(std::move(owner));
 }
 
-template <typename TSection>
-TSection* CopySection(const TSection& source, TSection* pRtnValue, const wchar_t* className) {
+// pRtnValue made a copy of source; null when it could not be made. method is the copying
+// operation, as the log names it.
+template <typename T>
+T* CopyInto(T* pRtnValue, const T& source, const wchar_t* className, const wchar_t* method) {
     if (pRtnValue == nullptr) {
-        ZORV_ERROR(L"*** %s::CreateCopyData() - pRtnValue was invalid.", className);
+        ZORV_ERROR(L"*** %s::%s() - pRtnValue was invalid.", className, method);
         return nullptr;
     }
     pRtnValue->Copy(source);
@@ -75,24 +79,13 @@ TSection* CopySection(const TSection& source, TSection* pRtnValue, const wchar_t
 
 template <typename TCommand>
 ICommand* CloneCommand(const TCommand& source, const wchar_t* className) {
-    auto* pRtnValue = new (std::nothrow) TCommand();
-    if (pRtnValue == nullptr) {
-        ZORV_ERROR(L"*** %s::Clone() - pRtnValue was invalid.", className);
-        return nullptr;
-    }
-    pRtnValue->Copy(source);
-    return pRtnValue;
+    return CopyInto(new (std::nothrow) TCommand(), source, className, L"Clone");
 }
 
-std::wstring NameOf(const IEntry& entry) {
+template <typename T>
+std::wstring NameOf(const T& element) {
     std::wstring name;
-    entry.GetName(name);
-    return name;
-}
-
-std::wstring NameOf(const ISection& section) {
-    std::wstring name;
-    section.GetName(name);
+    element.GetName(name);
     return name;
 }
 
@@ -244,15 +237,14 @@ void SectionBase::Copy(const SectionBase& source) {
 }
 
 SectionRegistry* SectionRegistry::CreateCopyData() const {
-    return CopySection(*this,
-                       new (std::nothrow) SectionRegistry(m_Root, std::wstring(), m_AccessMode,
-                                                          GetAccessRight(), m_BaseSubKey),
-                       L"SectionRegistry");
+    return CopyInto(new (std::nothrow) SectionRegistry(m_Root, std::wstring(), m_AccessMode,
+                                                       GetAccessRight(), m_BaseSubKey),
+                    *this, L"SectionRegistry", L"CreateCopyData");
 }
 
 SectionIniFile* SectionIniFile::CreateCopyData() const {
-    auto* pRtnValue = new (std::nothrow) SectionIniFile(m_FilePath, m_SectionName);
-    return CopySection(*this, pRtnValue, L"SectionIniFile");
+    return CopyInto(new (std::nothrow) SectionIniFile(m_FilePath, m_SectionName), *this,
+                    L"SectionIniFile", L"CreateCopyData");
 }
 
 // ---- CommandBase ----
@@ -317,7 +309,7 @@ HRESULT CommandBase::Visit(SectionRegistry* pSection) {
 // The control serves this one section: initialised before the visit, released after it.
 template <typename TSection>
 HRESULT CommandBase::VisitSection(TSection* pSection) {
-    HRESULT hr = InitializeControl(pSection);
+    HRESULT hr = IsControlFree() ? InitializeControl(pSection) : kWrongState;
     if (hr < 0) {
         ZORV_ERROR(L"*** CommandBase::Visit() - this->InitializeControl() failed. [0x%08x]", hr);
         return hr;
@@ -345,9 +337,6 @@ bool CommandBase::IsControlFree() const {
 }
 
 HRESULT CommandBase::InitializeControl(SectionRegistry* pSection) {
-    if (!IsControlFree()) {
-        return kWrongState;
-    }
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry,
                                        pSection->GetRoot(), pSection->GetBaseSubKey());
     const uint32_t accessMode = pSection->GetAccessMode();
@@ -363,9 +352,6 @@ HRESULT CommandBase::InitializeControl(SectionRegistry* pSection) {
 }
 
 HRESULT CommandBase::InitializeControl(SectionIniFile* pSection) {
-    if (!IsControlFree()) {
-        return kWrongState;
-    }
     const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeIniFile,
                                        pSection->GetFilePath(), pSection->GetSectionName());
     const HRESULT hr = m_Control.Initialize(key, nullptr, *m_pStores);
@@ -476,30 +462,23 @@ HRESULT CommandBase::OpenWalkClose(ISection* pSection, const SectionPass& pass) 
 
 // ---- CommandCreate ----
 
-HRESULT CommandCreate::OnSection(SectionRegistry* pSection) {
-    return CreateSection(
-        pSection, pSection->GetAccessRight() == kAccessRightDefault,
-        L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]",
-        L"*** CommandCreate::OnVisit() - CommandBase::Visit() failed. [0x%08x]");
-}
-
-HRESULT CommandCreate::OnSection(SectionIniFile* pSection) {
-    return CreateSection(
-        pSection, true,
-        L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) failed. [0x%08x][%s][%d]",
-        L"*** CommandCreate::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]");
-}
-
 // With the section flag, a store open and a committed close create the section; either
-// failing is logged and the entries are still visited.
-HRESULT CommandCreate::CreateSection(ISection* pSection, bool defaultAccess,
-                                     const wchar_t* openFailed, const wchar_t* walkFailed) {
+// failing is logged and the entries are still visited. An INI section always opens with
+// the default access.
+HRESULT CommandCreate::OnSection(ISection* pSection) {
+    const bool registry = pSection->GetType() == SectionTypeRegistry;
     if (m_SectionFlag) {
         (void)Observed(nullptr, [&] {  // logged; the entries decide the result
             const std::wstring name = NameOf(*pSection);
-            HRESULT hr = m_Control.OpenEx(OpenTypeStore, name, defaultAccess);
+            HRESULT hr = m_Control.OpenEx(
+                OpenTypeStore, name,
+                !registry || pSection->GetAccessRight() == kAccessRightDefault);
             if (hr < 0) {
-                ZORV_ERROR(openFailed, hr, name.c_str(), pSection->GetAccessRight());
+                ZORV_ERROR(registry ? L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) "
+                                      L"failed. [0x%08x][%s][%d]"
+                                    : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
+                                      L"failed. [0x%08x][%s][%d]",
+                           hr, name.c_str(), pSection->GetAccessRight());
                 return hr;
             }
             hr = m_Control.Close(true);
@@ -512,7 +491,9 @@ HRESULT CommandCreate::CreateSection(ISection* pSection, bool defaultAccess,
     }
     const HRESULT hr = CommandBase::OnVisit(pSection);
     if (hr < 0) {
-        ZORV_ERROR(walkFailed, hr);
+        ZORV_ERROR(registry ? L"*** CommandCreate::OnVisit() - CommandBase::Visit() failed. [0x%08x]"
+                            : L"*** CommandCreate::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
+                   hr);
     }
     return hr;
 }
@@ -734,10 +715,7 @@ void CommandChain::Append(ICommand* pCommand) {
 }
 
 void CommandChain::Splice(CommandChain& other) {
-    m_Commands.reserve(m_Commands.size() + other.m_Commands.size());
-    for (std::unique_ptr<ICommand>& pCommand : other.m_Commands) {
-        m_Commands.push_back(std::move(pCommand));
-    }
+    std::move(other.m_Commands.begin(), other.m_Commands.end(), std::back_inserter(m_Commands));
     other.m_Commands.clear();
 }
 

@@ -287,7 +287,6 @@ public:
 
     // Takes ownership; null is kept as a hole that Invoke reports.
     void AddSection(ISection* pSection);
-    size_t GetSectionCount() const { return m_Sections.size(); }
     ISection* GetSection(size_t index) const { return m_Sections[index].get(); }
     ISection* GetLastSection() const {
         return m_Sections.empty() ? nullptr : m_Sections.back().get();
@@ -378,10 +377,7 @@ public:
 
 private:
     friend TypedCommand;
-    [[nodiscard]] HRESULT OnSection(SectionIniFile* pSection);
-    [[nodiscard]] HRESULT OnSection(SectionRegistry* pSection);
-    [[nodiscard]] HRESULT CreateSection(ISection* pSection, bool defaultAccess,
-                                        const wchar_t* openFailed, const wchar_t* walkFailed);
+    [[nodiscard]] HRESULT OnSection(ISection* pSection);
     template <typename TEntry>
     [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
 };

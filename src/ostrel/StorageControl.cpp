@@ -24,24 +24,16 @@ enum class Absence {
 
 HRESULT FromStorageException(const wchar_t* method, const std::wstring* name, Absence absence,
                              const ZorvCommon::Storage::Exception* pException) {
+    // The operations on a named section or value close their log line with the name.
+    const std::wstring named = name != nullptr ? L" [" + *name + L"]" : std::wstring();
     if (pException == nullptr) {
-        if (name != nullptr) {
-            ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [%s]", method,
-                       name->c_str());
-        } else {
-            ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception().", method);
-        }
+        ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception().%s", method,
+                   named.c_str());
         return kWrongState;
     }
-    const unsigned long line = pException->m_Line;
-    if (name != nullptr) {
-        ZORV_ERROR(
-            L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [0x%08x] [%lu] [%s] [%s]",
-            method, pException->m_Error, line, pException->m_File.c_str(), name->c_str());
-    } else {
-        ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [0x%08x] [%lu] [%s]",
-                   method, pException->m_Error, line, pException->m_File.c_str());
-    }
+    ZORV_ERROR(L"*** Control::%s() - Got ZorvCommon::Storage::Exception(). [0x%08x] [%lu] [%s]%s",
+               method, pException->m_Error, static_cast<unsigned long>(pException->m_Line),
+               pException->m_File.c_str(), named.c_str());
     if (pException->m_Error == ERROR_FILE_NOT_FOUND && absence != Absence::Plain) {
         return absence == Absence::Accepted ? kAbsentAccepted : kNotFound;
     }
@@ -126,19 +118,19 @@ HRESULT Control::Initialize(const Key& key, const uint32_t* accessMode,
         return kWrongState;
     }
     const bool isIniFile = key.m_Type == ZorvCommon::Storage::StorageTypeIniFile;
-    uint32_t mode = accessMode != nullptr ? *accessMode : AccessModeDefault;
     if (!isIniFile && !IsRegistryType(key.m_Type)) {
         ZORV_ERROR(L"*** Control::Initialize() - Specified Access Type was not supported. [%d]",
                    key.m_Type);
         return kNotSupported;
     }
-    if (isIniFile) {
-        mode = AccessModeDefault;
-    } else if (mode > AccessModeCheck) {
+    // An INI file has no view; the "check" mode reads as the default view.
+    uint32_t mode = accessMode != nullptr && !isIniFile ? *accessMode : AccessModeDefault;
+    if (mode > AccessModeCheck) {
         ZORV_ERROR(L"*** Control::Initialize() - Specified Access Mode was not supported. [%d]",
                    mode);
         return kNotSupported;
-    } else if (mode == AccessModeCheck) {
+    }
+    if (mode == AccessModeCheck) {
         mode = AccessModeDefault;
     }
 
@@ -149,17 +141,10 @@ HRESULT Control::Initialize(const Key& key, const uint32_t* accessMode,
                         Key(ZorvCommon::Storage::StorageTypeRegistry,
                             ToRegistryRoot(reinterpret_cast<uintptr_t>(key.m_Root)), key.m_SubKey));
     std::unique_ptr<Base> pBase;
-    ZorvCommon::Storage::RegistryBase* pRegistry = nullptr;
     if (pKey == nullptr) {
         ZORV_ERROR(L"*** Control::Initialize() - pKey was invalid.");
     } else {
-        if (isIniFile) {
-            pBase = stores.NewIniFile();
-        } else {
-            std::unique_ptr<ZorvCommon::Storage::RegistryBase> pNew = stores.NewRegistry(mode);
-            pRegistry = pNew.get();
-            pBase = std::move(pNew);
-        }
+        pBase = isIniFile ? stores.NewIniFile() : stores.NewRegistry(mode);
         if (pBase == nullptr) {
             ZORV_ERROR(L"*** Control::Initialize() - pBase was invalid.");
         }
@@ -171,7 +156,6 @@ HRESULT Control::Initialize(const Key& key, const uint32_t* accessMode,
     }
     m_pKey = std::move(pKey);
     m_pBase = std::move(pBase);
-    m_pRegistry = pRegistry;
     m_AccessMode = mode;
     m_eOpenType = OpenTypeNone;
     return kSuccess;
@@ -182,7 +166,6 @@ HRESULT Control::Uninitialize() {
     m_eOpenType = OpenTypeNone;
     m_SectionName.clear();
     m_pKey.reset();
-    m_pRegistry = nullptr;
     m_pBase.reset();
     m_AccessMode = AccessModeDefault;
     return hr < 0 ? hr : kSuccess;
@@ -211,25 +194,15 @@ HRESULT Control::OpenEx(const uint32_t& openType, const std::wstring& sectionNam
             openType, static_cast<int>(defaultAccess));
         return kNotSupported;
     }
-    bool (Base::*open)(const Key&, const std::wstring&) = nullptr;
-    switch (openType) {
-        case OpenTypeQuery:
-            open = &Base::Open;
-            break;
-        case OpenTypeStore:
-            open = &Base::Create;
-            break;
-        case OpenTypeDelete:
-            open = &Base::OpenForDelete;
-            break;
-        case OpenTypeEnum:
-            open = &Base::OpenForEnum;
-            break;
-        default:
-            ZORV_ERROR(L"*** Control::OpenEx() - Specified Open Type was not supported. [%s]",
-                       std::to_wstring(openType).c_str());
-            return kNotSupported;
+    // The backend's open for each open type, Query to Enum.
+    static bool (Base::*const kOpens[])(const Key&, const std::wstring&) = {
+        &Base::Open, &Base::Create, &Base::OpenForDelete, &Base::OpenForEnum};
+    if (openType < OpenTypeQuery || openType > OpenTypeEnum) {
+        ZORV_ERROR(L"*** Control::OpenEx() - Specified Open Type was not supported. [%s]",
+                   std::to_wstring(openType).c_str());
+        return kNotSupported;
     }
+    const auto open = kOpens[openType - OpenTypeQuery];
     const HRESULT hr = Guard(L"OpenEx", &sectionName, Absence::Failure, kNotSupported,
                              [&] { return (m_pBase.get()->*open)(*m_pKey, sectionName); });
     if (hr == kSuccess) {
@@ -237,10 +210,6 @@ HRESULT Control::OpenEx(const uint32_t& openType, const std::wstring& sectionNam
         m_SectionName = sectionName;
     }
     return hr;
-}
-
-HRESULT Control::Open(const uint32_t& openType, const std::wstring& sectionName) {
-    return OpenEx(openType, sectionName, true);
 }
 
 // A committed close of a store flushes what was written. The section is closed whatever
@@ -315,7 +284,7 @@ HRESULT Control::QueryValue(const std::wstring& name, uint32_t& value) {
 HRESULT Control::QueryValue(const std::wstring& name, uint64_t& value) {
     return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Registry), L"QueryValue", name,
                   Absence::Accepted, [&] {
-                      value = m_pRegistry->QueryUint64(name);
+                      value = Registry().QueryUint64(name);
                       return true;
                   });
 }
@@ -379,7 +348,7 @@ HRESULT Control::DeteleSection() {
 HRESULT Control::DeleteRegistrySection() {
     std::unique_ptr<ZorvCommon::Storage::RegistryBase> section;
     const HRESULT hr = Guard(L"OpenEx", &m_SectionName, Absence::Failure, kNotSupported, [&] {
-        section = m_pRegistry->OpenNode(*m_pKey, m_SectionName);
+        section = Registry().OpenNode(*m_pKey, m_SectionName);
         return true;
     });
     if (hr < 0) {

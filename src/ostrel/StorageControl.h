@@ -72,7 +72,9 @@ public:
     // created with the registry-key security attributes.
     [[nodiscard]] HRESULT OpenEx(const uint32_t& openType, const std::wstring& sectionName,
                                  bool defaultAccess);
-    [[nodiscard]] HRESULT Open(const uint32_t& openType, const std::wstring& sectionName);
+    [[nodiscard]] HRESULT Open(const uint32_t& openType, const std::wstring& sectionName) {
+        return OpenEx(openType, sectionName, true);
+    }
     [[nodiscard]] HRESULT Close(const bool& commit);
 
     // A failed query leaves value untouched.
@@ -99,12 +101,15 @@ private:
     enum class Needs { Base, Key, Registry };
     [[nodiscard]] HRESULT CheckOpen(const wchar_t* method, uint32_t openType, Needs needs) const;
     bool IsRegistry() const;
+    // The backend as a registry; only when IsRegistry.
+    ZorvCommon::Storage::RegistryBase& Registry() const {
+        return static_cast<ZorvCommon::Storage::RegistryBase&>(*m_pBase);
+    }
     [[nodiscard]] HRESULT DeleteRegistrySection();
     [[nodiscard]] HRESULT DeleteSubSections(ZorvCommon::Storage::RegistryBase& parent,
                                             const std::wstring& sectionName);
 
     std::unique_ptr<ZorvCommon::Storage::Base> m_pBase;
-    ZorvCommon::Storage::RegistryBase* m_pRegistry = nullptr;  // m_pBase, when a registry
     std::unique_ptr<ZorvCommon::Storage::Key> m_pKey;
     uint32_t m_AccessMode = AccessModeDefault;
     uint32_t m_eOpenType = OpenTypeNone;

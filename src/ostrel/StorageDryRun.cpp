@@ -380,9 +380,8 @@ public:
     }
     bool EnumKeys(std::vector<std::wstring>& names) override {
         Require();
-        for (const std::wstring& name : m_State.SubKeys(m_Place)) {
-            names.push_back(name);
-        }
+        const std::vector<std::wstring> subKeys = m_State.SubKeys(m_Place);
+        names.insert(names.end(), subKeys.begin(), subKeys.end());
         return true;
     }
     // The commands never list values.

@@ -1,5 +1,7 @@
 #include "StorageTarget.h"
 
+#include <iterator>
+
 namespace Ostrel {
 namespace Storage {
 
@@ -38,19 +40,10 @@ constexpr LanguageRow kLanguages[] = {
 }  // namespace
 
 const wchar_t* VerdictName(TargetVerdict verdict) {
-    switch (verdict) {
-        case TargetVerdict::Targeted:
-            return L"kept";
-        case TargetVerdict::OtherAssignment:
-            return L"assign";
-        case TargetVerdict::OtherPlatform:
-            return L"platform";
-        case TargetVerdict::OutOfVersion:
-            return L"version";
-        case TargetVerdict::OtherLanguage:
-            return L"language";
-    }
-    return L"unknown";
+    static const wchar_t* const kNames[] = {L"kept", L"assign", L"platform", L"version",
+                                            L"language"};
+    const auto index = static_cast<size_t>(verdict);
+    return index < std::size(kNames) ? kNames[index] : L"unknown";
 }
 
 uint32_t LanguageCodeOf(LANGID languageId) {

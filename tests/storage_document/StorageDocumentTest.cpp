@@ -106,22 +106,17 @@ TEST_F(StorageDocument, CheckedTargetingFollowsTheRunningSystem) {
 }
 
 TEST_F(StorageDocument, IniPathExpandsOnlyTheFirstMacroThatOccurs) {
-    const auto iniPath = [&](const std::string& path) {
-        const HRESULT hr = Read(Storage(IniFile(path, Store("K", "string", "v"))));
-        EXPECT_EQ(S_OK, hr) << path;
-        if (m_Chain.GetCount() != 1) {
-            return std::wstring();
-        }
-        return dynamic_cast<const Ostrel::Storage::SectionIniFile&>(*Command(0).GetSection(0))
-            .GetFilePath();
-    };
     wchar_t windows[MAX_PATH] = {};
     GetWindowsDirectoryW(windows, MAX_PATH);
-    EXPECT_EQ(L"$SYSTEM$a" + std::wstring(windows) + L"\\b.ini",
-              iniPath("$SYSTEM$a$WINDOWS$b.ini"));
-    EXPECT_EQ(L"plain.ini", iniPath("plain.ini"));
-    EXPECT_EQ(m_Folder.Path() + L"\\demo.ini$INSTALL$", iniPath("$INSTALL$demo.ini$INSTALL$"))
-        << "the installed folder ends in exactly one backslash; only the first occurrence";
+    const std::pair<std::wstring, std::wstring> cases[] = {
+        {L"$SYSTEM$a$WINDOWS$b.ini", L"$SYSTEM$a" + std::wstring(windows) + L"\\b.ini"},
+        {L"plain.ini", L"plain.ini"},
+        // The installed folder ends in exactly one backslash; only the first occurrence.
+        {L"$INSTALL$demo.ini$INSTALL$", m_Folder.Path() + L"\\demo.ini$INSTALL$"}};
+    for (auto [path, expanded] : cases) {
+        EXPECT_TRUE(CXmlParserStorageControl::ReplacePath(path));
+        EXPECT_EQ(expanded, path);
+    }
 
     m_Log.Product().RemoveValue(L"InstalledFolder");
     EXPECT_EQ(kInvalidData, Read(Storage(IniFile("$INSTALL$x.ini", Store("K", "string", "v")))));

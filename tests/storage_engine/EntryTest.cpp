@@ -3,30 +3,18 @@
 #include <memory>
 
 #include "LogCapture.h"
-#include "StorageCommand.h"
+#include "StorageDryRun.h"
 
 namespace {
 
 using namespace Ostrel::Storage;
 using TestSupport::LogCapture;
 
-// The value CreateEntry made from text, as text (numbers in decimal, bytes counted), or
-// "<none>" when it made no entry. The hex digits' rules are HexStringToByteArray's.
+// The value CreateEntry made from text as the plan shows it ("<none>": no entry). The hex
+// digits' rules are HexStringToByteArray's.
 std::wstring Converted(uint32_t type, const wchar_t* text) {
     std::unique_ptr<IEntry> pEntry(CreateEntry(type, text, L"Name", nullptr));
-    if (auto* pString = dynamic_cast<EntryString*>(pEntry.get())) {
-        return pString->GetValue();
-    }
-    if (auto* pNumber = dynamic_cast<EntryUint32*>(pEntry.get())) {
-        return std::to_wstring(pNumber->GetValue());
-    }
-    if (auto* pNumber = dynamic_cast<EntryUint64*>(pEntry.get())) {
-        return std::to_wstring(pNumber->GetValue());
-    }
-    if (auto* pBinary = dynamic_cast<EntryBinary*>(pEntry.get())) {
-        return std::to_wstring(pBinary->GetValue().Length()) + L" bytes";
-    }
-    return pEntry ? L"<name>" : L"<none>";
+    return pEntry ? DescribeValue(*pEntry) : L"<none>";
 }
 
 // The value rules of the storage engine, in one place: the commands and the document
@@ -45,11 +33,11 @@ TEST(CreateEntry, ConvertsTheTextOfEachType) {
         {ValueTypeUint32, L"4294967296", L"<none>"},
         {ValueTypeUint64, L"4294967296", L"4294967296"},
         {ValueTypeUint64, L"18446744073709551616", L"<none>"},
-        {ValueTypeString, L" keep  as is ", L" keep  as is "},
-        {ValueTypeString, L"", L""},
-        {ValueTypeBinary, L"0aFF", L"2 bytes"},
+        {ValueTypeString, L" keep  as is ", L"\" keep  as is \""},
+        {ValueTypeString, L"", L"\"\""},
+        {ValueTypeBinary, L"0aFF", L"hex 0AFF"},
         {ValueTypeBinary, L"A", L"<none>"},
-        {ValueTypeName, L"ignored", L"<name>"},
+        {ValueTypeName, L"ignored", L""},
         {5, L"1", L"<none>"},
     };
     for (const auto& c : cases) {
@@ -81,11 +69,6 @@ TEST(SectionCopy, IsDeepSkipsHolesAndCarriesEveryField) {
     ASSERT_NE(nullptr, pBinary);
     pBinary->GetValue().Data()[0] = 0xEE;
     EXPECT_EQ(0x01, static_cast<EntryBinary*>(source.GetEntry(2))->GetValue().Data()[0]);
-
-    SectionIniFile ini(L"C:\\a.ini", L"Main");
-    std::unique_ptr<SectionIniFile> pIniCopy(ini.CreateCopyData());
-    EXPECT_EQ(L"C:\\a.ini", pIniCopy->GetFilePath());
-    EXPECT_EQ(L"Main", pIniCopy->GetSectionName());
 }
 
 }  // namespace
