@@ -470,14 +470,15 @@ HRESULT CommandCreate::OnSection(ISection* pSection) {
     if (m_SectionFlag) {
         (void)Observed(nullptr, [&] {  // logged; the entries decide the result
             const std::wstring name = NameOf(*pSection);
-            HRESULT hr = m_Control.OpenEx(
-                OpenTypeStore, name,
-                !registry || pSection->GetAccessRight() == kAccessRightDefault);
+            HRESULT hr =
+                m_Control.OpenEx(OpenTypeStore, name,
+                                 !registry || pSection->GetAccessRight() == kAccessRightDefault);
             if (hr < 0) {
-                ZORV_ERROR(registry ? L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) "
-                                      L"failed. [0x%08x][%s][%d]"
-                                    : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
-                                      L"failed. [0x%08x][%s][%d]",
+                ZORV_ERROR(registry
+                               ? L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) "
+                                 L"failed. [0x%08x][%s][%d]"
+                               : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
+                                 L"failed. [0x%08x][%s][%d]",
                            hr, name.c_str(), pSection->GetAccessRight());
                 return hr;
             }
@@ -491,8 +492,9 @@ HRESULT CommandCreate::OnSection(ISection* pSection) {
     }
     const HRESULT hr = CommandBase::OnVisit(pSection);
     if (hr < 0) {
-        ZORV_ERROR(registry ? L"*** CommandCreate::OnVisit() - CommandBase::Visit() failed. [0x%08x]"
-                            : L"*** CommandCreate::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
+        ZORV_ERROR(registry
+                       ? L"*** CommandCreate::OnVisit() - CommandBase::Visit() failed. [0x%08x]"
+                       : L"*** CommandCreate::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
                    hr);
     }
     return hr;

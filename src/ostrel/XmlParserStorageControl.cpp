@@ -115,8 +115,12 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
     if (m_pObserver != nullptr) {
         m_pObserver->OnDocumentClosed(documentPath);
     }
-    if (readToEnd && !parameter.Save && !m_KeepDocument) {
-        DeleteDocument(cFileCrypt);
+    // Through a handle of the file that was read: a file put at its path since stays.
+    if (readToEnd && !parameter.Save && !m_KeepDocument && !cFileCrypt.DeleteOpenedFile(&error)) {
+        ZORV_ERROR(
+            L"*** CXmlParserStorageControl::QueryValue() - "
+            L"ZorvCommon::Storage::File::Delete() failed. [0x%08x]",
+            error);
     }
     ZORV_TRACE(L"[Leave] CXmlParserStorageControl::QueryValue()...");
     return hr;
@@ -150,17 +154,6 @@ HRESULT CXmlParserStorageControl::StartDocument(ZorvCommon::Storage::XmlParserSe
             hr);
     }
     return hr;
-}
-
-void CXmlParserStorageControl::DeleteDocument(ZorvCommon::Storage::CryptDocument& document) const {
-    // Through a handle of the file that was read: a file put at its path since stays.
-    uint32_t error = 0;
-    if (!document.DeleteOpenedFile(&error)) {
-        ZORV_ERROR(
-            L"*** CXmlParserStorageControl::QueryValue() - "
-            L"ZorvCommon::Storage::File::Delete() failed. [0x%08x]",
-            error);
-    }
 }
 
 HRESULT CXmlParserStorageControl::QueryParameter(DocumentParameter& parameter) {

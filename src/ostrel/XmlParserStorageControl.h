@@ -17,7 +17,6 @@
 
 namespace ZorvCommon {
 namespace Storage {
-class CryptDocument;
 class XmlParser;
 class XmlParserSession;
 }  // namespace Storage
@@ -157,16 +156,6 @@ private:
     [[nodiscard]] HRESULT StartDocument(ZorvCommon::Storage::XmlParserSession& session,
                                         const std::wstring& documentPath,
                                         Ostrel::Storage::DocumentParameter& parameter);
-    // Deletes the file the document was read from; a failure is only logged.
-    void DeleteDocument(ZorvCommon::Storage::CryptDocument& document) const;
-
-    // The tests of a platform or language word other than "all".
-    [[nodiscard]] static HRESULT CheckPlatform(bool& matched,
-                                               const Ostrel::Storage::TargetSystem& system,
-                                               const std::wstring& platform);
-    [[nodiscard]] static HRESULT CheckLanguage(bool& matched,
-                                               const Ostrel::Storage::TargetSystem& system,
-                                               const std::wstring& language);
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_KeepDocument = false;

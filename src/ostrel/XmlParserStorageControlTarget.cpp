@@ -41,6 +41,75 @@ HRESULT CheckWord(bool& matched, const TargetSystem& system, const std::wstring&
     return test(matched, system, word);
 }
 
+// The tests of a platform or language word other than "all".
+HRESULT CheckPlatform(bool& matched, const TargetSystem& system, const std::wstring& platform) {
+    uint32_t bitness = 0;
+    uint32_t versionClass = 0;
+    if (!CXmlParserStorageControl::GetPlatformType(platform, bitness, versionClass)) {
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
+            L"failed. [%s]",
+            platform.c_str());
+        return Ostrel::kInvalidData;
+    }
+    if (system.PlatformError != 0) {
+        const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(system.PlatformError);
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
+            L"failed. [0x%08x]",
+            hr);
+        return hr;
+    }
+    switch (bitness) {
+        case BitnessByVersionClass:
+            matched = ZorvCommon::Platform::IsVersionClassOf(system.Version, system.Is64bit,
+                                                             versionClass);
+            break;
+        case Bitness32:
+            matched = !system.Is64bit;
+            break;
+        case Bitness64:
+            matched = system.Is64bit;
+            break;
+        case BitnessAny:
+            matched = true;
+            break;
+        default:
+            STORAGE_CONTROL_ERROR(
+                L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform Type "
+                L"was not supported. [%d][%d]",
+                bitness, versionClass);
+            break;
+    }
+    if (!matched) {
+        STORAGE_CONTROL_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform was not matched "
+            L"so that it will be skipped. [%d][%d][%d][%d][%s]",
+            system.Version.Major, system.Version.Minor, system.Version.Build,
+            system.Version.PlatformId, platform.c_str());
+    }
+    return S_OK;
+}
+
+HRESULT CheckLanguage(bool& matched, const TargetSystem& system, const std::wstring& language) {
+    uint32_t code = 0;
+    if (!CXmlParserStorageControl::GetLanguageCode(language, code)) {
+        STORAGE_CONTROL_ERROR(
+            L"*** CXmlParserStorageControl::CheckParameter() - this->GetLanguageType() "
+            L"failed. [%s]",
+            language.c_str());
+        return Ostrel::kInvalidData;
+    }
+    matched = code == system.LanguageCode;
+    if (!matched) {
+        STORAGE_CONTROL_INFO(
+            L"*** CXmlParserStorageControl::CheckParameter() - Specified Language was not matched "
+            L"so that it will be skipped. [%d][%d]",
+            code, system.LanguageCode);
+    }
+    return S_OK;
+}
+
 }  // namespace
 
 HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
@@ -108,76 +177,6 @@ HRESULT CXmlParserStorageControl::CheckParameter(TargetVerdict& verdict,
     (void)IsAll(target.Product);
     verdict = TargetVerdict::Targeted;
     STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::CheckParameter()...");
-    return S_OK;
-}
-
-HRESULT CXmlParserStorageControl::CheckPlatform(bool& matched, const TargetSystem& system,
-                                                const std::wstring& platform) {
-    uint32_t bitness = 0;
-    uint32_t versionClass = 0;
-    if (!GetPlatformType(platform, bitness, versionClass)) {
-        STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
-            L"failed. [%s]",
-            platform.c_str());
-        return Ostrel::kInvalidData;
-    }
-    if (system.PlatformError != 0) {
-        const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(system.PlatformError);
-        STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::CheckParameter() - this->GetPlatformType() "
-            L"failed. [0x%08x]",
-            hr);
-        return hr;
-    }
-    switch (bitness) {
-        case BitnessByVersionClass:
-            matched = ZorvCommon::Platform::IsVersionClassOf(system.Version, system.Is64bit,
-                                                             versionClass);
-            break;
-        case Bitness32:
-            matched = !system.Is64bit;
-            break;
-        case Bitness64:
-            matched = system.Is64bit;
-            break;
-        case BitnessAny:
-            matched = true;
-            break;
-        default:
-            STORAGE_CONTROL_ERROR(
-                L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform Type "
-                L"was not supported. [%d][%d]",
-                bitness, versionClass);
-            break;
-    }
-    if (!matched) {
-        STORAGE_CONTROL_INFO(
-            L"*** CXmlParserStorageControl::CheckParameter() - Specified Platform was not matched "
-            L"so that it will be skipped. [%d][%d][%d][%d][%s]",
-            system.Version.Major, system.Version.Minor, system.Version.Build,
-            system.Version.PlatformId, platform.c_str());
-    }
-    return S_OK;
-}
-
-HRESULT CXmlParserStorageControl::CheckLanguage(bool& matched, const TargetSystem& system,
-                                                const std::wstring& language) {
-    uint32_t code = 0;
-    if (!GetLanguageCode(language, code)) {
-        STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::CheckParameter() - this->GetLanguageType() "
-            L"failed. [%s]",
-            language.c_str());
-        return Ostrel::kInvalidData;
-    }
-    matched = code == system.LanguageCode;
-    if (!matched) {
-        STORAGE_CONTROL_INFO(
-            L"*** CXmlParserStorageControl::CheckParameter() - Specified Language was not matched "
-            L"so that it will be skipped. [%d][%d]",
-            code, system.LanguageCode);
-    }
     return S_OK;
 }
 
