@@ -75,11 +75,7 @@ Place KeyPlace(HKEY root, uint32_t view, std::wstring path) {
     while (!path.empty() && path.back() == L'\\') {
         path.pop_back();
     }
-    Place place;
-    place.Root = root;
-    place.View = view;
-    place.Path = std::move(path);
-    return place;
+    return Place{false, root, view, std::move(path), std::wstring()};
 }
 
 // Where the stores of a visit act first: the section's key or INI section.
@@ -88,11 +84,8 @@ Place PlaceOf(const ISection& section) {
     section.GetName(name);
     if (section.GetType() == SectionTypeIniFile) {
         const auto& iniFile = static_cast<const SectionIniFile&>(section);
-        Place place;
-        place.IsIniFile = true;
-        place.Path = iniFile.GetFilePath();
-        place.Section = name.empty() ? iniFile.GetSectionName() : name;
-        return place;
+        return Place{true, nullptr, 0, iniFile.GetFilePath(),
+                     name.empty() ? iniFile.GetSectionName() : name};
     }
     const auto& registry = static_cast<const SectionRegistry&>(section);
     const uint32_t mode = registry.GetAccessMode();

@@ -30,16 +30,6 @@ std::wstring QueryDirectory(UINT (*query)(wchar_t* buffer, UINT cchBuffer)) {
     return std::wstring(buffer, cchDirectory);
 }
 
-std::wstring SystemDirectory() {
-    return QueryDirectory(&GetSystemDirectoryW);
-}
-
-std::wstring CurrentDirectory() {
-    return QueryDirectory([](wchar_t* buffer, UINT cchBuffer) -> UINT {
-        return GetCurrentDirectoryW(cchBuffer, buffer);
-    });
-}
-
 struct PathMacro {
     std::wstring_view Macro;
     const wchar_t* Label;
@@ -57,10 +47,14 @@ const PathMacro kMacroDirectories[] = {
      &Frwk::Utility::GetWindowsDirectory},
     {kPathMacros[2], L"SystemDirectory",
      L"*** CXmlParserStorageControl::ReplacePath() - GetSystemDirectory() failed. [0x%08x]",
-     &SystemDirectory},
+     [] { return QueryDirectory(&GetSystemDirectoryW); }},
     {kPathMacros[3], L"CurrentDirectory",
      L"*** CXmlParserStorageControl::ReplacePath() - ::GetCurrentDirectory() failed. [0x%08x]",
-     &CurrentDirectory},
+     [] {
+         return QueryDirectory([](wchar_t* buffer, UINT cchBuffer) -> UINT {
+             return GetCurrentDirectoryW(cchBuffer, buffer);
+         });
+     }},
 };
 
 }  // namespace

@@ -14,15 +14,9 @@ namespace Ostrel {
 
 using TextValue = Vocabulary::Word;
 
-// The value of text in table; value is written only when the text is found.
-bool FindTextValue(const TextValue* table, size_t count, const std::wstring& text, uint32_t& value);
-template <size_t N>
-bool FindTextValue(const TextValue (&table)[N], const std::wstring& text, uint32_t& value) {
-    return FindTextValue(table, N, text, value);
-}
-
-// FindTextValue that logs an unknown text as the failure of method ("Class::Method"),
-// in a line that names place (the caller's statement, OSTREL_SOURCE_PLACE).
+// The value of text in table; value is written only when the text is found. An unknown
+// text is logged as the failure of method ("Class::Method"), in a line that names place
+// (the caller's statement, OSTREL_SOURCE_PLACE).
 bool LookUpTextValue(const SourcePlace& place, const wchar_t* method, const TextValue* table,
                      size_t count, const std::wstring& text, uint32_t& value);
 template <size_t N>
