@@ -10,34 +10,19 @@ using namespace Ostrel::Storage;
 
 TargetSystem System(uint32_t major, uint32_t minor, bool is64bit, uint32_t languageCode,
                     uint32_t platformError = 0) {
-    TargetSystem system;
-    system.Version.PlatformId = 2;
-    system.Version.Major = major;
-    system.Version.Minor = minor;
-    system.Version.ProductType = 1;
-    system.Is64bit = is64bit;
-    system.PlatformError = platformError;
-    system.LanguageCode = languageCode;
-    system.ProductVersion = L"2.0.0";
-    return system;
+    // A workstation of the NT platform with product 2.0.0.
+    return {{2, major, minor, 0, 1, 0}, is64bit, platformError, languageCode, L"2.0.0"};
 }
 
 Target Everywhere() {
-    Target target;
-    target.Platform = L"all";
-    target.Language = L"all";
-    target.Product = L"all";
-    target.Assign = L"t";
-    target.MaxVersion = L"9.0.0";  // the described product is 2.0.0
-    return target;
+    // MaxVersion (the described product is 2.0.0), MinVersion, Product, Language, Platform,
+    // Assign.
+    return {L"9.0.0", L"", L"all", L"all", L"all", L"t"};
 }
 
 // The verdict's name for a checked document assigned "t", or the failure in hex.
 std::wstring Outcome(const TargetSystem& system, const Target& target) {
-    DocumentParameter parameter;
-    parameter.Check = true;
-    parameter.Assign = L"t";
-    parameter.System = system;
+    const DocumentParameter parameter{true, false, L"t", system};  // checked, assigned "t"
     TargetVerdict verdict = TargetVerdict::Targeted;
     const HRESULT hr = CXmlParserStorageControl::CheckParameter(verdict, parameter, target);
     if (FAILED(hr)) {

@@ -55,16 +55,6 @@ int32_t Invoke(ISection* pSection, bool sectionFlag = false) {
     return pCommand->Invoke();
 }
 
-// The bytes of the value K\name (a number's in little-endian order).
-std::vector<uint8_t> Stored(const ScratchRegistryKey& scratch, const wchar_t* name) {
-    std::vector<uint8_t> bytes(64);
-    DWORD cbBytes = static_cast<DWORD>(bytes.size());
-    RegGetValueW(scratch.Root(), scratch.Child(L"K").c_str(), name, RRF_RT_ANY, nullptr,
-                 bytes.data(), &cbBytes);
-    bytes.resize(cbBytes);
-    return bytes;
-}
-
 std::wstring ReadIni(const std::wstring& path, const wchar_t* section, const wchar_t* name) {
     wchar_t text[256] = {};
     GetPrivateProfileStringW(section, name, L"<none>", text, 256, path.c_str());
@@ -149,19 +139,22 @@ TEST(CommandAppend, AddsToWhatIsStored) {
         {1, L"NewS", L"new"}, {3, L"NewD", L"5"}, {2, L"NewB", L"0A0B"}};
     ASSERT_EQ(kSuccess, Invoke<CommandStore>(RegistrySection(scratch, L"K", stored)));
     EXPECT_EQ(kSuccess, Invoke<CommandAppend>(RegistrySection(scratch, L"K", appended)));
+    TestSupport::RegistrySnapshot k =
+        TestSupport::SnapshotRegistry(scratch.Root(), scratch.Child(L"K"));
+    using Bytes = std::vector<uint8_t>;
     EXPECT_EQ(L"abcd", ReadRegString(scratch.Root(), scratch.Child(L"K"), L"S"));
-    EXPECT_EQ((std::vector<uint8_t>{1, 0, 0, 0}), Stored(scratch, L"D")) << "wraps round";
-    EXPECT_EQ((std::vector<uint8_t>{2, 0, 0, 0, 0, 0, 0, 0}), Stored(scratch, L"Q"));
-    EXPECT_EQ((std::vector<uint8_t>{1, 2, 3}), Stored(scratch, L"B"));
+    EXPECT_EQ((Bytes{1, 0, 0, 0}), k[L"|D"].second) << "wraps round";
+    EXPECT_EQ((Bytes{2, 0, 0, 0, 0, 0, 0, 0}), k[L"|Q"].second);
+    EXPECT_EQ((Bytes{1, 2, 3}), k[L"|B"].second);
     EXPECT_EQ(L"new", ReadRegString(scratch.Root(), scratch.Child(L"K"), L"NewS"));
-    EXPECT_EQ((std::vector<uint8_t>{5, 0, 0, 0}), Stored(scratch, L"NewD"));
-    EXPECT_EQ((std::vector<uint8_t>{0x0A, 0x0B}), Stored(scratch, L"NewB"))
-        << "a missing value starts from nothing";
+    EXPECT_EQ((Bytes{5, 0, 0, 0}), k[L"|NewD"].second);
+    EXPECT_EQ((Bytes{0x0A, 0x0B}), k[L"|NewB"].second) << "a missing value starts from nothing";
 
     ISection* pSection = RegistrySection(scratch, L"K", {});
     pSection->AddEntry(new EntryBinary(L"B", nullptr));
     EXPECT_EQ(static_cast<int32_t>(0x80070006), Invoke<CommandAppend>(pSection));
-    EXPECT_EQ((std::vector<uint8_t>{1, 2, 3}), Stored(scratch, L"B"));
+    k = TestSupport::SnapshotRegistry(scratch.Root(), scratch.Child(L"K"));
+    EXPECT_EQ((Bytes{1, 2, 3}), k[L"|B"].second);
 }
 
 TEST(CommandsOnIniFiles, StoreQueryAppendAndDelete) {
