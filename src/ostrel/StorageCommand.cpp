@@ -11,6 +11,21 @@
 
 namespace Ostrel {
 namespace Storage {
+
+struct EntryTransfer {
+    const wchar_t* method;
+    uint32_t openType;
+    const wchar_t* openFailed;      // format: code, section name, access right
+    const wchar_t* transferFailed;  // format: code, section name, value name
+};
+
+struct SectionPass {
+    uint32_t openType;
+    const wchar_t* openFailed;  // format: code, section name, access right
+    const wchar_t* walkFailed;
+    const wchar_t* closeFailed;
+};
+
 namespace {
 
 // Runs step on each of count elements; holes and failures are logged, remembered and
@@ -99,24 +114,6 @@ void Reset(ZorvCommon::ByteArray& value) {
     value.Free();
 }
 
-}  // namespace
-
-struct EntryTransfer {
-    const wchar_t* method;
-    uint32_t openType;
-    const wchar_t* openFailed;      // format: code, section name, access right
-    const wchar_t* transferFailed;  // format: code, section name, value name
-};
-
-struct SectionPass {
-    uint32_t openType;
-    const wchar_t* openFailed;  // format: code, section name, access right
-    const wchar_t* walkFailed;
-    const wchar_t* closeFailed;
-};
-
-namespace {
-
 constexpr EntryTransfer kQueryTransfer = {
     L"QueryEntry", OpenTypeQuery,
     L"*** CommandBase::QueryEntry() - this->m_Control.Open(Query) failed. [0x%08x][%s]",
@@ -127,13 +124,40 @@ constexpr EntryTransfer kStoreTransfer = {
     L"*** CommandBase::StoreEntry() - this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]",
     L"*** CommandBase::StoreEntry() - this->m_Control.StoreValue() failed. [0x%08x][%s][%s]"};
 
+// The walk's failure is reported with the create command's text.
+constexpr SectionPass kQueryPass = {
+    OpenTypeQuery,
+    L"*** CommandQuery::OnVisit() - this->m_Control.Open(Query) failed. [0x%08x][%s]",
+    L"*** CommandCreate::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
+    L"*** CommandQuery::OnVisit() - this->m_Control.Close() failed. [0x%08x]"};
+
+constexpr SectionPass kStorePass = {
+    OpenTypeStore,
+    L"*** CommandStore::OnVisit() - this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]",
+    L"*** CommandStore::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
+    L"*** CommandStore::OnVisit() - this->m_Control.Close() failed. [0x%08x]"};
+
+// Text is concatenated; numbers add up, wrapping at their width.
+template <typename Value>
+HRESULT AppendValue(Value& current, const Value& append) {
+    current += append;
+    return kSuccess;
+}
+
+HRESULT AppendValue(ZorvCommon::ByteArray& current, const ZorvCommon::ByteArray& append) {
+    if (current.AddData(append.Data(), append.Length())) {
+        return kSuccess;
+    }
+    const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(
+        append.Length() == 0 ? ERROR_INVALID_HANDLE : ERROR_BAD_ARGUMENTS);
+    ZORV_ERROR(L"*** CommandAppend::Visit() - pCurrent->m_ByteArray.AddData() failed. [0x%08x]",
+               hr);
+    return hr;
+}
+
 }  // namespace
 
 // ---- Entries ----
-
-EntryName* EntryName::CreateCopyData() const {
-    return new (std::nothrow) EntryName(*this);
-}
 
 EntryBinary* EntryBinary::CreateCopyData() const {
     std::unique_ptr<EntryBinary> pRtnValue(new (std::nothrow)
@@ -524,21 +548,6 @@ HRESULT CommandCreate::VisitEntry(TEntry* pEntry) {
 
 // ---- CommandQuery ----
 
-namespace {
-// The walk's failure is reported with the create command's text.
-constexpr SectionPass kQueryPass = {
-    OpenTypeQuery,
-    L"*** CommandQuery::OnVisit() - this->m_Control.Open(Query) failed. [0x%08x][%s]",
-    L"*** CommandCreate::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
-    L"*** CommandQuery::OnVisit() - this->m_Control.Close() failed. [0x%08x]"};
-
-constexpr SectionPass kStorePass = {
-    OpenTypeStore,
-    L"*** CommandStore::OnVisit() - this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]",
-    L"*** CommandStore::OnVisit() - CommandBase::OnVisit() failed. [0x%08x]",
-    L"*** CommandStore::OnVisit() - this->m_Control.Close() failed. [0x%08x]"};
-}  // namespace
-
 HRESULT CommandQuery::OnSection(ISection* pSection) {
     return OpenWalkClose(pSection, kQueryPass);
 }
@@ -566,26 +575,6 @@ HRESULT CommandStore::VisitEntry(TEntry* pEntry) {
 }
 
 // ---- CommandAppend ----
-
-namespace {
-// Text is concatenated; numbers add up, wrapping at their width.
-template <typename Value>
-HRESULT AppendValue(Value& current, const Value& append) {
-    current += append;
-    return kSuccess;
-}
-
-HRESULT AppendValue(ZorvCommon::ByteArray& current, const ZorvCommon::ByteArray& append) {
-    if (current.AddData(append.Data(), append.Length())) {
-        return kSuccess;
-    }
-    const HRESULT hr = ZorvCommon::Exception::ResultFromWin32(
-        append.Length() == 0 ? ERROR_INVALID_HANDLE : ERROR_BAD_ARGUMENTS);
-    ZORV_ERROR(L"*** CommandAppend::Visit() - pCurrent->m_ByteArray.AddData() failed. [0x%08x]",
-               hr);
-    return hr;
-}
-}  // namespace
 
 // Reads the stored value into a copy of the entry (starting from nothing when none is
 // stored; for bytes a missing value is tolerated), appends the entry's value to it and

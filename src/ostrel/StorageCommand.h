@@ -119,7 +119,7 @@ public:
     EntryName(const std::wstring& name, ISection* pSection) : m_pSection(pSection), m_Name(name) {}
 
     [[nodiscard]] HRESULT Accept(IVisitor* pVisitor) override { return pVisitor->Visit(this); }
-    EntryName* CreateCopyData() const override;
+    EntryName* CreateCopyData() const override { return new (std::nothrow) EntryName(*this); }
     uint32_t GetType() const override { return ValueTypeName; }
     void GetName(std::wstring& name) const override { name = m_Name; }
     void SetName(const std::wstring& name) override { m_Name = name; }
