@@ -288,9 +288,6 @@ public:
     // Takes ownership; null is kept as a hole that Invoke reports.
     void AddSection(ISection* pSection);
     ISection* GetSection(size_t index) const { return m_Sections[index].get(); }
-    ISection* GetLastSection() const {
-        return m_Sections.empty() ? nullptr : m_Sections.back().get();
-    }
     // Replaces the sections with copies of the source's (holes and failed copies skipped).
     void Copy(const CommandBase& source);
 

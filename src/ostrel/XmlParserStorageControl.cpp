@@ -274,6 +274,7 @@ HRESULT CXmlParserStorageControl::CreateCommandChain(const ISection& section,
         return Ostrel::kElementSkipped;
     }
     CommandBase* pCommand = nullptr;
+    ISection* pSectionLast = nullptr;  // the command's copy of section
     for (const DocumentEntry& entry : entries) {
         // Only a create or a delete may act on the section itself.
         const bool acceptsSection = entry.CommandType == Ostrel::Storage::VisitorTypeCreate ||
@@ -309,15 +310,15 @@ HRESULT CXmlParserStorageControl::CreateCommandChain(const ISection& section,
                 return Ostrel::kInvalidObject;
             }
             chain.Append(pCommand);
-            pCommand->AddSection(section.CreateCopyData());
-            if (pCommand->GetLastSection() == nullptr) {
+            pSectionLast = section.CreateCopyData();
+            pCommand->AddSection(pSectionLast);
+            if (pSectionLast == nullptr) {
                 ZORV_ERROR(
                     L"*** CXmlParserStorageControl::CreateCommandChain() - pSectionLast "
                     L"was invalid.");
                 return Ostrel::kInvalidObject;
             }
         }
-        ISection* pSectionLast = pCommand->GetLastSection();
         if (entry.Name.empty()) {
             // Only creates and deletes come here, and both carry the section flag.
             static_cast<Ostrel::Storage::CommandWithSectionFlag*>(pCommand)->SetSectionFlag(true);
