@@ -174,12 +174,4 @@ TEST(Control, AFailedFlushStillClosesTheSection) {
     EXPECT_TRUE(TestSupport::RegValueExists(scratch.Root(), scratch.Child(L"Again"), L"V"));
 }
 
-TEST(Control, DocumentRootNumbersBecomePredefinedHandles) {
-    EXPECT_EQ(HKEY_CLASSES_ROOT, ToRegistryRoot(0x80000000u));
-    EXPECT_EQ(HKEY_CURRENT_USER, ToRegistryRoot(0x80000001u));
-    EXPECT_EQ(HKEY_LOCAL_MACHINE, ToRegistryRoot(0x80000002u));
-    EXPECT_EQ(HKEY_USERS, ToRegistryRoot(0xFFFFFFFF80000003ull));
-    EXPECT_EQ(reinterpret_cast<HKEY>(0x80000004ull), ToRegistryRoot(0x80000004u));
-}
-
 }  // namespace
