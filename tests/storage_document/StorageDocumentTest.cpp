@@ -160,11 +160,13 @@ TEST_F(StorageDocument, OnlyTheLastSectionDecidesTheResultAndTheFileItsFate) {
 }
 
 // Someone who can write the document's folder swaps the document for another file after
-// the reader closed it: the file that was read goes, or nothing does.
+// the reader closed it: the file that was read goes, or nothing does. By then the shared
+// XML reader has let go of the file.
 class SwapAfterRead : public Ostrel::Storage::IDocumentObserver {
 public:
-    SwapAfterRead(const std::wstring& movedTo, const std::vector<uint8_t>& other)
-        : m_MovedTo(movedTo), m_Other(other) {}
+    SwapAfterRead(const ZorvCommon::Storage::XmlParser& parser, const std::wstring& movedTo,
+                  const std::vector<uint8_t>& other)
+        : m_Parser(parser), m_MovedTo(movedTo), m_Other(other) {}
 
     void OnSection(const std::wstring&, const Ostrel::Storage::Target&,
                    Ostrel::Storage::TargetVerdict) override {}
@@ -172,11 +174,13 @@ public:
                  const Ostrel::Storage::DocumentEntry*) override {}
     void OnSectionEnd(const std::wstring&, const Ostrel::Storage::ISection*, HRESULT) override {}
     void OnDocumentClosed(const std::wstring& documentPath) override {
+        EXPECT_FALSE(m_Parser.IsStarted());
         ASSERT_TRUE(MoveFileW(documentPath.c_str(), m_MovedTo.c_str()));
         TestSupport::WriteFileBytes(documentPath, m_Other);
     }
 
 private:
+    const ZorvCommon::Storage::XmlParser& m_Parser;
     std::wstring m_MovedTo;
     std::vector<uint8_t> m_Other;
 };
@@ -184,7 +188,7 @@ private:
 TEST_F(StorageDocument, OnlyTheFileThatWasReadIsDeleted) {
     const std::wstring movedTo = m_Folder.File(L"moved.xen");
     const std::vector<uint8_t> other = {'n', 'o', 't', ' ', 'm', 'i', 'n', 'e'};
-    SwapAfterRead swap(movedTo, other);
+    SwapAfterRead swap(m_XmlParser, movedTo, other);
     CXmlParserStorageControl reader(m_XmlParser);
     reader.SetObserver(&swap);
     Write(Storage(Registry(SubKey("A"), Store("V", "string", "x"))));
