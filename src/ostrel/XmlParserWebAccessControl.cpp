@@ -214,7 +214,9 @@ HRESULT CXmlParserWebAccessControl::MatchPlatform(const std::wstring& platform) 
         matched = (pBitness->Value != 0) == m_bIsWindows64bit;
     } else {
         uint32_t versionClass = kUnknownVersionClass;
-        if (!GetPlatformType(platform, versionClass)) {
+        if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                     L"CXmlParserWebAccessControl::GetPlatformType", kWebPlatforms,
+                                     platform, versionClass)) {
             ZORV_ERROR(
                 L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform "
                 L"Type was not supported. [%d]",
@@ -240,11 +242,13 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplicationProcess(WebApplication& a
     static const wchar_t kMethod[] = L"ParseWebApplicationProcess";
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebApplicationProcess()...");
     HRESULT hr = S_OK;
-    bool is32bit = false;
+    uint32_t is32bit = 0;
     if (!ReadAttribute(kMethod, L"label", application.Label) ||
         !ReadAttribute(kMethod, L"native", application.Data)) {
         hr = Ostrel::kNotFound;
-    } else if (!GetNative32bit(application.Data, is32bit)) {
+    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetNative32bit",
+                                        kNativeBitness, application.Data, is32bit)) {
         hr = Ostrel::kInvalidData;
     } else {
         if (is32bit && m_bIsWindows64bit) {
@@ -322,7 +326,9 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() {
     std::wstring type;
     if (FAILED(hr = ReadLabelAndText(kMethod, L"type", filter.Label, type))) {
         // logged by the step
-    } else if (!GetWebAccessFilterType(type, filter.FilterType)) {
+    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetWebAccessFilterType",
+                                        kFilterTypes, type, filter.FilterType)) {
         ZORV_ERROR(
             L"*** CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() - "
             L"this->GetWebAccessFilterType() failed.");
@@ -361,7 +367,9 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControl(const wchar_t* method,
     std::wstring enable;
     if (FAILED(hr = ReadLabelAndText(method, L"enable", control.Label, enable))) {
         // logged by the step
-    } else if (!GetBoolian(enable, control.Enable)) {
+    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetBoolian", kBooleans,
+                                        enable, control.Enable)) {
         ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - this->GetBoolian() failed.", method);
         hr = Ostrel::kInvalidData;
     } else {
@@ -496,38 +504,4 @@ HRESULT CXmlParserWebAccessControl::InsertByLabel(std::map<std::wstring, Data>& 
         return Ostrel::kInvalidData;
     }
     return S_OK;
-}
-
-bool CXmlParserWebAccessControl::GetWebAccessFilterType(const std::wstring& text,
-                                                        uint32_t& filterType) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserWebAccessControl::GetWebAccessFilterType",
-                                   kFilterTypes, text, filterType);
-}
-
-bool CXmlParserWebAccessControl::GetBoolian(const std::wstring& text, bool& value) const {
-    uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserWebAccessControl::GetBoolian",
-                                 kBooleans, text, number)) {
-        return false;
-    }
-    value = number != 0;
-    return true;
-}
-
-bool CXmlParserWebAccessControl::GetNative32bit(const std::wstring& text, bool& is32bit) const {
-    uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserWebAccessControl::GetNative32bit",
-                                 kNativeBitness, text, number)) {
-        return false;
-    }
-    is32bit = number != 0;
-    return true;
-}
-
-bool CXmlParserWebAccessControl::GetPlatformType(const std::wstring& text,
-                                                 uint32_t& versionClass) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserWebAccessControl::GetPlatformType", kWebPlatforms,
-                                   text, versionClass);
 }

@@ -47,7 +47,7 @@ private:
     // A web activity log or a privacy-data protection.
     struct ControlData {
         std::wstring Label;
-        bool Enable = false;
+        uint32_t Enable = 0;  // 1: enabled
         std::wstring Address;
     };
     struct Target {
@@ -108,12 +108,6 @@ private:
     // The URLs of the enabled controls whose site exists.
     void AddControlSites(const std::vector<ControlData>& controls,
                          std::vector<std::wstring>& urls) const;
-
-    // The document texts; each logs an unknown text and leaves its output untouched.
-    bool GetWebAccessFilterType(const std::wstring& text, uint32_t& filterType) const;
-    bool GetBoolian(const std::wstring& text, bool& value) const;
-    bool GetNative32bit(const std::wstring& text, bool& is32bit) const;
-    bool GetPlatformType(const std::wstring& text, uint32_t& versionClass) const;
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_bIsWindows64bit = false;
