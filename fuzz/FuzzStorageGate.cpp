@@ -186,15 +186,16 @@ bool IsConfinedStorageDocument(const std::wstring& path, const char* key) {
     uint64_t size = 0;
     document.File().GetSize(&size);
     document.File().SetPointer(0, FILE_BEGIN, nullptr);
-    ZorvCommon::Storage::StreamFileEx stream(document.File());
+    const ZorvCommon::UniqueCom<ZorvCommon::Storage::StreamComFileBase> stream(
+        new ZorvCommon::Storage::StreamComFileBase(&document.File()));
     ZorvCommon::Library::XmlLite xmlLite;
-    if (FAILED(stream.Open()) || !xmlLite.LoadFromSystemDirectory()) {
+    if (!xmlLite.LoadFromSystemDirectory()) {
         return false;
     }
     Gate gate;
     ZorvCommon::Storage::XmlLiteReader reader;
     try {
-        reader.Create(xmlLite, stream.GetStream());
+        reader.Create(xmlLite, stream.get());
         Walk(reader, 1024 + 8 * size, gate);
     } catch (XmlException* pException) {
         delete pException;  // the module's reader stops at the same place

@@ -12,10 +12,6 @@ namespace Frwk {
 namespace Utility {
 
 bool HexWStringToByteArray(const std::wstring& _wszString, ZorvCommon::ByteArray& _cByteArray);
-inline bool HexStringToByteArray(const std::wstring& _wszString,
-                                 ZorvCommon::ByteArray& _cByteArray) {
-    return HexWStringToByteArray(_wszString, _cByteArray);
-}
 // HKLM\Software\Ulvenhart\Hearthward "InstalledFolder" as stored; empty on any failure.
 std::wstring GetInstalledFolder();
 std::wstring GetModuleFileName();

@@ -69,6 +69,16 @@ void OnProcessExit() {
     ZorvCommon::g_DebugLog.AbandonAtProcessExit();
 }
 
+// An export's body, once the factory exists, behind the exception barrier.
+template <typename Body>
+HRESULT RunExport(const wchar_t* exportName, Body&& body) {
+    if (g_pServiceFactory == nullptr) {
+        ZORV_ERROR(L"*** %s - ::g_pServiceFactory was invalid.", exportName);
+        return Ostrel::kInvalidObject;
+    }
+    return RunGuarded(exportName, body);
+}
+
 }  // namespace
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID lpReserved) {
@@ -87,39 +97,22 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID lpRes
 }
 
 extern "C" HRESULT Ostrel_Initialize() {
-    if (g_pServiceFactory == nullptr) {
-        ZORV_ERROR(L"*** Ostrel_Initialize() - ::g_pServiceFactory was invalid.");
-        return Ostrel::kInvalidObject;
-    }
-    return RunGuarded(L"Ostrel_Initialize()", [] { return g_pServiceFactory->Initialize(); });
+    return RunExport(L"Ostrel_Initialize()", [] { return g_pServiceFactory->Initialize(); });
 }
 
 extern "C" HRESULT Ostrel_Uninitialize() {
-    if (g_pServiceFactory == nullptr) {
-        ZORV_ERROR(L"*** Ostrel_Uninitialize() - ::g_pServiceFactory was invalid.");
-        return Ostrel::kInvalidObject;
-    }
-    return RunGuarded(L"Ostrel_Uninitialize()", [] { return g_pServiceFactory->Uninitialize(); });
+    return RunExport(L"Ostrel_Uninitialize()", [] { return g_pServiceFactory->Uninitialize(); });
 }
 
 extern "C" HRESULT Ostrel_CreateUtility(SrvFrwk::Interface::IUtilityEx** _ppUtilityContext,
                                         const GUID* pUtilityGuid) {
-    if (g_pServiceFactory == nullptr) {
-        ZORV_ERROR(L"*** Ostrel_CreateUtility() - ::g_pServiceFactory was invalid.");
-        return Ostrel::kInvalidObject;
-    }
-    return RunGuarded(L"Ostrel_CreateUtility()", [&] {
+    return RunExport(L"Ostrel_CreateUtility()", [&] {
         return g_pServiceFactory->CreateUtility(_ppUtilityContext, pUtilityGuid);
     });
 }
 
 extern "C" HRESULT Ostrel_FreeUtility(SrvFrwk::Interface::IUtilityEx* pServiceManager,
                                       const GUID* pUtilityGuid) {
-    if (g_pServiceFactory == nullptr) {
-        ZORV_ERROR(L"*** Ostrel_FreeUtility() - ::g_pServiceFactory was invalid.");
-        return Ostrel::kInvalidObject;
-    }
-    return RunGuarded(L"Ostrel_FreeUtility()", [&] {
-        return g_pServiceFactory->FreeUtility(pServiceManager, pUtilityGuid);
-    });
+    return RunExport(L"Ostrel_FreeUtility()",
+                     [&] { return g_pServiceFactory->FreeUtility(pServiceManager, pUtilityGuid); });
 }

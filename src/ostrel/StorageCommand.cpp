@@ -205,7 +205,7 @@ IEntry* CreateEntry(uint32_t valueType, const std::wstring& valueText, const std
                 ZORV_ERROR(L"*** CreateEntry() - pEntryBinary was invalid.");
                 return nullptr;
             }
-            if (!Frwk::Utility::HexStringToByteArray(valueText, pEntryBinary->GetValue())) {
+            if (!Frwk::Utility::HexWStringToByteArray(valueText, pEntryBinary->GetValue())) {
                 ZORV_ERROR(
                     L"*** CreateEntry() - Frwk::Utility::HexStringToByteArray() failed. [%s]",
                     valueText.c_str());

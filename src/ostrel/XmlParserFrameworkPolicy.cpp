@@ -62,6 +62,14 @@ bool TakeName(const std::wstring& text, std::wstring& name) {
     return !name.empty();
 }
 
+// An enumerated text; an unknown one is logged as the failure of getter ("Class::Method")
+// and leaves value untouched.
+template <size_t N>
+bool LookUp(const wchar_t* getter, const TextValue (&table)[N], const std::wstring& text,
+            uint32_t& value) {
+    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, getter, table, text, value);
+}
+
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[39] = {};  // braced form and terminator
     return StringFromGUID2(guid, text, static_cast<int>(std::size(text))) != 0 ? text : L"";
@@ -205,23 +213,29 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyText(const PolicyForm<Row>& form, 
     if (is(form.GuidElement)) {
         parsed = read() && Frwk::Utility::T2Guid(text, row.*form.Guid);
     } else if (is(kName<PolicyElement::kModule>)) {
-        parsed = read() && GetModuleType(text, row.ModuleType);
+        parsed = read() && LookUp(L"CXmlParserFrameworkPolicy::GetModuleType", kModuleTypes, text,
+                                  row.ModuleType);
     } else if (is(kName<PolicyElement::kModuleName>)) {
         parsed = read() && TakeName(text, row.ModuleName);
     } else if (is(kName<PolicyElement::kStartUp>)) {
-        parsed = read() && GetStartupType(text, row.StartupType);
+        parsed = read() && LookUp(L"CXmlParserFrameworkPolicy::GetStartupType", kStartupTypes, text,
+                                  row.StartupType);
     } else if (is(kName<PolicyElement::kLoad>)) {
-        parsed = read() && GetLoadOption(text, row.LoadOption);
+        parsed = read() && LookUp(L"CXmlParserFrameworkPolicy::GetLoadOption", kLoadOptions, text,
+                                  row.LoadOption);
     } else if (is(kName<PolicyElement::kUnload>)) {
-        parsed = read() && GetUnloadOption(text, row.UnloadOption);
+        parsed = read() && LookUp(L"CXmlParserFrameworkPolicy::GetUnloadOption", kUnloadOptions,
+                                  text, row.UnloadOption);
     } else if (is(kName<PolicyElement::kOrderOfLoading>)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfLoading);
     } else if (is(kName<PolicyElement::kOrderOfUnloading>)) {
         parsed = read() && ZorvCommon::String::StrToUlDecimal(text, row.OrderOfUnloading);
     } else if (form.InterfaceType != nullptr && is(kName<PolicyElement::kInterface>)) {
-        parsed = read() && GetInterfaceType(text, row.*form.InterfaceType);
+        parsed = read() && LookUp(L"CXmlParserFrameworkPolicy::GetInterfaceType", kInterfaceTypes,
+                                  text, row.*form.InterfaceType);
     } else if (is(kName<PolicyElement::kDataConversion>)) {
-        parsed = read() && GetDataConversion(text, row.DataConversion);
+        parsed = read() && LookUp(L"CXmlParserFrameworkPolicy::GetDataConversion", kDataConversions,
+                                  text, row.DataConversion);
     } else if (is(kName<PolicyElement::kConvModuleName>)) {
         parsed = read() && TakeName(text, row.ConvModuleName);
     } else {
@@ -284,7 +298,8 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyShared(uint32_t& sharedType, GUID&
             L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->m_rXmlParser."
             L"GetAttribute() failed.");
         hr = Ostrel::kNotFound;
-    } else if (!GetSharedType(text, sharedType)) {
+    } else if (!LookUp(L"CXmlParserFrameworkPolicy::GetSharedType", kSharedTypes, text,
+                       sharedType)) {
         ZORV_ERROR(
             L"*** CXmlParserFrameworkPolicy::ParsePolicyShared() - this->GetSharedType() "
             L"failed.");
@@ -320,7 +335,8 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->m_rXmlParser."
                 L"GetAttribute() failed.");
             hr = Ostrel::kNotFound;
-        } else if (!GetPermissionIndex(text, index)) {
+        } else if (!LookUp(L"CXmlParserFrameworkPolicy::GetPermissionIndex", kPermissionIndexes,
+                           text, index)) {
             ZORV_ERROR(
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->"
                 L"GetPermissionIndex() failed.");
@@ -328,7 +344,9 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
         } else {
             // A later "Permission" of the same index overwrites the earlier one.
             permissions[index] = 0;
-            if (!m_rXmlParser.GetText(text) || !GetPermissionType(text, value)) {
+            if (!m_rXmlParser.GetText(text) ||
+                !LookUp(L"CXmlParserFrameworkPolicy::GetPermissionType", kPermissionTypes, text,
+                        value)) {
                 ZORV_ERROR(
                     L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->"
                     L"GetPermissionType() failed.");
@@ -363,56 +381,4 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyDepended(const wchar_t* childName,
     }
     ZORV_TRACE(L"[Leave] CXmlParserFrameworkPolicy::ParsePolicyDepended()...");
     return hr;
-}
-
-bool CXmlParserFrameworkPolicy::GetModuleType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserFrameworkPolicy::GetModuleType",
-                                   kModuleTypes, text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetStartupType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserFrameworkPolicy::GetStartupType", kStartupTypes,
-                                   text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetLoadOption(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserFrameworkPolicy::GetLoadOption",
-                                   kLoadOptions, text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetUnloadOption(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserFrameworkPolicy::GetUnloadOption", kUnloadOptions,
-                                   text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetInterfaceType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserFrameworkPolicy::GetInterfaceType", kInterfaceTypes,
-                                   text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetDataConversion(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserFrameworkPolicy::GetDataConversion",
-                                   kDataConversions, text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetSharedType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserFrameworkPolicy::GetSharedType",
-                                   kSharedTypes, text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetPermissionIndex(const std::wstring& text,
-                                                   uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserFrameworkPolicy::GetPermissionIndex",
-                                   kPermissionIndexes, text, value);
-}
-
-bool CXmlParserFrameworkPolicy::GetPermissionType(const std::wstring& text, uint32_t& value) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserFrameworkPolicy::GetPermissionType",
-                                   kPermissionTypes, text, value);
 }

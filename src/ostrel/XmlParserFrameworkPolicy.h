@@ -64,16 +64,5 @@ private:
     [[nodiscard]] HRESULT ParsePolicyDepended(const wchar_t* childName, std::vector<GUID>& guids,
                                               std::wstring& text);
 
-    // The enumerated texts; each logs an unknown text and leaves value untouched.
-    bool GetModuleType(const std::wstring& text, uint32_t& value) const;
-    bool GetStartupType(const std::wstring& text, uint32_t& value) const;
-    bool GetLoadOption(const std::wstring& text, uint32_t& value) const;
-    bool GetUnloadOption(const std::wstring& text, uint32_t& value) const;
-    bool GetInterfaceType(const std::wstring& text, uint32_t& value) const;
-    bool GetDataConversion(const std::wstring& text, uint32_t& value) const;
-    bool GetSharedType(const std::wstring& text, uint32_t& value) const;
-    bool GetPermissionIndex(const std::wstring& text, uint32_t& value) const;
-    bool GetPermissionType(const std::wstring& text, uint32_t& value) const;
-
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
 };

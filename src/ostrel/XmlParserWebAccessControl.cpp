@@ -19,6 +19,53 @@ using Ostrel::TextValue;
 using namespace Ostrel::Vocabulary;
 
 constexpr uint32_t kUnknownVersionClass = 0xFFFFFFFF;
+constexpr wchar_t kNoSite[] =
+    L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - Specified Address was not "
+    L"found. [%s]";
+
+// Labels are padded to the widest, "[Identifier]".
+void LogField(const wchar_t* method, const wchar_t* label, const std::wstring& value) {
+    ZORV_INFO(L"*** CXmlParserWebAccessControl::%s() - %-12s:%s.", method, label, value.c_str());
+}
+
+// A label already in the map is refused and logged with failureFormat (given the label).
+template <class Data>
+HRESULT InsertByLabel(std::map<std::wstring, Data>& map, const Data& data,
+                      const wchar_t* failureFormat) {
+    if (!map.emplace(data.Label, data).second) {
+        ZORV_ERROR(failureFormat, data.Label.c_str());
+        return Ostrel::kInvalidData;
+    }
+    return S_OK;
+}
+
+// The data of a label; a label that is not there is logged with missFormat.
+template <class Data>
+const Data* FindByLabel(const std::map<std::wstring, Data>& map, const std::wstring& label,
+                        const wchar_t* missFormat) {
+    const auto found = map.find(label);
+    if (found == map.end()) {
+        ZORV_ERROR(missFormat, label.c_str());
+        return nullptr;
+    }
+    return &found->second;
+}
+
+// Hands each entry to add whose required field is filled; the others are logged.
+template <class Data, class Add>
+void AddListed(const std::map<std::wstring, Data>& map, const std::wstring Data::*pRequired,
+               Add add) {
+    for (const auto& entry : map) {
+        if ((entry.second.*pRequired).empty()) {
+            ZORV_ERROR(
+                L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - "
+                L"Specified Address was invalid so that it will be skipped. [%s]",
+                entry.first.c_str());
+        } else {
+            add(entry.second);
+        }
+    }
+}
 
 }  // namespace
 
@@ -144,13 +191,13 @@ HRESULT CXmlParserWebAccessControl::ParseWebSites() {
 HRESULT CXmlParserWebAccessControl::ParseWebApplications() {
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebApplications()...");
     HRESULT hr = S_OK;
-    Target target;
+    std::wstring platform;
     WebApplication application;
     if (!m_rXmlParser.IsElementName(WebElement::kProcess)) {
         ZORV_INFO(
             L"*** CXmlParserWebAccessControl::ParseWebApplications() - Specified Element "
             L"was skipped.");
-    } else if (FAILED(hr = ParseTarget(target)) || FAILED(hr = CheckParameter(target))) {
+    } else if (FAILED(hr = ParseTarget(platform)) || FAILED(hr = CheckParameter(platform))) {
         // logged by the step
     } else if (hr == Ostrel::kElementSkipped) {
         ZORV_INFO(
@@ -180,10 +227,10 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplications() {
     return hr;
 }
 
-HRESULT CXmlParserWebAccessControl::ParseTarget(Target& target) {
+HRESULT CXmlParserWebAccessControl::ParseTarget(std::wstring& platform) {
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseTarget()...");
     HRESULT hr = S_OK;
-    if (!m_rXmlParser.GetAttribute(L"platform", target.tszPlatform)) {
+    if (!m_rXmlParser.GetAttribute(L"platform", platform)) {
         ZORV_ERROR(
             L"*** CXmlParserWebAccessControl::ParseTarget() - "
             L"this->m_rXmlParser.GetAttribute(). [0x%08x] [%s] [%lu] [%lu] [%lu]",
@@ -195,9 +242,9 @@ HRESULT CXmlParserWebAccessControl::ParseTarget(Target& target) {
     return hr;
 }
 
-HRESULT CXmlParserWebAccessControl::CheckParameter(const Target& target) {
+HRESULT CXmlParserWebAccessControl::CheckParameter(const std::wstring& platform) {
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::CheckParameter()...");
-    const HRESULT hr = MatchPlatform(target.tszPlatform);
+    const HRESULT hr = MatchPlatform(platform);
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CheckParameter()...");
     return hr;
 }
@@ -214,7 +261,9 @@ HRESULT CXmlParserWebAccessControl::MatchPlatform(const std::wstring& platform) 
         matched = (pBitness->Value != 0) == m_bIsWindows64bit;
     } else {
         uint32_t versionClass = kUnknownVersionClass;
-        if (!GetPlatformType(platform, versionClass)) {
+        if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                     L"CXmlParserWebAccessControl::GetPlatformType", kWebPlatforms,
+                                     platform, versionClass)) {
             ZORV_ERROR(
                 L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform "
                 L"Type was not supported. [%d]",
@@ -240,11 +289,13 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplicationProcess(WebApplication& a
     static const wchar_t kMethod[] = L"ParseWebApplicationProcess";
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebApplicationProcess()...");
     HRESULT hr = S_OK;
-    bool is32bit = false;
+    uint32_t is32bit = 0;
     if (!ReadAttribute(kMethod, L"label", application.Label) ||
         !ReadAttribute(kMethod, L"native", application.Data)) {
         hr = Ostrel::kNotFound;
-    } else if (!GetNative32bit(application.Data, is32bit)) {
+    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetNative32bit",
+                                        kNativeBitness, application.Data, is32bit)) {
         hr = Ostrel::kInvalidData;
     } else {
         if (is32bit && m_bIsWindows64bit) {
@@ -322,7 +373,9 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() {
     std::wstring type;
     if (FAILED(hr = ReadLabelAndText(kMethod, L"type", filter.Label, type))) {
         // logged by the step
-    } else if (!GetWebAccessFilterType(type, filter.FilterType)) {
+    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetWebAccessFilterType",
+                                        kFilterTypes, type, filter.FilterType)) {
         ZORV_ERROR(
             L"*** CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() - "
             L"this->GetWebAccessFilterType() failed.");
@@ -361,7 +414,9 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControl(const wchar_t* method,
     std::wstring enable;
     if (FAILED(hr = ReadLabelAndText(method, L"enable", control.Label, enable))) {
         // logged by the step
-    } else if (!GetBoolian(enable, control.Enable)) {
+    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetBoolian", kBooleans,
+                                        enable, control.Enable)) {
         ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - this->GetBoolian() failed.", method);
         hr = Ostrel::kInvalidData;
     } else {
@@ -391,8 +446,11 @@ HRESULT CXmlParserWebAccessControl::CreateWebAccessControlList(WebAccessControlL
             m_MapOfWebApplicationData, &WebApplication::FileName,
             [&](const WebApplication& application) { list.Applications.push_back(application); });
         for (const UrlFilterData& filter : m_UrlFilters) {
-            const WebSiteData* pSite = FindWebSite(filter.Address);
-            const WebApplication* pApplication = FindWebApplication(filter.Process);
+            const WebSiteData* pSite = FindByLabel(m_MapOfWebSiteData, filter.Address, kNoSite);
+            const WebApplication* pApplication =
+                FindByLabel(m_MapOfWebApplicationData, filter.Process,
+                            L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - "
+                            L"Specified Process was not found. [%s]");
             if (pSite != nullptr && pApplication != nullptr) {
                 list.Filters.push_back(
                     {filter.Label, filter.FilterType, pSite->Url, *pApplication});
@@ -407,55 +465,14 @@ HRESULT CXmlParserWebAccessControl::CreateWebAccessControlList(WebAccessControlL
     return hr;
 }
 
-template <class Data, class Add>
-void CXmlParserWebAccessControl::AddListed(const std::map<std::wstring, Data>& map,
-                                           const std::wstring Data::*pRequired, Add add) {
-    for (const auto& entry : map) {
-        if ((entry.second.*pRequired).empty()) {
-            ZORV_ERROR(
-                L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - "
-                L"Specified Address was invalid so that it will be skipped. [%s]",
-                entry.first.c_str());
-        } else {
-            add(entry.second);
-        }
-    }
-}
-
 void CXmlParserWebAccessControl::AddControlSites(const std::vector<ControlData>& controls,
                                                  std::vector<std::wstring>& urls) const {
     for (const ControlData& control : controls) {
-        const WebSiteData* pSite = FindWebSite(control.Address);
+        const WebSiteData* pSite = FindByLabel(m_MapOfWebSiteData, control.Address, kNoSite);
         if (pSite != nullptr && control.Enable) {
             urls.push_back(pSite->Url);
         }
     }
-}
-
-const CXmlParserWebAccessControl::WebSiteData* CXmlParserWebAccessControl::FindWebSite(
-    const std::wstring& label) const {
-    return FindByLabel(m_MapOfWebSiteData, label,
-                       L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - Specified "
-                       L"Address was not found. [%s]");
-}
-
-const WebApplication* CXmlParserWebAccessControl::FindWebApplication(
-    const std::wstring& label) const {
-    return FindByLabel(m_MapOfWebApplicationData, label,
-                       L"*** CXmlParserWebAccessControl::CreateWebAccessControlList() - Specified "
-                       L"Process was not found. [%s]");
-}
-
-template <class Data>
-const Data* CXmlParserWebAccessControl::FindByLabel(const std::map<std::wstring, Data>& map,
-                                                    const std::wstring& label,
-                                                    const wchar_t* missFormat) {
-    const auto found = map.find(label);
-    if (found == map.end()) {
-        ZORV_ERROR(missFormat, label.c_str());
-        return nullptr;
-    }
-    return &found->second;
 }
 
 bool CXmlParserWebAccessControl::ReadAttribute(const wchar_t* method, const wchar_t* name,
@@ -480,54 +497,4 @@ HRESULT CXmlParserWebAccessControl::ReadLabelAndText(const wchar_t* method, cons
         return Ostrel::kInvalidData;
     }
     return S_OK;
-}
-
-void CXmlParserWebAccessControl::LogField(const wchar_t* method, const wchar_t* label,
-                                          const std::wstring& value) const {
-    // Labels are padded to the widest, "[Identifier]".
-    ZORV_INFO(L"*** CXmlParserWebAccessControl::%s() - %-12s:%s.", method, label, value.c_str());
-}
-
-template <class Data>
-HRESULT CXmlParserWebAccessControl::InsertByLabel(std::map<std::wstring, Data>& map,
-                                                  const Data& data, const wchar_t* failureFormat) {
-    if (!map.emplace(data.Label, data).second) {
-        ZORV_ERROR(failureFormat, data.Label.c_str());
-        return Ostrel::kInvalidData;
-    }
-    return S_OK;
-}
-
-bool CXmlParserWebAccessControl::GetWebAccessFilterType(const std::wstring& text,
-                                                        uint32_t& filterType) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserWebAccessControl::GetWebAccessFilterType",
-                                   kFilterTypes, text, filterType);
-}
-
-bool CXmlParserWebAccessControl::GetBoolian(const std::wstring& text, bool& value) const {
-    uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserWebAccessControl::GetBoolian",
-                                 kBooleans, text, number)) {
-        return false;
-    }
-    value = number != 0;
-    return true;
-}
-
-bool CXmlParserWebAccessControl::GetNative32bit(const std::wstring& text, bool& is32bit) const {
-    uint32_t number = 0;
-    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, L"CXmlParserWebAccessControl::GetNative32bit",
-                                 kNativeBitness, text, number)) {
-        return false;
-    }
-    is32bit = number != 0;
-    return true;
-}
-
-bool CXmlParserWebAccessControl::GetPlatformType(const std::wstring& text,
-                                                 uint32_t& versionClass) const {
-    return Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                   L"CXmlParserWebAccessControl::GetPlatformType", kWebPlatforms,
-                                   text, versionClass);
 }

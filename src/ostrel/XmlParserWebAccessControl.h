@@ -47,11 +47,8 @@ private:
     // A web activity log or a privacy-data protection.
     struct ControlData {
         std::wstring Label;
-        bool Enable = false;
+        uint32_t Enable = 0;  // 1: enabled
         std::wstring Address;
-    };
-    struct Target {
-        std::wstring tszPlatform;
     };
     using ParseStep = HRESULT (CXmlParserWebAccessControl::*)();
 
@@ -65,10 +62,10 @@ private:
 
     [[nodiscard]] HRESULT ParseWebSites();
     [[nodiscard]] HRESULT ParseWebApplications();
-    [[nodiscard]] HRESULT ParseTarget(Target& target);
+    [[nodiscard]] HRESULT ParseTarget(std::wstring& platform);
     // 0 when the platform matches, 0x00040202 when it does not, 0x80040206 for an empty
     // or unknown platform text. MatchPlatform is the test, CheckParameter adds its traces.
-    [[nodiscard]] HRESULT CheckParameter(const Target& target);
+    [[nodiscard]] HRESULT CheckParameter(const std::wstring& platform);
     [[nodiscard]] HRESULT MatchPlatform(const std::wstring& platform) const;
     [[nodiscard]] HRESULT ParseWebApplicationProcess(
         SrvFrwk::Interface::WebApplication& application);
@@ -90,30 +87,9 @@ private:
     // missing, 0x80040206 when the second is empty.
     [[nodiscard]] HRESULT ReadLabelAndText(const wchar_t* method, const wchar_t* name,
                                            std::wstring& label, std::wstring& value) const;
-    void LogField(const wchar_t* method, const wchar_t* label, const std::wstring& value) const;
-    // A label already in the map is refused and logged with failureFormat (given the label).
-    template <class Data>
-    [[nodiscard]] static HRESULT InsertByLabel(std::map<std::wstring, Data>& map, const Data& data,
-                                               const wchar_t* failureFormat);
-    // The data of a label; a label that is not there is logged with missFormat.
-    const WebSiteData* FindWebSite(const std::wstring& label) const;
-    const SrvFrwk::Interface::WebApplication* FindWebApplication(const std::wstring& label) const;
-    template <class Data>
-    static const Data* FindByLabel(const std::map<std::wstring, Data>& map,
-                                   const std::wstring& label, const wchar_t* missFormat);
-    // Hands each entry to add whose required field is filled; the others are logged.
-    template <class Data, class Add>
-    static void AddListed(const std::map<std::wstring, Data>& map,
-                          const std::wstring Data::*pRequired, Add add);
     // The URLs of the enabled controls whose site exists.
     void AddControlSites(const std::vector<ControlData>& controls,
                          std::vector<std::wstring>& urls) const;
-
-    // The document texts; each logs an unknown text and leaves its output untouched.
-    bool GetWebAccessFilterType(const std::wstring& text, uint32_t& filterType) const;
-    bool GetBoolian(const std::wstring& text, bool& value) const;
-    bool GetNative32bit(const std::wstring& text, bool& is32bit) const;
-    bool GetPlatformType(const std::wstring& text, uint32_t& versionClass) const;
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_bIsWindows64bit = false;

@@ -1,7 +1,5 @@
 #include "ZorvComn_XmlLite.h"
 
-#include <type_traits>
-
 #include "ZorvComn_String.h"
 
 // The mingw headers declare the reader's interface id, but no import library defines it.
@@ -11,17 +9,16 @@ extern "C" const IID IID_IXmlReader = {
 namespace ZorvCommon {
 namespace Library {
 
-bool XmlLite::Load(const std::wstring& directory, uint32_t* error) {
-    uint32_t result = 0;
-    if (IsLoaded()) {
-        result = ERROR_OBJECT_ALREADY_EXISTS;
-    } else if (directory.empty()) {
-        result = ERROR_BAD_ARGUMENTS;
-    } else {
-        std::wstring path = directory;
+bool XmlLite::LoadFromSystemDirectory(uint32_t* error) {
+    wchar_t directory[MAX_PATH];
+    const UINT length = GetSystemDirectoryW(directory, MAX_PATH);
+    uint32_t result = ERROR_OBJECT_ALREADY_EXISTS;
+    if (length == 0 || length >= MAX_PATH) {
+        result = length == 0 ? GetLastError() : ERROR_INSUFFICIENT_BUFFER;
+    } else if (!IsLoaded()) {
+        std::wstring path(directory, length);
         String::AppendBackslash(path);
-        path += L"xmllite.dll";
-        return Wrapper::Load(path, error);
+        return Load(path + L"xmllite.dll", error);
     }
     if (error != nullptr) {
         *error = result;
@@ -29,31 +26,10 @@ bool XmlLite::Load(const std::wstring& directory, uint32_t* error) {
     return false;
 }
 
-bool XmlLite::LoadFromSystemDirectory(uint32_t* error) {
-    wchar_t directory[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(directory, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH) {
-        if (error != nullptr) {
-            *error = length == 0 ? GetLastError() : ERROR_INSUFFICIENT_BUFFER;
-        }
-        return false;
-    }
-    return Load(std::wstring(directory, length), error);
-}
-
 bool XmlLite::Resolve(bool load, uint32_t* error) {
-    // After a free every entry point is forgotten.
-    const auto bind = [&](auto& entryPoint, const char* name) {
-        entryPoint = load ? GetProc<std::remove_reference_t<decltype(entryPoint)>>(name) : nullptr;
-    };
-    bind(m_pfnCreateXmlReader, "CreateXmlReader");
-    bind(m_pfnCreateXmlReaderInputWithEncodingCodePage, "CreateXmlReaderInputWithEncodingCodePage");
-    bind(m_pfnCreateXmlReaderInputWithEncodingName, "CreateXmlReaderInputWithEncodingName");
-    bind(m_pfnCreateXmlWriter, "CreateXmlWriter");
-    bind(m_pfnCreateXmlWriterOutputWithEncodingCodePage,
-         "CreateXmlWriterOutputWithEncodingCodePage");
-    bind(m_pfnCreateXmlWriterOutputWithEncodingName, "CreateXmlWriterOutputWithEncodingName");
-    // The reader is what the library is loaded for; the other entry points are optional.
+    // After a free the entry point is forgotten.
+    m_pfnCreateXmlReader =
+        load ? GetProc<decltype(&::CreateXmlReader)>("CreateXmlReader") : nullptr;
     if (load && m_pfnCreateXmlReader == nullptr) {
         if (error != nullptr) {
             *error = ERROR_PROC_NOT_FOUND;

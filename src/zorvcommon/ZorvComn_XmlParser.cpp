@@ -131,12 +131,6 @@ bool XmlLiteReader::Read(XmlNodeType& nodeType) {
     return result == S_OK;
 }
 
-XmlNodeType XmlLiteReader::GetNodeType() {
-    XmlNodeType nodeType = XmlNodeType_None;
-    Check(m_Reader.get()->GetNodeType(&nodeType), __LINE__);
-    return nodeType;
-}
-
 const wchar_t* XmlLiteReader::GetLocalName(UINT& cchName) {
     const wchar_t* name = nullptr;
     Check(m_Reader.get()->GetLocalName(&name, &cchName), __LINE__);
@@ -169,12 +163,6 @@ bool XmlLiteReader::IsEmptyElement() {
     return m_Reader.get()->IsEmptyElement() != FALSE;
 }
 
-UINT XmlLiteReader::GetDepth() {
-    UINT depth = 0;
-    Check(m_Reader.get()->GetDepth(&depth), __LINE__);
-    return depth;
-}
-
 UINT XmlLiteReader::GetLineNumber() {
     UINT line = 0;
     Check(m_Reader.get()->GetLineNumber(&line), __LINE__);
@@ -202,15 +190,9 @@ bool XmlParser::Start(FileBase& file) {
     m_LastNodeName.clear();
     m_LastLine = m_LastColumn = m_LastDepth = 0;
     m_Started = Catching([&] {
-        m_pStream.reset(new (std::nothrow) StreamFileEx(file));
-        if (!m_pStream) {
+        m_Stream.reset(new (std::nothrow) StreamComFileBase(&file));
+        if (!m_Stream) {
             ZORV_THROW_XML(XmlException::KindOutOfMemory, E_OUTOFMEMORY);
-        }
-        const HRESULT result = m_pStream->Open();
-        if (FAILED(result)) {
-            ZORV_THROW_XML(result == E_OUTOFMEMORY ? XmlException::KindOutOfMemory
-                                                   : XmlException::KindFailedCall,
-                           result);
         }
         uint32_t error = 0;
         if (!m_XmlLite.IsLoaded() && !m_XmlLite.LoadFromSystemDirectory(&error)) {
@@ -221,7 +203,7 @@ bool XmlParser::Start(FileBase& file) {
         if (start != S_OK) {
             ZORV_THROW_XML(XmlException::KindFailedCall, start);
         }
-        m_Reader.Create(m_XmlLite, m_pStream->GetStream());
+        m_Reader.Create(m_XmlLite, m_Stream.get());
         return true;
     });
     if (!m_Started) {
@@ -242,7 +224,7 @@ bool XmlParser::Stop() {
 
 void XmlParser::ReleaseDocument() {
     m_Reader.Release();  // drops the reader's reference on the stream first
-    m_pStream.reset();
+    m_Stream.reset();
 }
 
 void XmlParser::ResetWalk() {
@@ -308,7 +290,7 @@ bool XmlParser::ReadNode(XmlNodeType& nodeType) {
         m_OpenStarts.pop_back();
         // The reader makes end elements up only once a read has told it that the input
         // ended; until then every end element is in the document, and behind its start.
-        if (m_pStream->HasEnded() &&
+        if (m_Stream.get()->HasEnded() &&
             start == std::make_pair(m_Reader.GetLineNumber(), m_Reader.GetLinePosition())) {
             FailUnexpectedEnd();
         }

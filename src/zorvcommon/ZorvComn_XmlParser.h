@@ -7,7 +7,6 @@
 #include <xmllite.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,7 +20,7 @@ namespace ZorvCommon {
 namespace Storage {
 
 class FileBase;
-class StreamFileEx;
+class StreamComFileBase;
 
 // m_Error (from the base) holds the kind: 0 for a failed call, 14 for an exhausted
 // resource. Thrown by pointer; the catcher deletes it.
@@ -54,17 +53,14 @@ public:
     // Creates the reader (DTDs stay prohibited) and sets the stream as its input.
     void Create(Library::XmlLite& library, IStream* pStream);
     void Release();
-    bool IsCreated() const { return m_Reader.is_valid(); }
 
     bool Read(XmlNodeType& nodeType);
-    XmlNodeType GetNodeType();
     const wchar_t* GetLocalName(UINT& cchName);
     const wchar_t* GetValue(UINT& cchValue);
     bool MoveToFirstAttribute();
     bool MoveToNextAttribute();
     void MoveToElement();
     bool IsEmptyElement();
-    UINT GetDepth();
     UINT GetLineNumber();
     UINT GetLinePosition();
 
@@ -188,7 +184,7 @@ private:
     uint32_t OpenElements() const { return static_cast<uint32_t>(m_OpenStarts.size()); }
 
     Library::XmlLite m_XmlLite;  // outlives the reader made from it
-    std::unique_ptr<StreamFileEx> m_pStream;
+    UniqueCom<StreamComFileBase> m_Stream;
     XmlLiteReader m_Reader;
     bool m_Started = false;
 

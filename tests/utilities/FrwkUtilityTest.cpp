@@ -55,7 +55,7 @@ TEST(HexString, PairsConvertAsWcstoulTakesThem) {
     EXPECT_EQ(L"", capture.Text());
 
     ByteArray array;
-    ASSERT_TRUE(Frwk::Utility::HexStringToByteArray(L"0102", array));
+    ASSERT_TRUE(HexWStringToByteArray(L"0102", array));
     EXPECT_FALSE(HexWStringToByteArray(L"A", array));
     EXPECT_TRUE(array.IsEmpty()) << "the old block is freed first";
     EXPECT_FALSE(HexWStringToByteArray(L"", array));

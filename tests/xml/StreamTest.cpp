@@ -9,6 +9,7 @@
 #include "Scratch.h"
 #include "ZorvComn_Exception.h"
 #include "ZorvComn_File.h"
+#include "ZorvComn_Handle.h"
 #include "ZorvComn_Stream.h"
 
 namespace {
@@ -16,7 +17,6 @@ namespace {
 using TestSupport::ScratchFolder;
 using ZorvCommon::Storage::FileBase;
 using ZorvCommon::Storage::StreamComFileBase;
-using ZorvCommon::Storage::StreamFileEx;
 
 // A scratch file of known bytes, open through a FileBase, and a stream over it.
 class StreamOverFile : public ::testing::Test {
@@ -29,19 +29,19 @@ protected:
         Reopen(GENERIC_READ);
     }
     void Reopen(DWORD access) {
-        m_Owner.Close();
+        m_Stream.reset();
         if (m_File.IsOpen()) {
             ASSERT_TRUE(m_File.Close());
         }
         ASSERT_TRUE(m_File.Open(nullptr, access, FILE_SHARE_READ, OPEN_EXISTING, 0));
-        ASSERT_EQ(S_OK, m_Owner.Open());
+        m_Stream.reset(new StreamComFileBase(&m_File));
     }
-    IStream* Stream() { return m_Owner.GetStream(); }
+    StreamComFileBase* Stream() { return m_Stream.get(); }
 
     ScratchFolder m_Folder{L"XmlStream"};
     std::vector<uint8_t> m_Bytes;
     FileBase m_File{m_Folder.File(L"stream.bin")};
-    StreamFileEx m_Owner{m_File};
+    ZorvCommon::UniqueCom<StreamComFileBase> m_Stream;
 };
 
 // The XML reader can learn that its input ended only from a read that delivers less than
@@ -53,21 +53,21 @@ TEST_F(StreamOverFile, ReadAnswersSFalseForAFullReadAndSaysWhenTheInputEnded) {
     ASSERT_EQ(S_FALSE, Stream()->Read(buffer, 40, &cbRead));
     EXPECT_EQ(40u, cbRead);
     EXPECT_EQ(0, memcmp(m_Bytes.data(), buffer, 40));
-    EXPECT_FALSE(m_Owner.HasEnded()) << "a full read up to the last byte";
+    EXPECT_FALSE(Stream()->HasEnded()) << "a full read up to the last byte";
     ASSERT_EQ(S_OK, Stream()->Read(buffer, 64, &cbRead));
     EXPECT_EQ(0u, cbRead);
-    EXPECT_TRUE(m_Owner.HasEnded()) << "a read that delivers nothing";
+    EXPECT_TRUE(Stream()->HasEnded()) << "a read that delivers nothing";
     EXPECT_EQ(S_OK, Stream()->Read(buffer, 8, nullptr)) << "the count is optional";
 
     Reopen(GENERIC_READ);
     ASSERT_EQ(S_OK, Stream()->Read(buffer, 64, &cbRead)) << "a short read at the end";
     EXPECT_EQ(40u, cbRead);
-    EXPECT_TRUE(m_Owner.HasEnded()) << "a short read";
+    EXPECT_TRUE(Stream()->HasEnded()) << "a short read";
 
     Reopen(GENERIC_WRITE);
     EXPECT_EQ(STG_E_ACCESSDENIED, Stream()->Read(buffer, 8, &cbRead));
     EXPECT_EQ(0u, cbRead);
-    EXPECT_TRUE(m_Owner.HasEnded()) << "a failed read";
+    EXPECT_TRUE(Stream()->HasEnded()) << "a failed read";
 }
 
 TEST_F(StreamOverFile, SeekMovesButAlwaysReportsZero) {

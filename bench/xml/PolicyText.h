@@ -1,6 +1,6 @@
 #pragma once
 // A generated policy-like document: services of a dozen child elements each, as many as
-// make up at least minimumBytes. Shared by the reader tests and the reader benchmark.
+// make up at least minimumBytes.
 
 #include <string>
 
