@@ -15,12 +15,6 @@ namespace Xentool {
 
 namespace {
 
-std::wstring FullPath(const std::wstring& path) {
-    wchar_t buffer[MAX_PATH * 2];
-    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH * 2, buffer, nullptr);
-    return length > 0 && length < MAX_PATH * 2 ? std::wstring(buffer, length) : path;
-}
-
 // The value after an option, removed from the arguments with the option itself.
 bool TakeOption(Arguments* arguments, const wchar_t* option, std::wstring* value, bool* found) {
     for (size_t i = 0; i < arguments->size(); ++i) {
@@ -39,6 +33,12 @@ bool TakeOption(Arguments* arguments, const wchar_t* option, std::wstring* value
 }
 
 }  // namespace
+
+std::wstring FullPath(const std::wstring& path) {
+    wchar_t buffer[MAX_PATH * 2];
+    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH * 2, buffer, nullptr);
+    return length > 0 && length < MAX_PATH * 2 ? std::wstring(buffer, length) : path;
+}
 
 int Fail(int code, const std::wstring& message) {
     fwprintf(stderr, L"xentool: %ls\n", message.c_str());
@@ -75,6 +75,19 @@ bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32
     }
     bytes->assign(static_cast<size_t>(size), 0);
     return size == 0 || file.Read(bytes->data(), static_cast<uint32_t>(size), error);
+}
+
+int ReadEncrypted(const std::wstring& path, const std::string& key,
+                  std::vector<uint8_t>* ciphertext) {
+    std::vector<uint8_t> plaintext;
+    uint32_t error = 0;
+    if (!ReadWholeFile(path, &plaintext, &error)) {
+        return Fail(ExitInput, L"cannot read '" + path + L"': " + DescribeError(error));
+    }
+    if (!ZorvCommon::Storage::EncryptDocumentBytes(key.c_str(), plaintext, ciphertext, &error)) {
+        return Fail(ExitData, L"encryption failed: " + DescribeError(error));
+    }
+    return ExitOk;
 }
 
 bool WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& bytes, uint32_t* error) {

@@ -35,8 +35,13 @@ std::wstring DescribeError(uint32_t error);
 std::wstring Hex32(uint32_t value);
 
 bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error);
+// The file's bytes encrypted under key: ExitOk, or the exit code already reported.
+int ReadEncrypted(const std::wstring& path, const std::string& key,
+                  std::vector<uint8_t>* ciphertext);
 // Creates or replaces the file.
 bool WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& bytes, uint32_t* error);
+// The full path, or path itself when it has none.
+std::wstring FullPath(const std::wstring& path);
 // Whether two paths name the same file (full paths compared without regard to case).
 bool SamePath(const std::wstring& first, const std::wstring& second);
 
