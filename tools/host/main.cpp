@@ -11,7 +11,6 @@
 
 #include "HostOutput.h"
 #include "Ostrel.h"
-#include "ResultText.h"
 #include "ZorvComn_Handle.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_usage.h"
+#include "xentool_common.h"
 
 namespace Xentool {
 

@@ -1,4 +1,4 @@
-#include "xentool_usage.h"
+#include "xentool_common.h"
 
 #include <windows.h>
 
