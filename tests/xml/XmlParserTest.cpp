@@ -2,6 +2,7 @@
 
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "DocumentVocabulary.h"
@@ -290,6 +291,31 @@ TEST_F(XmlParserTest, ASessionStopsWhatItStartedOnEveryWayOut) {
     EXPECT_TRUE(session.Stop());
     EXPECT_FALSE(session.Stop()) << "stopped once";
     EXPECT_FALSE(m_Parser.IsStarted());
+}
+
+// Each parser reads with memory of its own, unshared: parsers busy on two threads at once
+// answer as one alone, document after document.
+TEST_F(XmlParserTest, ParsersOnTwoThreadsAnswerAsOneAlone) {
+    const std::string text = XmlTests::GeneratePolicy(100000);
+    Document first(m_Folder, L"first.xml", text);
+    Document second(m_Folder, L"second.xml", text);
+    ASSERT_TRUE(m_Parser.Start(first.Encrypted()));
+    const std::wstring alone = WalkPolicy(m_Parser);
+    ASSERT_TRUE(m_Parser.Stop());
+    int same[2] = {};
+    const auto walk = [&](Document* document, int* count) {
+        XmlParser parser;
+        for (int round = 0; round < 10; ++round) {
+            *count += document->Encrypted().SetPointer(0, FILE_BEGIN, nullptr) &&
+                      parser.Start(document->Encrypted()) && WalkPolicy(parser) == alone &&
+                      parser.Stop();
+        }
+    };
+    std::thread other(walk, &second, &same[1]);
+    walk(&first, &same[0]);
+    other.join();
+    EXPECT_EQ(10, same[0]);
+    EXPECT_EQ(10, same[1]);
 }
 
 }  // namespace
