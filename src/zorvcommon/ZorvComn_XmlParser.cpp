@@ -88,8 +88,8 @@ void XmlLiteReader::Create(Library::XmlLite& library, IStream* pStream) {
         Fail(E_POINTER, __LINE__);
     }
     IXmlReader* pReader = nullptr;
-    const HRESULT result =
-        library.m_pfnCreateXmlReader(IID_IXmlReader, reinterpret_cast<void**>(&pReader), nullptr);
+    const HRESULT result = library.m_pfnCreateXmlReader(
+        IID_IXmlReader, reinterpret_cast<void**>(&pReader), m_Memory.Get());
     if (FAILED(result)) {
         Fail(result, __LINE__);
     }
@@ -98,6 +98,27 @@ void XmlLiteReader::Create(Library::XmlLite& library, IStream* pStream) {
     Check(m_Reader.get()->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Prohibit),
           __LINE__);
     Check(m_Reader.get()->SetInput(pStream), __LINE__);
+}
+
+XmlLiteReader::Memory::~Memory() {
+    if (m_Heap != nullptr) {
+        HeapDestroy(m_Heap);
+    }
+}
+
+HRESULT XmlLiteReader::Memory::QueryInterface(REFIID riid, void** ppv) {
+    const bool known = riid == IID_IUnknown || riid == IID_IMalloc;
+    *ppv = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+}
+
+// As the system allocator's: a null block is allocated, a size of 0 frees.
+void* XmlLiteReader::Memory::Realloc(void* block, SIZE_T size) {
+    if (block != nullptr && size == 0) {
+        Free(block);
+        return nullptr;
+    }
+    return block == nullptr ? Alloc(size) : HeapReAlloc(m_Heap, 0, block, size);
 }
 
 void XmlLiteReader::Release() {

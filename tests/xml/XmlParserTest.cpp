@@ -2,6 +2,7 @@
 
 #include <new>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -294,6 +295,35 @@ TEST_F(XmlParserTest, ASessionStopsWhatItStartedOnEveryWayOut) {
     EXPECT_TRUE(session.Stop());
     EXPECT_FALSE(session.Stop()) << "stopped once";
     EXPECT_FALSE(m_Parser.IsStarted());
+}
+
+// Each parser reads with memory of its own, unshared: parsers busy on two threads at once
+// answer as one alone, document after document.
+TEST_F(XmlParserTest, ParsersOnTwoThreadsAnswerAsOneAlone) {
+    std::string text = "<BaseFramework>";
+    while (text.size() < 200000) {
+        text += "<FrameworkService version=\"1\"><ModuleName>a.dll</ModuleName></FrameworkService>";
+    }
+    text += "</BaseFramework>";
+    Document first(m_Folder, L"first.xml", text);
+    Document second(m_Folder, L"second.xml", text);
+    ASSERT_TRUE(m_Parser.Start(first.Encrypted()));
+    const std::wstring alone = WalkPolicy(m_Parser);
+    ASSERT_TRUE(m_Parser.Stop());
+    int same[2] = {};
+    const auto walk = [&](Document* document, int* count) {
+        XmlParser parser;
+        for (int round = 0; round < 10; ++round) {
+            *count += document->Encrypted().SetPointer(0, FILE_BEGIN, nullptr) &&
+                      parser.Start(document->Encrypted()) && WalkPolicy(parser) == alone &&
+                      parser.Stop();
+        }
+    };
+    std::thread other(walk, &second, &same[1]);
+    walk(&first, &same[0]);
+    other.join();
+    EXPECT_EQ(10, same[0]);
+    EXPECT_EQ(10, same[1]);
 }
 
 }  // namespace
