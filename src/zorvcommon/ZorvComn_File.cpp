@@ -34,14 +34,6 @@ bool QueryIdentity(HANDLE file, FileIdentity& identity, uint32_t* error) {
 
 }  // namespace
 
-void FileBase::SetFileName(const std::wstring& path) {
-    m_Path = path;
-}
-
-std::wstring FileBase::GetFileName() const {
-    return m_Path;
-}
-
 bool FileBase::Open(AccessControl::SecurityAttributes* securityAttributes, DWORD desiredAccess,
                     DWORD shareMode, DWORD creationDisposition, DWORD flagsAndAttributes,
                     uint32_t* error) {
@@ -101,10 +93,6 @@ bool FileBase::Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t* 
         return Fail(error, ERROR_HANDLE_EOF);
     }
     return count < size ? Fail(error, ERROR_INVALID_DATA) : Succeed(error);
-}
-
-bool FileBase::Read(void* buffer, uint32_t size, uint32_t* error) {
-    return Read(buffer, size, nullptr, error);
 }
 
 bool FileBase::Write(const void* buffer, uint32_t size, uint32_t* bytesWritten, uint32_t* error) {

@@ -75,10 +75,9 @@ std::wstring KnownFolderPath(const KnownFolderLookup& lookup, REFKNOWNFOLDERID f
 std::wstring KnownFolderPath(REFKNOWNFOLDERID folderId) {
     const UniqueModule shell32(
         LoadLibraryExW(SystemDirectoryPath(L"Shell32.dll").c_str(), nullptr, kSafeLoadFlags));
-    const auto getPath =
-        shell32 ? reinterpret_cast<decltype(KnownFolderLookup::GetPath)>(reinterpret_cast<void*>(
-                      GetProcAddress(shell32.get(), "SHGetKnownFolderPath")))
-                : nullptr;
+    const auto getPath = shell32 ? ProcAddress<decltype(KnownFolderLookup::GetPath)>(
+                                       shell32.get(), "SHGetKnownFolderPath")
+                                 : nullptr;
     return getPath == nullptr ? std::wstring()
                               : KnownFolderPath({getPath, CoTaskMemFree}, folderId);
 }

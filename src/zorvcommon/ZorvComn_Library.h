@@ -13,15 +13,16 @@
 namespace ZorvCommon {
 namespace Library {
 
-class Base {
-public:
-    virtual ~Base() = default;
-};
+// GetProcAddress typed through the function's own declaration.
+template <typename Function>
+Function ProcAddress(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
 
-class Wrapper : public Base {
+class Wrapper {
 public:
     Wrapper() = default;
-    ~Wrapper() override;  // frees a held module
+    virtual ~Wrapper();  // frees a held module
     Wrapper(const Wrapper&) = delete;
     Wrapper& operator=(const Wrapper&) = delete;
 
@@ -41,11 +42,9 @@ public:
 protected:
     virtual bool Resolve(bool load, uint32_t* error) = 0;
 
-    // GetProcAddress typed through the function's own declaration.
     template <typename Function>
     Function GetProc(const char* name) const {
-        return reinterpret_cast<Function>(
-            reinterpret_cast<void*>(GetProcAddress(m_Module.get(), name)));
+        return ProcAddress<Function>(m_Module.get(), name);
     }
 
 private:

@@ -66,7 +66,7 @@ struct Sid {
 
 }  // namespace
 
-SecurityAttributes::SecurityAttributes(uint32_t kind) : m_Kind(kind) {
+SecurityAttributes::SecurityAttributes(uint32_t kind) {
     const Masks& masks = MasksOf(kind);
 
     std::array<Sid, kTrusteeCount> sids;
@@ -108,10 +108,6 @@ SecurityAttributes::SecurityAttributes(uint32_t kind) : m_Kind(kind) {
 
 SECURITY_ATTRIBUTES* SecurityAttributes::GetSecurityAttributes() {
     return m_Descriptor.empty() ? nullptr : &m_Attributes;
-}
-
-PSECURITY_DESCRIPTOR SecurityAttributes::GetSecurityDescriptor() {
-    return m_Descriptor.empty() ? nullptr : m_Descriptor.data();
 }
 
 }  // namespace AccessControl

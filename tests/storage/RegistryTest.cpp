@@ -105,7 +105,7 @@ TEST(Registry, DeleteKeyIsOneLevelAndEnumerationsAppend) {
     ScratchRegistryKey scratch(L"storage-delete");
     Registry registry;
     ASSERT_TRUE(registry.Create(KeyOf(scratch), L"Parent\\Child"));
-    ASSERT_TRUE(registry.CreateAllAccess(KeyOf(scratch), L"") && registry.SetUint32(L"V", 1));
+    ASSERT_TRUE(registry.Create(KeyOf(scratch), L"") && registry.SetUint32(L"V", 1));
     ASSERT_TRUE(registry.OpenForEnum(KeyOf(scratch), L""));
     std::vector<std::wstring> names = {L"kept"};
     ASSERT_TRUE(registry.EnumKeys(names) && registry.EnumValues(names));
