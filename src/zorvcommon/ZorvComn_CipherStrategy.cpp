@@ -23,16 +23,6 @@ bool FileSize(Storage::FileBase& file, uint64_t* size, uint32_t* error) {
 
 }  // namespace
 
-SymmetricCipherStrategy::SymmetricCipherStrategy(SymmetricCipherBase* cipher, uint32_t mode,
-                                                 const uint8_t* key, uint32_t keyLength,
-                                                 const uint8_t* iv, uint32_t ivLength)
-    : m_Cipher(cipher),
-      m_Mode(mode),
-      m_Key(key),
-      m_KeyLength(keyLength),
-      m_Iv(iv),
-      m_IvLength(ivLength) {}
-
 SymmetricCipherStrategy::~SymmetricCipherStrategy() {
     if (m_Initialized) {
         (void)m_Cipher->Uninitialize(nullptr);  // nothing to do about a failure here

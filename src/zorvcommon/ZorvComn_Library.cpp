@@ -11,10 +11,6 @@ namespace Library {
 
 using Win32Error::Fail;
 
-// The owner frees the module; Resolve is not called from here because the derived
-// part is already gone.
-Wrapper::~Wrapper() = default;
-
 bool Wrapper::Load(const std::wstring& path, uint32_t* error) {
     if (!m_Module) {
         if (!IsFullPath(path)) {

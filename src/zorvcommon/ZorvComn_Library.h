@@ -22,7 +22,9 @@ Function ProcAddress(HMODULE module, const char* name) {
 class Wrapper {
 public:
     Wrapper() = default;
-    virtual ~Wrapper();  // frees a held module
+    // The owner frees a held module; Resolve is not called because the derived part is
+    // already gone.
+    virtual ~Wrapper() = default;
     Wrapper(const Wrapper&) = delete;
     Wrapper& operator=(const Wrapper&) = delete;
 

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <new>
 
-#include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Library.h"
 #include "ZorvComn_SecurityAttributes.h"
 #include "ZorvComn_Win32Error.h"
