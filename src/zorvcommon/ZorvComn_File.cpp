@@ -111,14 +111,12 @@ bool FileBase::GetSize(uint64_t* size, uint32_t* error) {
     if (!IsOpen()) {
         return false;
     }
-    SetLastError(ERROR_SUCCESS);
-    DWORD high = 0;
-    const DWORD low = GetFileSize(m_File.get(), &high);
-    if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS) {
+    LARGE_INTEGER bytes = {};
+    if (!GetFileSizeEx(m_File.get(), &bytes)) {
         return ReportLastError(error);
     }
     if (size != nullptr) {
-        *size = (static_cast<uint64_t>(high) << 32) | low;
+        *size = static_cast<uint64_t>(bytes.QuadPart);
     }
     return Succeed(error);
 }

@@ -218,26 +218,23 @@ HKEY Registry::OpenKey() const {
     return m_Key.get();
 }
 
-bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path) {
+bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened) {
     if (status != ERROR_SUCCESS) {
         ZORV_THROW_STORAGE(status);  // the caller decides whether a missing key is a failure
     }
     m_Key = std::move(opened);
-    m_Path = path;
     return true;
 }
 
-bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
-                            const std::wstring& path) {
+bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access) {
     UniqueRegKey opened;
     const LSTATUS status =
         RegOpenKeyExW(parent, name.c_str(), options, access | ViewFlag(), opened.put());
-    return Adopt(status, opened, path);
+    return Adopt(status, opened);
 }
 
 bool Registry::OpenWith(const Key& key, const std::wstring& name, DWORD options, REGSAM access) {
-    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
-    return OpenRelative(key.m_Root, path, options, access, path);
+    return OpenRelative(key.m_Root, JoinKeyPath(key.m_SubKey, name), options, access);
 }
 
 bool Registry::Open(const Key& key, const std::wstring& name) {
@@ -252,7 +249,7 @@ bool Registry::Create(const Key& key, const std::wstring& name) {
     const LSTATUS status = RegCreateKeyExW(
         key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, kCreateAccess | ViewFlag(),
         security.GetSecurityAttributes(), created.put(), nullptr);
-    return Adopt(status, created, path);
+    return Adopt(status, created);
 }
 
 bool Registry::OpenForDelete(const Key& key, const std::wstring& name) {
@@ -272,8 +269,7 @@ bool Registry::OpenNodeForEnum(const Key& key, const std::wstring& name) {
 }
 
 bool Registry::OpenNodeForDelete(const Registry& parent, const std::wstring& name) {
-    return OpenRelative(parent.OpenKey(), name, REG_OPTION_OPEN_LINK, kNodeAccess,
-                        JoinKeyPath(parent.m_Path, name));
+    return OpenRelative(parent.OpenKey(), name, REG_OPTION_OPEN_LINK, kNodeAccess);
 }
 
 std::unique_ptr<RegistryBase> Registry::OpenNode(const Key& key, const std::wstring& name) {
@@ -291,7 +287,6 @@ std::unique_ptr<RegistryBase> Registry::OpenSubNode(const std::wstring& name) {
 bool Registry::Close() {
     (void)OpenKey();
     m_Key.reset();
-    m_Path.clear();
     return true;
 }
 
@@ -340,7 +335,6 @@ bool Registry::DeleteOpenKey() {
         ZORV_THROW_STORAGE(toWin32Error(status));
     }
     m_Key.reset();
-    m_Path.clear();
     return true;
 }
 

@@ -99,21 +99,18 @@ public:
     // The same, for reading the key's sub-keys only.
     [[nodiscard]] bool OpenNodeForEnum(const Key& key, const std::wstring& name);
 
-    const std::wstring& GetPath() const { return m_Path; }
-
 private:
     [[nodiscard]] bool OpenWith(const Key& key, const std::wstring& name, DWORD options,
                                 REGSAM access);
     [[nodiscard]] bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options,
-                                    REGSAM access, const std::wstring& path);
+                                    REGSAM access);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
+    [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened);
     REGSAM ViewFlag() const;
     // The open key; throws 6 when none is open.
     HKEY OpenKey() const;
 
     UniqueRegKey m_Key;
-    std::wstring m_Path;
     uint32_t m_View;
 };
 
