@@ -15,10 +15,7 @@ namespace {
 // The file's size, with 6 for a file that cannot tell (not open).
 bool FileSize(Storage::FileBase& file, uint64_t* size, uint32_t* error) {
     uint32_t code = ERROR_INVALID_HANDLE;
-    if (file.GetSize(size, &code)) {
-        return true;
-    }
-    return Fail(error, code);
+    return file.GetSize(size, &code) || Fail(error, code);
 }
 
 }  // namespace
