@@ -10,6 +10,8 @@ namespace Storage {
 
 class IniFile : public Base {
 public:
+    explicit IniFile(uint32_t view = 0) : m_View(view) {}
+
     using Base::DeleteValue;
     [[nodiscard]] bool Open(const Key& key, const std::wstring& name) override;
     [[nodiscard]] bool Create(const Key& key, const std::wstring& name) override;
@@ -58,6 +60,7 @@ private:
     std::wstring m_FilePath;
     std::wstring m_Section;
     bool m_Open = false;
+    uint32_t m_View;  // kept for symmetry with the registry; unused
 };
 
 }  // namespace Storage

@@ -19,12 +19,17 @@ Function ProcAddress(HMODULE module, const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-class Wrapper {
+class Base {
+public:
+    virtual ~Base() = default;
+};
+
+class Wrapper : public Base {
 public:
     Wrapper() = default;
     // The owner frees a held module; Resolve is not called because the derived part is
     // already gone.
-    virtual ~Wrapper() = default;
+    ~Wrapper() override = default;
     Wrapper(const Wrapper&) = delete;
     Wrapper& operator=(const Wrapper&) = delete;
 

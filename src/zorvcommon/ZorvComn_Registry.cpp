@@ -218,23 +218,26 @@ HKEY Registry::OpenKey() const {
     return m_Key.get();
 }
 
-bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened) {
+bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path) {
     if (status != ERROR_SUCCESS) {
         ZORV_THROW_STORAGE(status);  // the caller decides whether a missing key is a failure
     }
     m_Key = std::move(opened);
+    m_Path = path;
     return true;
 }
 
-bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access) {
+bool Registry::OpenRelative(HKEY parent, const std::wstring& name, DWORD options, REGSAM access,
+                            const std::wstring& path) {
     UniqueRegKey opened;
     const LSTATUS status =
         RegOpenKeyExW(parent, name.c_str(), options, access | ViewFlag(), opened.put());
-    return Adopt(status, opened);
+    return Adopt(status, opened, path);
 }
 
 bool Registry::OpenWith(const Key& key, const std::wstring& name, DWORD options, REGSAM access) {
-    return OpenRelative(key.m_Root, JoinKeyPath(key.m_SubKey, name), options, access);
+    const std::wstring path = JoinKeyPath(key.m_SubKey, name);
+    return OpenRelative(key.m_Root, path, options, access, path);
 }
 
 bool Registry::Open(const Key& key, const std::wstring& name) {
@@ -242,14 +245,22 @@ bool Registry::Open(const Key& key, const std::wstring& name) {
 }
 
 // The key is created with the module's explicit access list.
-bool Registry::Create(const Key& key, const std::wstring& name) {
+bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM access) {
     const std::wstring path = JoinKeyPath(key.m_SubKey, name);
     AccessControl::SecurityAttributes security(AccessControl::ObjectKindRegistryKey);
     UniqueRegKey created;
     const LSTATUS status = RegCreateKeyExW(
-        key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, kCreateAccess | ViewFlag(),
+        key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access | ViewFlag(),
         security.GetSecurityAttributes(), created.put(), nullptr);
-    return Adopt(status, created);
+    return Adopt(status, created, path);
+}
+
+bool Registry::Create(const Key& key, const std::wstring& name) {
+    return CreateWith(key, name, kCreateAccess);
+}
+
+bool Registry::CreateAllAccess(const Key& key, const std::wstring& name) {
+    return CreateWith(key, name, KEY_ALL_ACCESS);
 }
 
 bool Registry::OpenForDelete(const Key& key, const std::wstring& name) {
@@ -269,7 +280,8 @@ bool Registry::OpenNodeForEnum(const Key& key, const std::wstring& name) {
 }
 
 bool Registry::OpenNodeForDelete(const Registry& parent, const std::wstring& name) {
-    return OpenRelative(parent.OpenKey(), name, REG_OPTION_OPEN_LINK, kNodeAccess);
+    return OpenRelative(parent.OpenKey(), name, REG_OPTION_OPEN_LINK, kNodeAccess,
+                        JoinKeyPath(parent.m_Path, name));
 }
 
 std::unique_ptr<RegistryBase> Registry::OpenNode(const Key& key, const std::wstring& name) {
@@ -287,6 +299,7 @@ std::unique_ptr<RegistryBase> Registry::OpenSubNode(const std::wstring& name) {
 bool Registry::Close() {
     (void)OpenKey();
     m_Key.reset();
+    m_Path.clear();
     return true;
 }
 
@@ -335,6 +348,7 @@ bool Registry::DeleteOpenKey() {
         ZORV_THROW_STORAGE(toWin32Error(status));
     }
     m_Key.reset();
+    m_Path.clear();
     return true;
 }
 

@@ -91,6 +91,8 @@ public:
     // name up again, and through a link.
     [[nodiscard]] bool DeleteOpenKey() override;
 
+    // Creates (or opens) root\subkey\name with KEY_ALL_ACCESS.
+    [[nodiscard]] bool CreateAllAccess(const Key& key, const std::wstring& name);
     // A key opened as it is named (REG_OPTION_OPEN_LINK: a link is opened itself, never
     // its target), for enumeration and deletion: by path below the key, or relative to
     // the key open in parent (so that nothing on the way is looked up again by path).
@@ -99,18 +101,22 @@ public:
     // The same, for reading the key's sub-keys only.
     [[nodiscard]] bool OpenNodeForEnum(const Key& key, const std::wstring& name);
 
+    const std::wstring& GetPath() const { return m_Path; }
+
 private:
     [[nodiscard]] bool OpenWith(const Key& key, const std::wstring& name, DWORD options,
                                 REGSAM access);
+    [[nodiscard]] bool CreateWith(const Key& key, const std::wstring& name, REGSAM access);
     [[nodiscard]] bool OpenRelative(HKEY parent, const std::wstring& name, DWORD options,
-                                    REGSAM access);
+                                    REGSAM access, const std::wstring& path);
     // Takes over a key just opened or created, or throws the status of the attempt.
-    [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened);
+    [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
     // The open key; throws 6 when none is open.
     HKEY OpenKey() const;
 
     UniqueRegKey m_Key;
+    std::wstring m_Path;
     uint32_t m_View;
 };
 
