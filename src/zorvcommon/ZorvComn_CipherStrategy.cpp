@@ -15,23 +15,10 @@ namespace {
 // The file's size, with 6 for a file that cannot tell (not open).
 bool FileSize(Storage::FileBase& file, uint64_t* size, uint32_t* error) {
     uint32_t code = ERROR_INVALID_HANDLE;
-    if (file.GetSize(size, &code)) {
-        return true;
-    }
-    return Fail(error, code);
+    return file.GetSize(size, &code) || Fail(error, code);
 }
 
 }  // namespace
-
-SymmetricCipherStrategy::SymmetricCipherStrategy(SymmetricCipherBase* cipher, uint32_t mode,
-                                                 const uint8_t* key, uint32_t keyLength,
-                                                 const uint8_t* iv, uint32_t ivLength)
-    : m_Cipher(cipher),
-      m_Mode(mode),
-      m_Key(key),
-      m_KeyLength(keyLength),
-      m_Iv(iv),
-      m_IvLength(ivLength) {}
 
 SymmetricCipherStrategy::~SymmetricCipherStrategy() {
     if (m_Initialized) {

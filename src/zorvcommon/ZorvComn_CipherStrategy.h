@@ -19,7 +19,13 @@ class SymmetricCipherStrategy {
 public:
     // The key and IV are the caller's and must outlive the strategy.
     SymmetricCipherStrategy(SymmetricCipherBase* cipher, uint32_t mode, const uint8_t* key,
-                            uint32_t keyLength, const uint8_t* iv, uint32_t ivLength);
+                            uint32_t keyLength, const uint8_t* iv, uint32_t ivLength)
+        : m_Cipher(cipher),
+          m_Mode(mode),
+          m_Key(key),
+          m_KeyLength(keyLength),
+          m_Iv(iv),
+          m_IvLength(ivLength) {}
     virtual ~SymmetricCipherStrategy();
     SymmetricCipherStrategy(const SymmetricCipherStrategy&) = delete;
     SymmetricCipherStrategy& operator=(const SymmetricCipherStrategy&) = delete;

@@ -78,8 +78,7 @@ bool CryptDocument::Open(const std::wstring& path, const char* key, uint32_t* er
         }
     } catch (AccessControl::Exception* exception) {
         const std::unique_ptr<AccessControl::Exception> owner(exception);
-        const uint32_t code = exception->m_Error;
-        return Fail(error, code);
+        return Fail(error, exception->m_Error);
     }
     return true;
 }
@@ -87,10 +86,6 @@ bool CryptDocument::Open(const std::wstring& path, const char* key, uint32_t* er
 void CryptDocument::RememberOpenedFile() {
     // Unknown, the file is read all the same; only a delete depends on it.
     (void)m_Plain.GetIdentity(m_OpenedFile, &m_OpenedFileError);
-}
-
-bool CryptDocument::Close(uint32_t* error) {
-    return m_Crypt.Close(error);
 }
 
 bool CryptDocument::DeleteOpenedFile(uint32_t* error) {

@@ -33,7 +33,7 @@ public:
     // Only a reader that may delete its document asks: the system answers through the
     // volume's driver, which costs more than reading a small document.
     void RememberOpenedFile();
-    bool Close(uint32_t* error = nullptr);
+    bool Close(uint32_t* error = nullptr) { return m_Crypt.Close(error); }
     // Deletes the file the last Open opened, once it is closed, and only while that very
     // file is still the one at its path (DeleteSameFile): a file put there since is left
     // alone. 6 when nothing was opened or remembered, or the error that kept the file from

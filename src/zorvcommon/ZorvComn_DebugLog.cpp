@@ -44,38 +44,9 @@ private:
     DWORD m_LastError;
 };
 
-// Enters a lock, or only tries to when waiting is not allowed; leaves it if it entered.
-class LockUnlessBusy {
-public:
-    LockUnlessBusy(Synchronize::CriticalSection& section, bool mayWait) : m_Section(section) {
-        if (mayWait) {
-            m_Section.Lock();
-            m_Held = true;
-        } else {
-            m_Held = m_Section.TryLock();
-        }
-    }
-    ~LockUnlessBusy() {
-        if (m_Held) {
-            m_Section.Unlock();
-        }
-    }
-    LockUnlessBusy(const LockUnlessBusy&) = delete;
-    LockUnlessBusy& operator=(const LockUnlessBusy&) = delete;
-
-    bool IsHeld() const { return m_Held; }
-
-private:
-    Synchronize::CriticalSection& m_Section;
-    bool m_Held = false;
-};
-
 }  // namespace
 
 DebugLog g_DebugLog;
-
-DebugLog::DebugLog() = default;
-DebugLog::~DebugLog() = default;
 
 bool DebugLog::Initialize(const std::wstring& unitName, const Storage::Key& configKey,
                           const std::wstring& traceLibraryFolder) {
@@ -183,7 +154,7 @@ bool DebugLog::TraceV(bool mayWait, const char* sourceFile, uint32_t line, uint3
     try {
         std::wstring unitName;
         {
-            LockUnlessBusy stateLock(m_StateLock, mayWait);
+            Synchronize::SingleLock stateLock(&m_StateLock, mayWait);
             if (!stateLock.IsHeld() || !m_Initialized) {
                 return false;
             }
@@ -217,7 +188,7 @@ bool DebugLog::TraceV(bool mayWait, const char* sourceFile, uint32_t line, uint3
 }
 
 bool DebugLog::HandOver(bool mayWait, const SYSTEMTIME& time, const std::wstring& line) {
-    LockUnlessBusy initializeLock(m_InitializeLock, mayWait);
+    Synchronize::SingleLock initializeLock(&m_InitializeLock, mayWait);
     if (!initializeLock.IsHeld() || !m_TraceLibrary.IsResolved()) {
         return false;
     }

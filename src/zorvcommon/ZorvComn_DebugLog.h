@@ -29,8 +29,8 @@ enum LogLevel : uint32_t {
 
 class DebugLog {
 public:
-    DebugLog();
-    virtual ~DebugLog();
+    DebugLog() = default;
+    virtual ~DebugLog() = default;
     DebugLog(const DebugLog&) = delete;
     DebugLog& operator=(const DebugLog&) = delete;
 

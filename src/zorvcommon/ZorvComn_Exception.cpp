@@ -1,7 +1,5 @@
 #include "ZorvComn_Exception.h"
 
-#include <cstring>
-
 namespace ZorvCommon {
 namespace Exception {
 
@@ -12,16 +10,12 @@ std::wstring SourceFileName(const char* sourcePath) {
     const char* start = sourcePath;
     for (const char* p = sourcePath; *p != '\0'; ++p) {
         if (*p == '\\' || *p == '/') {
-            start = p;
+            start = p + 1;
         }
     }
-    std::wstring name;
-    name.reserve(std::strlen(start) + 1);
-    if (*start != '\\' && *start != '/') {
-        name.push_back(L'\\');
-    }
+    std::wstring name(1, L'\\');
     for (const char* p = start; *p != '\0'; ++p) {
-        name.push_back(*p == '/' ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(*p)));
+        name.push_back(static_cast<wchar_t>(static_cast<unsigned char>(*p)));
     }
     return name;
 }

@@ -34,14 +34,6 @@ bool QueryIdentity(HANDLE file, FileIdentity& identity, uint32_t* error) {
 
 }  // namespace
 
-void FileBase::SetFileName(const std::wstring& path) {
-    m_Path = path;
-}
-
-std::wstring FileBase::GetFileName() const {
-    return m_Path;
-}
-
 bool FileBase::Open(AccessControl::SecurityAttributes* securityAttributes, DWORD desiredAccess,
                     DWORD shareMode, DWORD creationDisposition, DWORD flagsAndAttributes,
                     uint32_t* error) {
@@ -103,10 +95,6 @@ bool FileBase::Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t* 
     return count < size ? Fail(error, ERROR_INVALID_DATA) : Succeed(error);
 }
 
-bool FileBase::Read(void* buffer, uint32_t size, uint32_t* error) {
-    return Read(buffer, size, nullptr, error);
-}
-
 bool FileBase::Write(const void* buffer, uint32_t size, uint32_t* bytesWritten, uint32_t* error) {
     if (!IsOpen()) {
         return false;
@@ -123,14 +111,12 @@ bool FileBase::GetSize(uint64_t* size, uint32_t* error) {
     if (!IsOpen()) {
         return false;
     }
-    SetLastError(ERROR_SUCCESS);
-    DWORD high = 0;
-    const DWORD low = GetFileSize(m_File.get(), &high);
-    if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS) {
+    LARGE_INTEGER bytes = {};
+    if (!GetFileSizeEx(m_File.get(), &bytes)) {
         return ReportLastError(error);
     }
     if (size != nullptr) {
-        *size = (static_cast<uint64_t>(high) << 32) | low;
+        *size = static_cast<uint64_t>(bytes.QuadPart);
     }
     return Succeed(error);
 }

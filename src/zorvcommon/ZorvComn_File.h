@@ -36,8 +36,8 @@ public:
     FileBase(const FileBase&) = delete;
     FileBase& operator=(const FileBase&) = delete;
 
-    virtual void SetFileName(const std::wstring& path);
-    virtual std::wstring GetFileName() const;
+    virtual void SetFileName(const std::wstring& path) { m_Path = path; }
+    virtual std::wstring GetFileName() const { return m_Path; }
     // 5010 when already open, 160 when the path is empty; else CreateFileW's error.
     // securityAttributes may be null, or hold no descriptor: default security then.
     virtual bool Open(AccessControl::SecurityAttributes* securityAttributes, DWORD desiredAccess,
@@ -51,7 +51,9 @@ public:
     // The buffer is zero-filled first; one ReadFile of size bytes. 0 bytes read fails
     // with 38 (end of file), a short read with 13 (the count is still reported).
     virtual bool Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t* error);
-    virtual bool Read(void* buffer, uint32_t size, uint32_t* error = nullptr);
+    virtual bool Read(void* buffer, uint32_t size, uint32_t* error = nullptr) {
+        return Read(buffer, size, nullptr, error);
+    }
     virtual bool Write(const void* buffer, uint32_t size, uint32_t* bytesWritten,
                        uint32_t* error = nullptr);
     virtual bool GetSize(uint64_t* size, uint32_t* error = nullptr);

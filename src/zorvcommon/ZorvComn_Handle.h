@@ -52,11 +52,15 @@ private:
     Type m_Value = Traits::Invalid();
 };
 
-struct RegKeyTraits {
-    using Type = HKEY;
+// The traits of a handle whose invalid value is null, closed by close. Kind only tells
+// owners of the same handle type apart, so that a process is never handed on where a
+// token is wanted.
+template <typename Handle, auto close, typename Kind = void>
+struct NullHandleTraits {
+    using Type = Handle;
     static Type Invalid() { return nullptr; }
     static bool IsValid(Type h) { return h != nullptr; }
-    static void Close(Type h) { RegCloseKey(h); }
+    static void Close(Type h) { close(h); }
 };
 
 struct FileTraits {
@@ -66,48 +70,20 @@ struct FileTraits {
     static void Close(Type h) { CloseHandle(h); }
 };
 
-struct ModuleTraits {
-    using Type = HMODULE;
-    static Type Invalid() { return nullptr; }
-    static bool IsValid(Type h) { return h != nullptr; }
-    static void Close(Type h) { FreeLibrary(h); }
-};
-
-struct LocalMemTraits {
-    using Type = HLOCAL;
-    static Type Invalid() { return nullptr; }
-    static bool IsValid(Type h) { return h != nullptr; }
-    static void Close(Type h) { LocalFree(h); }
-};
-
-// A kernel object other than a file: null is its invalid value. Kind only tells the
-// owners apart, so that a process is never handed on where a mutex is wanted.
-template <typename Kind>
-struct KernelObjectTraits {
-    using Type = HANDLE;
-    static Type Invalid() { return nullptr; }
-    static bool IsValid(Type h) { return h != nullptr; }
-    static void Close(Type h) { CloseHandle(h); }
-};
-
 // One reference to a COM object.
 template <typename Interface>
-struct ComTraits {
-    using Type = Interface*;
-    static Type Invalid() { return nullptr; }
-    static bool IsValid(Type p) { return p != nullptr; }
-    static void Close(Type p) { p->Release(); }
+struct ComTraits : NullHandleTraits<Interface*, nullptr> {
+    static void Close(Interface* p) { p->Release(); }
 };
 
-using UniqueRegKey = UniqueHandle<RegKeyTraits>;
+using UniqueRegKey = UniqueHandle<NullHandleTraits<HKEY, RegCloseKey>>;
 using UniqueFile = UniqueHandle<FileTraits>;
-using UniqueModule = UniqueHandle<ModuleTraits>;
-using UniqueLocalMem = UniqueHandle<LocalMemTraits>;
-using UniqueMutex = UniqueHandle<KernelObjectTraits<struct MutexKind>>;
-using UniqueEvent = UniqueHandle<KernelObjectTraits<struct EventKind>>;
-using UniqueProcess = UniqueHandle<KernelObjectTraits<struct ProcessKind>>;
-using UniqueThread = UniqueHandle<KernelObjectTraits<struct ThreadKind>>;
-using UniqueToken = UniqueHandle<KernelObjectTraits<struct TokenKind>>;
+using UniqueModule = UniqueHandle<NullHandleTraits<HMODULE, FreeLibrary>>;
+using UniqueLocalMem = UniqueHandle<NullHandleTraits<HLOCAL, LocalFree>>;
+using UniqueMutex = UniqueHandle<NullHandleTraits<HANDLE, CloseHandle, struct MutexKind>>;
+using UniqueProcess = UniqueHandle<NullHandleTraits<HANDLE, CloseHandle, struct ProcessKind>>;
+using UniqueThread = UniqueHandle<NullHandleTraits<HANDLE, CloseHandle, struct ThreadKind>>;
+using UniqueToken = UniqueHandle<NullHandleTraits<HANDLE, CloseHandle, struct TokenKind>>;
 template <typename Interface>
 using UniqueCom = UniqueHandle<ComTraits<Interface>>;
 

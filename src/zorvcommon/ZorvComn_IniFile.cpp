@@ -23,15 +23,7 @@ std::wstring ReadProfile(const std::wstring& section, const wchar_t* name,
     }
 }
 
-void ThrowLastErrorIfFailed(BOOL succeeded, uint32_t line) {
-    if (!succeeded) {
-        throw new Exception(GetLastError(), line, __FILE__);
-    }
-}
-
 }  // namespace
-
-IniFile::IniFile(uint32_t view) : m_View(view) {}
 
 void IniFile::RequireOpen() const {
     if (!m_Open) {
@@ -39,27 +31,20 @@ void IniFile::RequireOpen() const {
     }
 }
 
-bool IniFile::Select(const Key& key, const std::wstring& name) {
+// Nothing is touched before the first read or write: every open only selects the section.
+bool IniFile::Open(const Key& key, const std::wstring& name) {
     m_FilePath = key.m_FilePath;
     m_Section = name.empty() ? key.m_SubKey : name;
     m_Open = true;
     return true;
 }
 
-bool IniFile::Open(const Key& key, const std::wstring& name) {
-    return Select(key, name);
-}
-
 bool IniFile::Create(const Key& key, const std::wstring& name) {
-    return Select(key, name);
+    return Open(key, name);
 }
 
 bool IniFile::OpenForDelete(const Key& key, const std::wstring& name) {
-    return Select(key, name);
-}
-
-bool IniFile::OpenForEnum(const Key&, const std::wstring&) {
-    return false;
+    return Open(key, name);
 }
 
 bool IniFile::Close() {
@@ -77,22 +62,8 @@ bool IniFile::Flush() {
     return true;
 }
 
-bool IniFile::QueryBinary(const std::wstring&, ByteArray&, uint32_t*) {
-    return false;
-}
-
-bool IniFile::QueryBinary(const std::wstring&, ByteArray&) {
-    return false;
-}
-
-std::wstring IniFile::QueryString(const std::wstring&, const std::wstring& defaultValue,
-                                  uint32_t*) {
-    return defaultValue;
-}
-
-// A missing value (or file) throws 2, as the registry does. Absence shows as the
-// default coming back; two different defaults tell it apart from a stored text that
-// happens to equal one of them.
+// Absence shows as the default coming back; two different defaults tell it apart from a
+// stored text that happens to equal one of them.
 std::wstring IniFile::QueryString(const std::wstring& name, const std::wstring&) {
     RequireOpen();
     static constexpr const wchar_t* kAbsent[] = {L"\x1", L"\x2"};
@@ -104,30 +75,22 @@ std::wstring IniFile::QueryString(const std::wstring& name, const std::wstring&)
     return text;
 }
 
-uint32_t IniFile::QueryUint32(const std::wstring&, uint32_t defaultValue, uint32_t*) {
-    return defaultValue;
-}
-
 uint32_t IniFile::QueryUint32(const std::wstring& name, uint32_t defaultValue) {
     QueryString(name, std::wstring());  // throws when the value is missing
     return GetPrivateProfileIntW(m_Section.c_str(), name.c_str(), static_cast<INT>(defaultValue),
                                  m_FilePath.c_str());
 }
 
-bool IniFile::SetBinary(const std::wstring&, const uint8_t*, uint32_t) {
-    return false;
-}
-
-bool IniFile::SetString(const std::wstring& name, const std::wstring& text) {
+bool IniFile::Write(const wchar_t* name, const wchar_t* text, uint32_t line) {
     RequireOpen();
-    ThrowLastErrorIfFailed(WritePrivateProfileStringW(m_Section.c_str(), name.c_str(), text.c_str(),
-                                                      m_FilePath.c_str()),
-                           __LINE__);
+    if (!WritePrivateProfileStringW(m_Section.c_str(), name, text, m_FilePath.c_str())) {
+        throw new Exception(GetLastError(), line, __FILE__);
+    }
     return true;
 }
 
-bool IniFile::SetUint64(const std::wstring&, uint64_t) {
-    return false;
+bool IniFile::SetString(const std::wstring& name, const std::wstring& text) {
+    return Write(name.c_str(), text.c_str(), __LINE__);
 }
 
 bool IniFile::SetUint32(const std::wstring& name, uint32_t value) {
@@ -136,37 +99,18 @@ bool IniFile::SetUint32(const std::wstring& name, uint32_t value) {
 
 // The section is the INI form's key: the whole open section goes.
 bool IniFile::DeleteKey(const std::wstring&) {
-    RequireOpen();
-    ThrowLastErrorIfFailed(
-        WritePrivateProfileStringW(m_Section.c_str(), nullptr, nullptr, m_FilePath.c_str()),
-        __LINE__);
-    return true;
-}
-
-bool IniFile::DeleteValue(const wchar_t* name) {
-    return DeleteValue(std::wstring(name != nullptr ? name : L""));
+    return Write(nullptr, nullptr, __LINE__);
 }
 
 bool IniFile::DeleteValue(const std::wstring& name) {
-    RequireOpen();
-    ThrowLastErrorIfFailed(
-        WritePrivateProfileStringW(m_Section.c_str(), name.c_str(), nullptr, m_FilePath.c_str()),
-        __LINE__);
-    return true;
-}
-
-bool IniFile::EnumKeys(std::vector<std::wstring>&) {
-    return false;
+    return Write(name.c_str(), nullptr, __LINE__);
 }
 
 bool IniFile::EnumValues(std::vector<std::wstring>& names) {
     RequireOpen();
     const std::wstring list = ReadProfile(m_Section, nullptr, L"", m_FilePath);
-    for (size_t start = 0; start < list.size();) {
-        const size_t end = list.find(L'\0', start);
-        const size_t stop = end == std::wstring::npos ? list.size() : end;
-        names.push_back(list.substr(start, stop - start));
-        start = stop + 1;
+    for (const wchar_t* name = list.c_str(); *name != L'\0'; name += wcslen(name) + 1) {
+        names.emplace_back(name);
     }
     return true;
 }

@@ -11,10 +11,6 @@ namespace Library {
 
 using Win32Error::Fail;
 
-// The owner frees the module; Resolve is not called from here because the derived
-// part is already gone.
-Wrapper::~Wrapper() = default;
-
 bool Wrapper::Load(const std::wstring& path, uint32_t* error) {
     if (!m_Module) {
         if (!IsFullPath(path)) {
@@ -75,10 +71,9 @@ std::wstring KnownFolderPath(const KnownFolderLookup& lookup, REFKNOWNFOLDERID f
 std::wstring KnownFolderPath(REFKNOWNFOLDERID folderId) {
     const UniqueModule shell32(
         LoadLibraryExW(SystemDirectoryPath(L"Shell32.dll").c_str(), nullptr, kSafeLoadFlags));
-    const auto getPath =
-        shell32 ? reinterpret_cast<decltype(KnownFolderLookup::GetPath)>(reinterpret_cast<void*>(
-                      GetProcAddress(shell32.get(), "SHGetKnownFolderPath")))
-                : nullptr;
+    const auto getPath = shell32 ? ProcAddress<decltype(KnownFolderLookup::GetPath)>(
+                                       shell32.get(), "SHGetKnownFolderPath")
+                                 : nullptr;
     return getPath == nullptr ? std::wstring()
                               : KnownFolderPath({getPath, CoTaskMemFree}, folderId);
 }

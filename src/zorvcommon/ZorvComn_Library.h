@@ -13,6 +13,12 @@
 namespace ZorvCommon {
 namespace Library {
 
+// GetProcAddress typed through the function's own declaration.
+template <typename Function>
+Function ProcAddress(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
 class Base {
 public:
     virtual ~Base() = default;
@@ -21,7 +27,9 @@ public:
 class Wrapper : public Base {
 public:
     Wrapper() = default;
-    ~Wrapper() override;  // frees a held module
+    // The owner frees a held module; Resolve is not called because the derived part is
+    // already gone.
+    ~Wrapper() override = default;
     Wrapper(const Wrapper&) = delete;
     Wrapper& operator=(const Wrapper&) = delete;
 
@@ -41,11 +49,9 @@ public:
 protected:
     virtual bool Resolve(bool load, uint32_t* error) = 0;
 
-    // GetProcAddress typed through the function's own declaration.
     template <typename Function>
     Function GetProc(const char* name) const {
-        return reinterpret_cast<Function>(
-            reinterpret_cast<void*>(GetProcAddress(m_Module.get(), name)));
+        return ProcAddress<Function>(m_Module.get(), name);
     }
 
 private:

@@ -4,6 +4,7 @@
 
 #include "ZorvComn_Handle.h"
 #include "ZorvComn_Library.h"
+#include "ZorvComn_Win32Error.h"
 
 namespace ZorvCommon {
 namespace Platform {
@@ -19,16 +20,11 @@ bool IsNtVersion(const VersionRecord& v, uint32_t major, uint32_t minor) {
     return IsNt(v) && v.Major == major && v.Minor == minor;
 }
 
-// NT after 5.1, or 5.1 with at least the given service pack.
-bool IsXpServicePackOrLater(const VersionRecord& v, uint16_t servicePack) {
-    return IsNt(v) && (v.Major > 5 || (v.Major == 5 && v.Minor > 1) ||
-                       (v.Major == 5 && v.Minor == 1 && v.ServicePackMajor >= servicePack));
-}
-
-// NT after 6.0, or 6.0 with at least the given service pack.
-bool IsVistaServicePackOrLater(const VersionRecord& v, uint16_t servicePack) {
-    return IsNt(v) && (v.Major > 6 || (v.Major == 6 && v.Minor > 0) ||
-                       (v.Major == 6 && v.Minor == 0 && v.ServicePackMajor >= servicePack));
+// NT after major.minor, or major.minor itself with at least the given service pack.
+bool IsServicePackOrLater(const VersionRecord& v, uint32_t major, uint32_t minor,
+                          uint32_t servicePack) {
+    return IsNt(v) && (v.Major > major || (v.Major == major && v.Minor > minor) ||
+                       (v.Major == major && v.Minor == minor && v.ServicePackMajor >= servicePack));
 }
 
 bool IsSixPointOneFamily(const VersionRecord& v) {
@@ -39,16 +35,11 @@ bool NeedsBitness(uint32_t versionClass) {
     return versionClass == 7 || versionClass == 8 || versionClass == 10 || versionClass == 11;
 }
 
-template <typename Function>
-Function ProcAddress(HMODULE module, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-}
-
 // kernel32 is always mapped: looked up by name, never loaded from elsewhere.
 template <typename Function>
 Function Kernel32Proc(const char* name) {
     const HMODULE kernel32 = GetModuleHandleW(L"kernel32.dll");
-    return kernel32 == nullptr ? nullptr : ProcAddress<Function>(kernel32, name);
+    return kernel32 == nullptr ? nullptr : Library::ProcAddress<Function>(kernel32, name);
 }
 
 struct LiveVersion {
@@ -65,12 +56,8 @@ const LiveVersion& Live() {
             result.Error = GetLastError();
             return result;
         }
-        result.Record.PlatformId = info.dwPlatformId;
-        result.Record.Major = info.dwMajorVersion;
-        result.Record.Minor = info.dwMinorVersion;
-        result.Record.Build = info.dwBuildNumber;
-        result.Record.ProductType = info.wProductType;
-        result.Record.ServicePackMajor = info.wServicePackMajor;
+        result.Record = {info.dwPlatformId,  info.dwMajorVersion, info.dwMinorVersion,
+                         info.dwBuildNumber, info.wProductType,   info.wServicePackMajor};
         return result;
     }();
     return live;
@@ -138,12 +125,12 @@ bool IsVersionClassOf(const VersionRecord& v, bool is64bit, uint32_t versionClas
         case 16:
         case 17:
         case 18:
-            return IsXpServicePackOrLater(v, static_cast<uint16_t>(versionClass - 15));
+            return IsServicePackOrLater(v, 5, 1, versionClass - 15);
         case 19:
             return IsNt(v) && v.Major >= 6;
         case 20:
         case 21:
-            return IsVistaServicePackOrLater(v, static_cast<uint16_t>(versionClass - 19));
+            return IsServicePackOrLater(v, 6, 0, versionClass - 19);
         case 22:
             // Minor >= 1 also for majors above 6: 7.0 and 10.0 do not match (kept so).
             return IsNt(v) && v.Major >= 6 && v.Minor >= 1;
@@ -180,10 +167,7 @@ uint32_t GetVersionError() {
 bool IsWindows64bit(bool& is64bit, uint32_t* error) {
     const NativeArchitecture& native = Native();
     if (native.Error != 0) {
-        if (error != nullptr) {
-            *error = native.Error;
-        }
-        return false;
+        return Win32Error::Fail(error, native.Error);
     }
     is64bit = native.Architecture == PROCESSOR_ARCHITECTURE_AMD64;
     return true;
@@ -213,9 +197,9 @@ bool IsTokenMemberOf(uint32_t wellKnownSidType, bool& isMember) {
         return false;
     }
     const auto createWellKnownSid =
-        ProcAddress<decltype(&CreateWellKnownSid)>(advapi32.get(), "CreateWellKnownSid");
-    const auto checkTokenMembership =
-        ProcAddress<decltype(&CheckTokenMembership)>(advapi32.get(), "CheckTokenMembership");
+        Library::ProcAddress<decltype(&CreateWellKnownSid)>(advapi32.get(), "CreateWellKnownSid");
+    const auto checkTokenMembership = Library::ProcAddress<decltype(&CheckTokenMembership)>(
+        advapi32.get(), "CheckTokenMembership");
     if (createWellKnownSid == nullptr || checkTokenMembership == nullptr) {
         return false;
     }

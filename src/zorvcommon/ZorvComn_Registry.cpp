@@ -5,9 +5,9 @@
 #include <cstring>
 #include <new>
 
-#include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Library.h"
 #include "ZorvComn_SecurityAttributes.h"
+#include "ZorvComn_Win32Error.h"
 
 // Declared here for its type only: ntdll is bound at run time.
 extern "C" NTSTATUS NTAPI NtDeleteKey(HANDLE KeyHandle);
@@ -25,16 +25,12 @@ constexpr DWORD kMaxNameChars = 16384;
 // What a value read offers room for at first: a path of MAX_PATH characters fits.
 constexpr DWORD kFirstQueryBytes = (MAX_PATH + 1) * sizeof(wchar_t);
 
-void Check(LSTATUS status, uint32_t line) {
+// True, or throws the status.
+bool Check(LSTATUS status, uint32_t line) {
     if (status != ERROR_SUCCESS) {
         throw new Exception(static_cast<uint32_t>(status), line, __FILE__);
     }
-}
-
-void SetError(uint32_t* error, uint32_t code) {
-    if (error != nullptr) {
-        *error = code;
-    }
+    return true;
 }
 
 // Runs a throwing query; a storage failure gives the default and its code instead.
@@ -42,20 +38,18 @@ template <typename Result, typename Query>
 Result QueryOrDefault(Query query, const Result& defaultValue, uint32_t* error) {
     try {
         Result result = query();
-        SetError(error, ERROR_SUCCESS);
+        (void)Win32Error::Succeed(error);
         return result;
     } catch (Exception* pException) {
         const std::unique_ptr<Exception> owner(pException);
-        SetError(error, pException->m_Error);
+        (void)Win32Error::Fail(error, pException->m_Error);
         return defaultValue;
     }
 }
 
-template <typename Number>
-RegistryValue NumberValue(Number number, DWORD type) {
-    RegistryValue value = BinaryValue(reinterpret_cast<const uint8_t*>(&number), sizeof(number));
-    value.Type = type;
-    return value;
+RegistryValue Stored(DWORD type, const void* bytes, size_t cbBytes) {
+    const auto* first = static_cast<const uint8_t*>(bytes);
+    return RegistryValue{type, std::vector<uint8_t>(first, first + cbBytes)};
 }
 
 template <typename Number>
@@ -97,36 +91,36 @@ void EnumNames(HKEY key, Enumerate enumerate, std::vector<std::wstring>& names) 
 // the lookup's error when there is none.
 template <typename Function>
 Function NtDllProc(const UniqueModule& ntdll, const char* name) {
-    const FARPROC proc = ntdll ? GetProcAddress(ntdll.get(), name) : nullptr;
+    const Function proc = ntdll ? Library::ProcAddress<Function>(ntdll.get(), name) : nullptr;
     if (proc == nullptr) {
         const DWORD error = GetLastError();
         ZORV_THROW_STORAGE(error != ERROR_SUCCESS ? error : ERROR_PROC_NOT_FOUND);
     }
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(proc));
+    return proc;
+}
+
+// The array is replaced only once the value has been read; a zero-length value leaves it
+// empty.
+void ReadBinary(const RegistryValue& value, ByteArray& bytes) {
+    if (value.Type != REG_BINARY) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    bytes.Free();
+    if (value.Bytes.empty()) {
+        return;
+    }
+    uint32_t error = ERROR_SUCCESS;
+    if (!bytes.Create(value.Bytes.size(), &error)) {
+        ZORV_THROW_STORAGE(error);
+    }
+    std::memcpy(bytes.Data(), value.Bytes.data(), value.Bytes.size());
+    bytes.SetLength(value.Bytes.size());
 }
 
 }  // namespace
 
 RegistryValue StringValue(const std::wstring& text) {
-    RegistryValue value = BinaryValue(reinterpret_cast<const uint8_t*>(text.c_str()),
-                                      static_cast<uint32_t>((text.size() + 1) * sizeof(wchar_t)));
-    value.Type = REG_SZ;
-    return value;
-}
-
-RegistryValue Uint32Value(uint32_t value) {
-    return NumberValue(value, REG_DWORD);
-}
-
-RegistryValue Uint64Value(uint64_t value) {
-    return NumberValue(value, REG_QWORD);
-}
-
-RegistryValue BinaryValue(const uint8_t* bytes, uint32_t length) {
-    RegistryValue value;
-    value.Type = REG_BINARY;
-    value.Bytes.assign(bytes, bytes + length);
-    return value;
+    return Stored(REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
 }
 
 std::wstring ReadString(const RegistryValue& value) {
@@ -147,22 +141,6 @@ uint32_t ReadUint32(const RegistryValue& value) {
 
 uint64_t ReadUint64(const RegistryValue& value) {
     return ReadNumber<uint64_t>(value, REG_QWORD);
-}
-
-void ReadBinary(const RegistryValue& value, ByteArray& bytes) {
-    if (value.Type != REG_BINARY) {
-        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
-    }
-    bytes.Free();
-    if (value.Bytes.empty()) {
-        return;
-    }
-    uint32_t error = ERROR_SUCCESS;
-    if (!bytes.Create(value.Bytes.size(), &error)) {
-        ZORV_THROW_STORAGE(error);
-    }
-    std::memcpy(bytes.Data(), value.Bytes.data(), value.Bytes.size());
-    bytes.SetLength(value.Bytes.size());
 }
 
 bool RegistryBase::QueryBinary(const std::wstring& name, ByteArray& value, uint32_t* error) {
@@ -197,7 +175,7 @@ uint64_t RegistryBase::QueryUint64(const std::wstring& name) {
 }
 
 bool RegistryBase::SetBinary(const std::wstring& name, const uint8_t* bytes, uint32_t length) {
-    return SetStored(name, BinaryValue(bytes, length));
+    return SetStored(name, Stored(REG_BINARY, bytes, length));
 }
 
 bool RegistryBase::SetString(const std::wstring& name, const std::wstring& text) {
@@ -205,15 +183,11 @@ bool RegistryBase::SetString(const std::wstring& name, const std::wstring& text)
 }
 
 bool RegistryBase::SetUint64(const std::wstring& name, uint64_t value) {
-    return SetStored(name, Uint64Value(value));
+    return SetStored(name, Stored(REG_QWORD, &value, sizeof(value)));
 }
 
 bool RegistryBase::SetUint32(const std::wstring& name, uint32_t value) {
-    return SetStored(name, Uint32Value(value));
-}
-
-bool RegistryBase::DeleteValue(const wchar_t* name) {
-    return DeleteValue(std::wstring(name != nullptr ? name : L""));
+    return SetStored(name, Stored(REG_DWORD, &value, sizeof(value)));
 }
 
 std::wstring JoinKeyPath(const std::wstring& base, const std::wstring& name) {
@@ -226,10 +200,6 @@ std::wstring JoinKeyPath(const std::wstring& base, const std::wstring& name) {
     return base + L"\\" + name;
 }
 
-Registry::Registry(uint32_t view) : m_View(view) {}
-
-Registry::~Registry() = default;
-
 REGSAM Registry::ViewFlag() const {
     switch (m_View) {
         case RegistryView32:
@@ -241,10 +211,11 @@ REGSAM Registry::ViewFlag() const {
     }
 }
 
-void Registry::RequireOpen() const {
+HKEY Registry::OpenKey() const {
     if (!m_Key) {
         ZORV_THROW_STORAGE(ERROR_INVALID_HANDLE);
     }
+    return m_Key.get();
 }
 
 bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path) {
@@ -269,6 +240,11 @@ bool Registry::OpenWith(const Key& key, const std::wstring& name, DWORD options,
     return OpenRelative(key.m_Root, path, options, access, path);
 }
 
+bool Registry::Open(const Key& key, const std::wstring& name) {
+    return OpenWith(key, name, 0, KEY_QUERY_VALUE);
+}
+
+// The key is created with the module's explicit access list.
 bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM access) {
     const std::wstring path = JoinKeyPath(key.m_SubKey, name);
     AccessControl::SecurityAttributes security(AccessControl::ObjectKindRegistryKey);
@@ -277,10 +253,6 @@ bool Registry::CreateWith(const Key& key, const std::wstring& name, REGSAM acces
         key.m_Root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access | ViewFlag(),
         security.GetSecurityAttributes(), created.put(), nullptr);
     return Adopt(status, created, path);
-}
-
-bool Registry::Open(const Key& key, const std::wstring& name) {
-    return OpenWith(key, name, 0, KEY_QUERY_VALUE);
 }
 
 bool Registry::Create(const Key& key, const std::wstring& name) {
@@ -308,8 +280,7 @@ bool Registry::OpenNodeForEnum(const Key& key, const std::wstring& name) {
 }
 
 bool Registry::OpenNodeForDelete(const Registry& parent, const std::wstring& name) {
-    parent.RequireOpen();
-    return OpenRelative(parent.m_Key.get(), name, REG_OPTION_OPEN_LINK, kNodeAccess,
+    return OpenRelative(parent.OpenKey(), name, REG_OPTION_OPEN_LINK, kNodeAccess,
                         JoinKeyPath(parent.m_Path, name));
 }
 
@@ -326,29 +297,27 @@ std::unique_ptr<RegistryBase> Registry::OpenSubNode(const std::wstring& name) {
 }
 
 bool Registry::Close() {
-    RequireOpen();
+    (void)OpenKey();
     m_Key.reset();
     m_Path.clear();
     return true;
 }
 
 bool Registry::Flush() {
-    RequireOpen();
-    Check(RegFlushKey(m_Key.get()), __LINE__);
-    return true;
+    return Check(RegFlushKey(OpenKey()), __LINE__);
 }
 
 // Most values fit the first guess and cost one call (each call is a round trip to the
 // registry); a longer one is asked for again with the size the last call reported, as
 // long as the value grows between the calls.
 RegistryValue Registry::QueryStored(const std::wstring& name) {
-    RequireOpen();
+    const HKEY key = OpenKey();
     RegistryValue value;
     DWORD cbData = kFirstQueryBytes;
     for (;;) {
         value.Bytes.assign(cbData, 0);
-        const LSTATUS status = RegQueryValueExW(m_Key.get(), name.c_str(), nullptr, &value.Type,
-                                                value.Bytes.data(), &cbData);
+        const LSTATUS status =
+            RegQueryValueExW(key, name.c_str(), nullptr, &value.Type, value.Bytes.data(), &cbData);
         if (status != ERROR_MORE_DATA) {
             Check(status, __LINE__);
             value.Bytes.resize(cbData);
@@ -358,27 +327,23 @@ RegistryValue Registry::QueryStored(const std::wstring& name) {
 }
 
 bool Registry::SetStored(const std::wstring& name, const RegistryValue& value) {
-    RequireOpen();
-    Check(RegSetValueExW(m_Key.get(), name.c_str(), 0, value.Type, value.Bytes.data(),
-                         static_cast<DWORD>(value.Bytes.size())),
-          __LINE__);
-    return true;
+    return Check(RegSetValueExW(OpenKey(), name.c_str(), 0, value.Type, value.Bytes.data(),
+                                static_cast<DWORD>(value.Bytes.size())),
+                 __LINE__);
 }
 
 // One level only: a key that still has sub-keys is refused by the registry.
 bool Registry::DeleteKey(const std::wstring& name) {
-    RequireOpen();
-    Check(RegDeleteKeyExW(m_Key.get(), name.c_str(), ViewFlag(), 0), __LINE__);
-    return true;
+    return Check(RegDeleteKeyExW(OpenKey(), name.c_str(), ViewFlag(), 0), __LINE__);
 }
 
 bool Registry::DeleteOpenKey() {
-    RequireOpen();
+    const HKEY key = OpenKey();
     const UniqueModule ntdll(LoadLibraryW(Library::SystemDirectoryPath(L"ntdll.dll").c_str()));
     const auto deleteKey = NtDllProc<decltype(&NtDeleteKey)>(ntdll, "NtDeleteKey");
     const auto toWin32Error =
         NtDllProc<decltype(&RtlNtStatusToDosError)>(ntdll, "RtlNtStatusToDosError");
-    const NTSTATUS status = deleteKey(m_Key.get());
+    const NTSTATUS status = deleteKey(key);
     if (status < 0) {
         ZORV_THROW_STORAGE(toWin32Error(status));
     }
@@ -388,20 +353,16 @@ bool Registry::DeleteOpenKey() {
 }
 
 bool Registry::DeleteValue(const std::wstring& name) {
-    RequireOpen();
-    Check(RegDeleteValueW(m_Key.get(), name.c_str()), __LINE__);
-    return true;
+    return Check(RegDeleteValueW(OpenKey(), name.c_str()), __LINE__);
 }
 
 bool Registry::EnumKeys(std::vector<std::wstring>& names) {
-    RequireOpen();
-    EnumNames(m_Key.get(), RegEnumKeyExW, names);
+    EnumNames(OpenKey(), RegEnumKeyExW, names);
     return true;
 }
 
 bool Registry::EnumValues(std::vector<std::wstring>& names) {
-    RequireOpen();
-    EnumNames(m_Key.get(), RegEnumValueW, names);
+    EnumNames(OpenKey(), RegEnumValueW, names);
     return true;
 }
 

@@ -25,17 +25,11 @@ struct RegistryValue {
 // the registry and for every store that keeps registry values elsewhere. A read of
 // another type or size throws 13.
 RegistryValue StringValue(const std::wstring& text);  // REG_SZ with its terminating NUL
-RegistryValue Uint32Value(uint32_t value);
-RegistryValue Uint64Value(uint64_t value);
-RegistryValue BinaryValue(const uint8_t* bytes, uint32_t length);
 // REG_SZ or REG_EXPAND_SZ (unexpanded). The stored text need not be terminated and its
 // byte count may be odd: the count is rounded up and the text ends at the first NUL.
 std::wstring ReadString(const RegistryValue& value);
 uint32_t ReadUint32(const RegistryValue& value);
 uint64_t ReadUint64(const RegistryValue& value);
-// The array is replaced only once the value has been read; a zero-length value leaves
-// it empty.
-void ReadBinary(const RegistryValue& value, ByteArray& bytes);
 
 // A registry store: the typed reads and writes are its stored values decoded and
 // encoded here, over the two operations on stored values each store provides. The
@@ -43,7 +37,6 @@ void ReadBinary(const RegistryValue& value, ByteArray& bytes);
 // exception they caught.
 class RegistryBase : public Base {
 public:
-    using Base::DeleteValue;
     [[nodiscard]] bool QueryBinary(const std::wstring& name, ByteArray& value,
                                    uint32_t* error) final;
     [[nodiscard]] bool QueryBinary(const std::wstring& name, ByteArray& value) final;
@@ -59,7 +52,6 @@ public:
     [[nodiscard]] bool SetString(const std::wstring& name, const std::wstring& text) final;
     [[nodiscard]] bool SetUint64(const std::wstring& name, uint64_t value) final;
     [[nodiscard]] bool SetUint32(const std::wstring& name, uint32_t value) final;
-    [[nodiscard]] bool DeleteValue(const wchar_t* name) final;
 
     // The value as it is stored (throws 2 when there is none), resp. stored as given.
     virtual RegistryValue QueryStored(const std::wstring& name) = 0;
@@ -78,8 +70,7 @@ public:
 // A failed open or create leaves an already open key as it was.
 class Registry : public RegistryBase {
 public:
-    explicit Registry(uint32_t view = RegistryViewDefault);
-    ~Registry() override;
+    explicit Registry(uint32_t view = RegistryViewDefault) : m_View(view) {}
 
     using RegistryBase::DeleteValue;
     [[nodiscard]] bool Open(const Key& key, const std::wstring& name) override;
@@ -121,7 +112,8 @@ private:
     // Takes over a key just opened or created, or throws the status of the attempt.
     [[nodiscard]] bool Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path);
     REGSAM ViewFlag() const;
-    void RequireOpen() const;
+    // The open key; throws 6 when none is open.
+    HKEY OpenKey() const;
 
     UniqueRegKey m_Key;
     std::wstring m_Path;

@@ -14,13 +14,13 @@ namespace Cryptograph {
 
 using Win32Error::Fail;
 
-namespace {
-
 using Aes::kBlockSize;
 
-}  // namespace
-
 Rijndael::~Rijndael() {
+    Wipe();
+}
+
+void Rijndael::Wipe() {
     SecureZeroMemory(&m_Encryption, sizeof(m_Encryption));
     SecureZeroMemory(&m_Decryption, sizeof(m_Decryption));
     SecureZeroMemory(m_Pending, sizeof(m_Pending));
@@ -72,10 +72,7 @@ bool Rijndael::Uninitialize(uint32_t* error) {
     if (m_State == StateNotInitialized) {
         return Fail(error, ERROR_INVALID_FUNCTION);
     }
-    SecureZeroMemory(&m_Encryption, sizeof(m_Encryption));
-    SecureZeroMemory(&m_Decryption, sizeof(m_Decryption));
-    SecureZeroMemory(m_Pending, sizeof(m_Pending));
-    SecureZeroMemory(m_Register, sizeof(m_Register));
+    Wipe();
     m_PendingCount = 0;
     m_State = StateNotInitialized;
     return true;

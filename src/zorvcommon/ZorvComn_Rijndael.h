@@ -34,7 +34,6 @@ public:
     bool Transform(const uint8_t* input, uint32_t inputLength, uint8_t* output,
                    uint32_t outputCapacity, uint32_t* outputLength,
                    uint32_t* error = nullptr) override;
-    // Zeroes the key schedules, the register and the pending block.
     bool Uninitialize(uint32_t* error = nullptr) override;
     // On failure nothing is written and the state is unchanged.
     bool Update(const uint8_t* input, uint32_t inputLength, uint8_t* output, uint32_t* outputLength,
@@ -47,6 +46,8 @@ public:
     State GetState() const { return m_State; }
 
 private:
+    // Zeroes the key schedules, the register and the pending block.
+    void Wipe();
     void ResetMessage(const uint8_t* iv, uint32_t ivLength);
     void ProcessBlocks(const uint8_t* in, uint8_t* out, size_t blocks);
     bool IsDecrypting() const { return m_Direction == DirectionDecrypt; }

@@ -110,9 +110,5 @@ SECURITY_ATTRIBUTES* SecurityAttributes::GetSecurityAttributes() {
     return m_Descriptor.empty() ? nullptr : &m_Attributes;
 }
 
-PSECURITY_DESCRIPTOR SecurityAttributes::GetSecurityDescriptor() {
-    return m_Descriptor.empty() ? nullptr : m_Descriptor.data();
-}
-
 }  // namespace AccessControl
 }  // namespace ZorvCommon

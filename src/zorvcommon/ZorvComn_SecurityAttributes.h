@@ -20,18 +20,13 @@ enum ObjectKind : uint32_t {
     ObjectKindRegistryKey = 4,
 };
 
-class Exception : public ZorvCommon::Exception::Base {
+class Exception : public ZorvCommon::Exception::Located {
 public:
     Exception(uint32_t error, uint32_t line, const char* sourcePath)
-        : m_Result(ZorvCommon::Exception::ResultFromWin32(error)),
-          m_Error(error),
-          m_Line(line),
-          m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
+        : Located(error, line, sourcePath),
+          m_Result(ZorvCommon::Exception::ResultFromWin32(error)) {}
 
     HRESULT m_Result;  // of m_Error
-    uint32_t m_Error;  // Win32 error
-    uint32_t m_Line;
-    std::wstring m_File;
 };
 
 class SecurityAttributes {
@@ -43,10 +38,9 @@ public:
     SecurityAttributes(const SecurityAttributes&) = delete;
     SecurityAttributes& operator=(const SecurityAttributes&) = delete;
 
-    // The record for RegCreateKeyExW / CreateFileW; null when no descriptor is held.
+    // The record for RegCreateKeyExW / CreateFileW, whose descriptor is self-relative
+    // (owner and group unset, DACL present); null when no descriptor is held.
     SECURITY_ATTRIBUTES* GetSecurityAttributes();
-    // The self-relative descriptor (owner and group unset, DACL present).
-    PSECURITY_DESCRIPTOR GetSecurityDescriptor();
     uint32_t GetKind() const { return m_Kind; }
 
 private:

@@ -37,14 +37,9 @@ public:
     std::wstring m_SubKey;    // registry sub-key path, or the INI section name
 };
 
-class Exception : public ZorvCommon::Exception::Base {
+class Exception : public ZorvCommon::Exception::Located {
 public:
-    Exception(uint32_t error, uint32_t line, const char* sourcePath)
-        : m_Error(error), m_Line(line), m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
-
-    uint32_t m_Error;     // Win32 error code
-    uint32_t m_Line;      // source line of the throw
-    std::wstring m_File;  // source file name from the last backslash on
+    using Located::Located;
 };
 
 // The 22 operations, in slot order. Every throwing query first fails with 6 when no
@@ -75,10 +70,13 @@ public:
     [[nodiscard]] virtual bool SetUint64(const std::wstring& name, uint64_t value) = 0;  // 16
     [[nodiscard]] virtual bool SetUint32(const std::wstring& name, uint32_t value) = 0;  // 17
     [[nodiscard]] virtual bool DeleteKey(const std::wstring& name) = 0;                  // 18
-    [[nodiscard]] virtual bool DeleteValue(const wchar_t* name) = 0;                     // 19
-    [[nodiscard]] virtual bool DeleteValue(const std::wstring& name) = 0;                // 20
-    [[nodiscard]] virtual bool EnumKeys(std::vector<std::wstring>& names) = 0;           // 21
-    [[nodiscard]] virtual bool EnumValues(std::vector<std::wstring>& names) = 0;         // 22
+    // A null name is the empty one, the default value.
+    [[nodiscard]] virtual bool DeleteValue(const wchar_t* name) {  // 19
+        return DeleteValue(std::wstring(name != nullptr ? name : L""));
+    }
+    [[nodiscard]] virtual bool DeleteValue(const std::wstring& name) = 0;         // 20
+    [[nodiscard]] virtual bool EnumKeys(std::vector<std::wstring>& names) = 0;    // 21
+    [[nodiscard]] virtual bool EnumValues(std::vector<std::wstring>& names) = 0;  // 22
 };
 
 }  // namespace Storage

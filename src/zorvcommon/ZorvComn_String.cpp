@@ -39,26 +39,18 @@ bool ParseWhole(const std::wstring& text, int base, Number& value, Convert conve
     return true;
 }
 
-uint32_t ToUint32(const wchar_t* text, wchar_t** end, int base) {
-    return static_cast<uint32_t>(wcstoul(text, end, base));
-}
-
-uint64_t ToUint64(const wchar_t* text, wchar_t** end, int base) {
-    return _wcstoui64(text, end, base);
-}
-
 }  // namespace
 
 bool StrToUl(const std::wstring& text, uint32_t& value) {
-    return ParseWhole(text, 0, value, ToUint32);
+    return ParseWhole(text, 0, value, wcstoul);
 }
 
 bool StrToUI64(const std::wstring& text, uint64_t& value) {
-    return ParseWhole(text, 0, value, ToUint64);
+    return ParseWhole(text, 0, value, _wcstoui64);
 }
 
 bool StrToUlDecimal(const std::wstring& text, uint32_t& value) {
-    return ParseWhole(text, 10, value, ToUint32);
+    return ParseWhole(text, 10, value, wcstoul);
 }
 
 int CopyTString(wchar_t* destination, size_t cchDestination, const wchar_t* source) {

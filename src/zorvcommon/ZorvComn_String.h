@@ -14,14 +14,9 @@ namespace ZorvCommon {
 namespace String {
 
 // Raised by the formatting helpers when a buffer cannot be allocated (error 6).
-class Exception : public ZorvCommon::Exception::Base {
+class Exception : public ZorvCommon::Exception::Located {
 public:
-    Exception(uint32_t error, uint32_t line, const char* sourcePath)
-        : m_Error(error), m_Line(line), m_File(ZorvCommon::Exception::SourceFileName(sourcePath)) {}
-
-    uint32_t m_Error;
-    uint32_t m_Line;
-    std::wstring m_File;
+    using Located::Located;
 };
 
 // Base 0 ("0x" hexadecimal, leading "0" octal, else decimal; blanks and a sign as

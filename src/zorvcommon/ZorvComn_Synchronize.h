@@ -22,12 +22,15 @@ private:
     CRITICAL_SECTION m_Section;
 };
 
-// Locks on construction, unlocks in its destructor when it holds a section.
+// Locks on construction (or, when waiting is not allowed, only tries to), unlocks in its
+// destructor when it holds a section.
 class SingleLock {
 public:
-    explicit SingleLock(CriticalSection* pSection) : m_pSection(pSection) {
-        if (m_pSection != nullptr) {
+    explicit SingleLock(CriticalSection* pSection, bool mayWait = true) : m_pSection(pSection) {
+        if (m_pSection != nullptr && mayWait) {
             m_pSection->Lock();
+        } else if (m_pSection != nullptr && !m_pSection->TryLock()) {
+            m_pSection = nullptr;
         }
     }
     ~SingleLock() {
@@ -37,6 +40,8 @@ public:
     }
     SingleLock(const SingleLock&) = delete;
     SingleLock& operator=(const SingleLock&) = delete;
+
+    bool IsHeld() const { return m_pSection != nullptr; }
 
 private:
     CriticalSection* m_pSection;

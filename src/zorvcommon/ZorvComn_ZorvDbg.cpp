@@ -2,6 +2,8 @@
 
 #include <type_traits>
 
+#include "ZorvComn_Win32Error.h"
+
 namespace ZorvCommon {
 namespace Library {
 
@@ -14,10 +16,7 @@ bool ZorvDbg::Resolve(bool load, uint32_t* error) {
         return true;
     }
     if (GetModule() == nullptr) {
-        if (error != nullptr) {
-            *error = ERROR_INVALID_HANDLE;
-        }
-        return false;
+        return Win32Error::Fail(error, ERROR_INVALID_HANDLE);
     }
     uint32_t missingError = ERROR_SUCCESS;
     auto lookUp = [&](auto& entryPoint, const char* name) {
@@ -31,10 +30,7 @@ bool ZorvDbg::Resolve(bool load, uint32_t* error) {
     lookUp(m_ZorvDbgTrace, "ZorvDbgTrace");
     m_Resolved = m_ZorvDbgInitialize != nullptr && m_ZorvDbgUninitialize != nullptr &&
                  m_ZorvDbgTrace != nullptr;
-    if (!m_Resolved && error != nullptr) {
-        *error = missingError;
-    }
-    return m_Resolved;
+    return m_Resolved || Win32Error::Fail(error, missingError);
 }
 
 }  // namespace Library

@@ -10,9 +10,6 @@ namespace Library {
 
 class ZorvDbg : public Wrapper {
 public:
-    ZorvDbg() = default;
-    ~ZorvDbg() override = default;
-
     bool IsResolved() const { return m_Resolved; }
     ZorvDbgInitializeFn InitializeFunction() const { return m_ZorvDbgInitialize; }
     ZorvDbgUninitializeFn UninitializeFunction() const { return m_ZorvDbgUninitialize; }

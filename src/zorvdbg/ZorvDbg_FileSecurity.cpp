@@ -16,10 +16,6 @@ bool MakeSid(WELL_KNOWN_SID_TYPE type, WellKnownSid& sid) {
     return CreateWellKnownSid(type, nullptr, sid.bytes, &cbSid) != FALSE;
 }
 
-DWORD AceSize(PSID sid) {
-    return sizeof(ACCESS_ALLOWED_ACE) - sizeof(DWORD) + GetLengthSid(sid);
-}
-
 }  // namespace
 
 std::vector<uint8_t> ProcessUserSid() {
@@ -84,7 +80,7 @@ FolderSecurity::FolderSecurity(PSID processUser) {
     };
     DWORD cbAcl = sizeof(ACL);
     for (const auto& entry : entries) {
-        cbAcl += AceSize(entry.sid);
+        cbAcl += sizeof(ACCESS_ALLOWED_ACE) - sizeof(DWORD) + GetLengthSid(entry.sid);
     }
     m_Acl.assign((cbAcl + sizeof(DWORD) - 1) / sizeof(DWORD), 0);
     auto* acl = reinterpret_cast<ACL*>(m_Acl.data());

@@ -25,25 +25,14 @@ bool IsControl(wchar_t c) {
 }
 
 void AppendEscaped(std::wstring& out, wchar_t c) {
-    switch (c) {
-        case L'\r':
-            out += L"\\r";
-            return;
-        case L'\n':
-            out += L"\\n";
-            return;
-        case L'\t':
-            out += L"\\t";
-            return;
-        default:
-            break;
-    }
-    const wchar_t* const digits = L"0123456789ABCDEF";
-    const int width = c <= 0xFF ? 2 : 4;
-    out += width == 2 ? L"\\x" : L"\\u";
-    for (int shift = (width - 1) * 4; shift >= 0; shift -= 4) {
-        out.push_back(digits[(c >> shift) & 0xF]);
-    }
+    const wchar_t* const named = c == L'\r'   ? L"\\r"
+                                 : c == L'\n' ? L"\\n"
+                                 : c == L'\t' ? L"\\t"
+                                              : nullptr;
+    wchar_t code[8] = {};
+    _snwprintf_s(code, _countof(code), _TRUNCATE, c <= 0xFF ? L"\\x%02X" : L"\\u%04X",
+                 static_cast<unsigned>(c));
+    out += named != nullptr ? named : code;
 }
 
 // Serialises appends among the file's writers, in all processes, with a lock on one byte

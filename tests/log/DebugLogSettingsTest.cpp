@@ -52,24 +52,6 @@ protected:
     TestSupport::ScratchFolder m_Folder{L"DebugLogSettings"};
 };
 
-TEST_F(DebugLogSettingsTest, EveryValueReachesTheRecord) {
-    const std::wstring missing = m_Folder.Path() + L"\\a\\b";
-    SetAll(L"InteractiveSession", missing);
-    DebugLogSettings settings;
-    ASSERT_TRUE(Read(false, settings, std::wstring(40, L'u')));
-    const DebugLogConfig& record = settings.Record;
-    EXPECT_TRUE(settings.Enabled);
-    EXPECT_EQ(0x10001u, settings.LevelMask);
-    EXPECT_EQ(0, record.ServiceSession);
-    EXPECT_EQ(1, record.Robust) << "non-zero becomes 1";
-    EXPECT_EQ(3u, +record.LogProcess);
-    EXPECT_EQ(4u, +record.LogUnitType);
-    EXPECT_EQ(std::wstring(31, L'u'), std::wstring(record.UnitName)) << "truncated to its field";
-    EXPECT_EQ(missing, std::wstring(record.LogFolder));
-    EXPECT_TRUE(TestSupport::FileExists(missing)) << "a missing folder is created";
-    EXPECT_EQ(L"txt", std::wstring(record.LogExtension));
-}
-
 TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
     DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings)) << "a missing key is no failure";
@@ -96,8 +78,8 @@ TEST_F(DebugLogSettingsTest, FirstMissingValueEndsTheReading) {
     EXPECT_FALSE(ReadDebugLogSettings(unknownType, L"Ostrel", false, settings));
 }
 
-// Each session reads its own key; only the interactive one expands the folder's token and
-// creates the folder.
+// Each session reads its own key, every value reaching the record; only the interactive one
+// expands the folder's token and creates the folder.
 TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKey) {
     const std::wstring leaf = L"OstrelTests-" + std::to_wstring(GetCurrentProcessId());
     const std::wstring expanded = KnownLocalAppDataLow() + L"\\" + leaf;
@@ -111,10 +93,18 @@ TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKey) {
     EXPECT_EQ(L"%LocalAppDataLow%\\" + leaf, std::wstring(settings.Record.LogFolder));
     EXPECT_FALSE(TestSupport::FileExists(expanded)) << "not created";
 
-    ASSERT_TRUE(Read(false, settings));
+    ASSERT_TRUE(Read(false, settings, std::wstring(40, L'u')));
+    const DebugLogConfig& record = settings.Record;
+    EXPECT_TRUE(settings.Enabled);
     EXPECT_EQ(0x10001u, settings.LevelMask);
-    EXPECT_EQ(expanded, std::wstring(settings.Record.LogFolder));
-    EXPECT_TRUE(TestSupport::FileExists(expanded));
+    EXPECT_EQ(0, record.ServiceSession);
+    EXPECT_EQ(1, record.Robust) << "non-zero becomes 1";
+    EXPECT_EQ(3u, +record.LogProcess);
+    EXPECT_EQ(4u, +record.LogUnitType);
+    EXPECT_EQ(std::wstring(31, L'u'), std::wstring(record.UnitName)) << "truncated to its field";
+    EXPECT_EQ(L"txt", std::wstring(record.LogExtension));
+    EXPECT_EQ(expanded, std::wstring(record.LogFolder));
+    EXPECT_TRUE(TestSupport::FileExists(expanded)) << "a missing folder is created";
     RemoveDirectoryW(expanded.c_str());
 }
 
