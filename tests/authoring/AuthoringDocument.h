@@ -2,6 +2,7 @@
 // What the authoring suites share: the sample target profiles and the lines of what
 // xentool printed.
 
+#include <algorithm>
 #include <string>
 
 #include "Scratch.h"
@@ -17,6 +18,14 @@ inline std::wstring ProfilePath(const std::wstring& name) {
 }
 
 // How many lines of text contain fragment.
-size_t CountLines(const std::string& text, const std::string& fragment);
+inline size_t CountLines(const std::string& text, const std::string& fragment) {
+    size_t count = 0;
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find('\n', start), text.size());
+        count += text.substr(start, end - start).find(fragment) != std::string::npos;
+        start = end + 1;
+    }
+    return count;
+}
 
 }  // namespace AuthoringTest

@@ -85,12 +85,6 @@ void RemoveFolder(const std::wstring& path) {
     RemoveDirectoryW(path.c_str());
 }
 
-void WriteString(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& text,
-                 REGSAM view) {
-    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
-                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
-}
-
 std::wstring SessionPath(bool serviceSession) {
     return std::wstring(ProductKey::kDebugLogPath) +
            (serviceSession ? L"\\ServiceSession" : L"\\InteractiveSession");
@@ -178,21 +172,17 @@ ProductKey::~ProductKey() {
 }
 
 void ProductKey::SetInstalledFolder(const std::wstring& folder) {
-    WriteString(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", folder, kProductView);
+    WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", folder, kProductView);
 }
 
 void ProductKey::SetVersion(const std::wstring& version) {
-    WriteString(HKEY_LOCAL_MACHINE, kPath, L"Version", version, kProductView);
+    WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"Version", version, kProductView);
 }
 
 void ProductKey::RemoveValue(const wchar_t* name) {
     if (const UniqueRegKey key = OpenKey(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE | kProductView)) {
         RegDeleteValueW(key.get(), name);
     }
-}
-
-void ProductKey::RemoveKey() {
-    DeleteTree(HKEY_LOCAL_MACHINE, kPath, kProductView);
 }
 
 void ProductKey::SetDebugLogUint32(const wchar_t* name, uint32_t value, bool serviceSession) {
@@ -202,7 +192,7 @@ void ProductKey::SetDebugLogUint32(const wchar_t* name, uint32_t value, bool ser
 
 void ProductKey::SetDebugLogString(const wchar_t* name, const std::wstring& value,
                                    bool serviceSession) {
-    WriteString(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, value, kProductView);
+    WriteRegString(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, value, kProductView);
 }
 
 void ProductKey::ClearDebugLog() {
@@ -243,8 +233,9 @@ void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWO
 }
 
 void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                    const std::wstring& text) {
-    WriteString(root, path, name, text, 0);
+                    const std::wstring& text, REGSAM view) {
+    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
+                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
 }
 
 RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path) {

@@ -63,7 +63,6 @@ public:
     void SetInstalledFolder(const std::wstring& folder);
     void SetVersion(const std::wstring& version);
     void RemoveValue(const wchar_t* name);
-    void RemoveKey();  // the whole product key
     // Debug-log settings of the interactive (or service) session sub-key.
     void SetDebugLogUint32(const wchar_t* name, uint32_t value, bool serviceSession = false);
     void SetDebugLogString(const wchar_t* name, const std::wstring& value,
@@ -83,7 +82,7 @@ bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
 void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
                    const void* data, DWORD size, REGSAM view = 0);
 void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                    const std::wstring& text);
+                    const std::wstring& text, REGSAM view = 0);
 // Every key and value under root\path: "\\sub\\key" -> (REG_NONE, {}) for a key and
 // "\\sub\\key|name" -> (type, bytes) for a value ("|name" for the key's own values).
 using RegistrySnapshot = std::map<std::wstring, std::pair<DWORD, std::vector<uint8_t>>>;

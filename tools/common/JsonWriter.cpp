@@ -55,22 +55,6 @@ void JsonWriter::End(wchar_t bracket) {
     m_First.pop_back();
 }
 
-void JsonWriter::BeginObject(const wchar_t* key) {
-    Begin(key, L'{');
-}
-
-void JsonWriter::EndObject() {
-    End(L'}');
-}
-
-void JsonWriter::BeginArray(const wchar_t* key) {
-    Begin(key, L'[');
-}
-
-void JsonWriter::EndArray() {
-    End(L']');
-}
-
 void JsonWriter::String(const wchar_t* key, const std::wstring& value) {
     Prefix(key);
     Quoted(value);

@@ -16,10 +16,10 @@ public:
     // and only quotes, backslashes and control characters escaped.
     explicit JsonWriter(bool readable = false) : m_Readable(readable) {}
 
-    void BeginObject(const wchar_t* key = nullptr);
-    void EndObject();
-    void BeginArray(const wchar_t* key = nullptr);
-    void EndArray();
+    void BeginObject(const wchar_t* key = nullptr) { Begin(key, L'{'); }
+    void EndObject() { End(L'}'); }
+    void BeginArray(const wchar_t* key = nullptr) { Begin(key, L'['); }
+    void EndArray() { End(L']'); }
     void String(const wchar_t* key, const std::wstring& value);
     void Number(const wchar_t* key, uint64_t value);
     void Bool(const wchar_t* key, bool value);

@@ -17,10 +17,7 @@ bool SystemText(uint32_t error, std::wstring& text) {
         return false;
     }
     text.assign(buffer, length);
-    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' ' ||
-                             text.back() == L'.')) {
-        text.pop_back();
-    }
+    text.erase(text.find_last_not_of(L"\r\n .") + 1);
     return true;
 }
 

@@ -3,9 +3,12 @@
 #include <objbase.h>
 
 #include <cstdio>
+#include <type_traits>
 #include <vector>
 
 #include "JsonWriter.h"
+#include "OstrelResult.h"
+#include "SystemText.h"
 
 using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
@@ -68,10 +71,6 @@ const std::vector<GUID>& RowDepends(const RowService& row) {
 const std::vector<GUID>& RowDepends(const RowProvider& row) {
     return row.DependedProviders;
 }
-void WriteInterface(JsonWriter& json, const RowService& row) {
-    json.Number(L"interfaceType", row.InterfaceType);
-}
-void WriteInterface(JsonWriter&, const RowProvider&) {}
 
 void WriteStrings(JsonWriter& json, const wchar_t* key, const std::vector<std::wstring>& texts) {
     json.BeginArray(key);
@@ -79,6 +78,15 @@ void WriteStrings(JsonWriter& json, const wchar_t* key, const std::vector<std::w
         json.String(nullptr, text);
     }
     json.EndArray();
+}
+
+// "Title (N)" and the texts indented below it.
+std::wstring ListText(const wchar_t* title, const std::vector<std::wstring>& texts) {
+    std::wstring text = title + (L" (" + std::to_wstring(texts.size()) + L")\n");
+    for (const std::wstring& line : texts) {
+        text += L"  " + line + L"\n";
+    }
+    return text;
 }
 
 template <typename Row>
@@ -95,7 +103,9 @@ void WriteRow(JsonWriter& json, const Row& row) {
     json.Number(L"orderOfUnloading", row.OrderOfUnloading);
     json.Number(L"sharedType", row.SharedType);
     json.String(L"sharedGuid", GuidText(row.SharedGuid));
-    WriteInterface(json, row);
+    if constexpr (std::is_same_v<Row, RowService>) {
+        json.Number(L"interfaceType", row.InterfaceType);
+    }
     json.BeginArray(L"permission");
     for (uint32_t permission : row.Permission) {
         json.Number(nullptr, permission);
@@ -155,6 +165,24 @@ void WriteApplication(JsonWriter& json, const wchar_t* key, const WebApplication
     json.EndObject();
 }
 
+const struct {
+    int32_t Result;
+    const wchar_t* Text;
+} kResultTexts[] = {
+    {Ostrel::kSuccess, L"success"},
+    {Ostrel::kElementSkipped, L"success: the last element was skipped"},
+    {Ostrel::kNotProvided, L"operation not provided"},
+    {Ostrel::kAbsentAccepted, L"success: a value or section was absent"},
+    {Ostrel::kWrongState, L"wrong state, or the document is not as expected"},
+    {Ostrel::kNotSupported, L"not supported or not allowed"},
+    {Ostrel::kInvalidArgument, L"invalid argument"},
+    {Ostrel::kInvalidObject, L"invalid object"},
+    {Ostrel::kInvalidData, L"invalid data in the document"},
+    {Ostrel::kAllocationFailed, L"allocation failed"},
+    {Ostrel::kWrongOpenState, L"wrong open state"},
+    {Ostrel::kNotFound, L"not found"},
+};
+
 }  // namespace
 
 void Print(const std::wstring& text) {
@@ -205,11 +233,8 @@ void PrintWebAccess(const WebAccessControlList& list, bool json) {
         Print(writer.Text() + L"\n");
         return;
     }
-    std::wstring text = L"Sites (" + std::to_wstring(list.Sites.size()) + L")\n";
-    for (const auto& site : list.Sites) {
-        text += L"  " + site + L"\n";
-    }
-    text += L"Applications (" + std::to_wstring(list.Applications.size()) + L")\n";
+    std::wstring text = ListText(L"Sites", list.Sites) + L"Applications (" +
+                        std::to_wstring(list.Applications.size()) + L")\n";
     for (const auto& application : list.Applications) {
         text += L"  " + Pad(application.Label, 16) + Pad(application.FileName, 24) +
                 Pad(application.Vendor, 16) + Pad(application.Data, 7) +
@@ -220,13 +245,21 @@ void PrintWebAccess(const WebAccessControlList& list, bool json) {
         text += L"  " + Pad(filter.Label, 16) + Pad(Name(kFilterTypes, filter.FilterType), 27) +
                 Pad(filter.Application.FileName, 24) + filter.SiteUrl + L"\n";
     }
-    text += L"Web activity logs (" + std::to_wstring(list.WebActivities.size()) + L")\n";
-    for (const auto& site : list.WebActivities) {
-        text += L"  " + site + L"\n";
+    Print(text + ListText(L"Web activity logs", list.WebActivities) +
+          ListText(L"Protections", list.Protections));
+}
+
+std::wstring DescribeResult(int32_t result) {
+    for (const auto& known : kResultTexts) {
+        if (known.Result == result) {
+            return known.Text;
+        }
     }
-    text += L"Protections (" + std::to_wstring(list.Protections.size()) + L")\n";
-    for (const auto& site : list.Protections) {
-        text += L"  " + site + L"\n";
+    if ((static_cast<uint32_t>(result) & 0xFFFF0000u) == 0x80070000u) {
+        const uint32_t error = static_cast<uint32_t>(result) & 0xFFFFu;
+        std::wstring system;
+        return L"system error " + std::to_wstring(error) +
+               (Tools::SystemText(error, system) ? L": " + system : std::wstring());
     }
-    Print(text);
+    return result < 0 ? L"failure" : L"success";
 }

@@ -11,7 +11,6 @@
 
 #include "HostOutput.h"
 #include "Ostrel.h"
-#include "ResultText.h"
 #include "ZorvComn_Handle.h"
 
 namespace {
@@ -130,41 +129,36 @@ private:
     ZorvCommon::UniqueModule m_Module;
 };
 
+// A policy query: the rows are printed when the module answers success.
+template <typename Value>
+HRESULT Query(IUtilityEx* pUtility, uint32_t type, bool json, void (*print)(const Value&, bool)) {
+    Value value;
+    const ValueTypeRecord valueType{type};
+    const HRESULT result = pUtility->QueryValue(&valueType, nullptr, nullptr, &value);
+    if (result >= 0) {
+        print(value, json);
+    }
+    return result;
+}
+
 HRESULT RunRequest(IUtilityEx* pUtility, const Options& options) {
+    using namespace SrvFrwk::Interface;
     if (options.command == L"storage") {
-        SrvFrwk::Interface::StorageControlRequest request;
+        StorageControlRequest request;
         request.DocumentPath = options.document;
         request.CommandArgument = options.assign;
-        const ValueTypeRecord valueType{SrvFrwk::Interface::ValueTypeStorageControl};
+        const ValueTypeRecord valueType{ValueTypeStorageControl};
         const HRESULT result = pUtility->SendMessage(&valueType, nullptr, nullptr, &request);
         Print(ResultLine(L"storage-control request", result));
         return result;
     }
     if (options.command == L"services") {
-        SrvFrwk::Interface::ArrayOfRowService rows;
-        const ValueTypeRecord valueType{SrvFrwk::Interface::ValueTypeServicePolicy};
-        const HRESULT result = pUtility->QueryValue(&valueType, nullptr, nullptr, &rows);
-        if (result >= 0) {
-            PrintServices(rows, options.json);
-        }
-        return result;
+        return Query(pUtility, ValueTypeServicePolicy, options.json, &PrintServices);
     }
     if (options.command == L"providers") {
-        SrvFrwk::Interface::ArrayOfRowProvider rows;
-        const ValueTypeRecord valueType{SrvFrwk::Interface::ValueTypeProviderPolicy};
-        const HRESULT result = pUtility->QueryValue(&valueType, nullptr, nullptr, &rows);
-        if (result >= 0) {
-            PrintProviders(rows, options.json);
-        }
-        return result;
+        return Query(pUtility, ValueTypeProviderPolicy, options.json, &PrintProviders);
     }
-    SrvFrwk::Interface::WebAccessControlList list;
-    const ValueTypeRecord valueType{SrvFrwk::Interface::ValueTypeWebAccessControl};
-    const HRESULT result = pUtility->QueryValue(&valueType, nullptr, nullptr, &list);
-    if (result >= 0) {
-        PrintWebAccess(list, options.json);
-    }
-    return result;
+    return Query(pUtility, ValueTypeWebAccessControl, options.json, &PrintWebAccess);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // xentool COMMAND ARGUMENTS...: the commands come from one table per command group.
 
-#include "xentool_usage.h"
+#include "xentool_common.h"
 
 int wmain(int argc, wchar_t** argv) {
     if (argc < 2) {

@@ -9,17 +9,10 @@
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_File.h"
 #include "ZorvComn_String.h"
-#include "xentool_usage.h"
 
 namespace Xentool {
 
 namespace {
-
-std::wstring FullPath(const std::wstring& path) {
-    wchar_t buffer[MAX_PATH * 2];
-    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH * 2, buffer, nullptr);
-    return length > 0 && length < MAX_PATH * 2 ? std::wstring(buffer, length) : path;
-}
 
 // The value after an option, removed from the arguments with the option itself.
 bool TakeOption(Arguments* arguments, const wchar_t* option, std::wstring* value, bool* found) {
@@ -39,6 +32,12 @@ bool TakeOption(Arguments* arguments, const wchar_t* option, std::wstring* value
 }
 
 }  // namespace
+
+std::wstring FullPath(const std::wstring& path) {
+    wchar_t buffer[MAX_PATH * 2];
+    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH * 2, buffer, nullptr);
+    return length > 0 && length < MAX_PATH * 2 ? std::wstring(buffer, length) : path;
+}
 
 int Fail(int code, const std::wstring& message) {
     fwprintf(stderr, L"xentool: %ls\n", message.c_str());
@@ -75,6 +74,19 @@ bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32
     }
     bytes->assign(static_cast<size_t>(size), 0);
     return size == 0 || file.Read(bytes->data(), static_cast<uint32_t>(size), error);
+}
+
+int ReadEncrypted(const std::wstring& path, const std::string& key,
+                  std::vector<uint8_t>* ciphertext) {
+    std::vector<uint8_t> plaintext;
+    uint32_t error = 0;
+    if (!ReadWholeFile(path, &plaintext, &error)) {
+        return Fail(ExitInput, L"cannot read '" + path + L"': " + DescribeError(error));
+    }
+    if (!ZorvCommon::Storage::EncryptDocumentBytes(key.c_str(), plaintext, ciphertext, &error)) {
+        return Fail(ExitData, L"encryption failed: " + DescribeError(error));
+    }
+    return ExitOk;
 }
 
 bool WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& bytes, uint32_t* error) {
@@ -125,6 +137,43 @@ bool TakeDocumentKey(Arguments* arguments, std::string* key, int* exitCode) {
         *exitCode = Fail(
             ExitKey, L"the key must be 16 characters long, not " + std::to_wstring(text.size()));
         return false;
+    }
+    return true;
+}
+
+std::vector<Command> AllCommands() {
+    std::vector<Command> all;
+    for (auto group : {CryptCommands, PlanCommands, LintCommands}) {
+        const std::vector<Command> commands = group();
+        all.insert(all.end(), commands.begin(), commands.end());
+    }
+    return all;
+}
+
+void PrintUsage() {
+    fwprintf(stderr, L"usage:\n");
+    for (const Command& command : AllCommands()) {
+        fwprintf(stderr, L"  xentool %ls %ls\n", command.name, command.synopsis);
+    }
+    fwprintf(stderr,
+             L"KIND: storage, service, provider or webaccess; TEXT: any 16-character key\n"
+             L"exit codes: 0 done; 1 the document has errors (lint); 2 a bad command line, or a "
+             L"file that cannot be read or decrypted; 3 a bad key; 4 output not written; 5 "
+             L"input not of the expected form\n");
+}
+
+int UsageError(const std::wstring& message) {
+    Fail(ExitUsage, message);
+    PrintUsage();
+    return ExitUsage;
+}
+
+bool NoOtherOptions(const Arguments& arguments, int* exitCode) {
+    for (const std::wstring& argument : arguments) {
+        if (argument.rfind(L"--", 0) == 0) {
+            *exitCode = UsageError(L"unknown option '" + argument + L"'");
+            return false;
+        }
     }
     return true;
 }

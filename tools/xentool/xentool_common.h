@@ -1,6 +1,6 @@
 #pragma once
-// What every xentool command shares: the command record, exit codes, messages, whole
-// file input and output, and the document keys.
+// What every xentool command shares: the command table, exit codes, messages and the
+// usage text, whole file input and output, and the document keys.
 
 #include <cstdint>
 #include <string>
@@ -27,6 +27,26 @@ struct Command {
     int (*run)(const Arguments& arguments);
 };
 
+// The command groups, each in its own xentool_*.cpp: encrypt and decrypt (policy
+// documents to and from their .xen form); plan (what a storage-control document would do
+// on a system, without doing it: the module's own reader reads the document and its
+// chain runs dry, StorageDryRun.h); lint (xentool_lint.h).
+std::vector<Command> CryptCommands();
+std::vector<Command> PlanCommands();
+std::vector<Command> LintCommands();
+
+std::vector<Command> AllCommands();
+
+void PrintUsage();  // to stderr
+
+// A bad command line (no or an unknown command, a bad or missing option or argument):
+// "xentool: <message>" and the usage text on stderr. Returns ExitUsage.
+int UsageError(const std::wstring& message);
+
+// What is left of a command line once a command has taken its options must not hold
+// another: false, with the usage error reported in exitCode, when it does.
+bool NoOtherOptions(const Arguments& arguments, int* exitCode);
+
 // Writes "xentool: <message>" to stderr and returns the code.
 int Fail(int code, const std::wstring& message);
 // "<system text> (error N)".
@@ -35,8 +55,13 @@ std::wstring DescribeError(uint32_t error);
 std::wstring Hex32(uint32_t value);
 
 bool ReadWholeFile(const std::wstring& path, std::vector<uint8_t>* bytes, uint32_t* error);
+// The file's bytes encrypted under key: ExitOk, or the exit code already reported.
+int ReadEncrypted(const std::wstring& path, const std::string& key,
+                  std::vector<uint8_t>* ciphertext);
 // Creates or replaces the file.
 bool WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& bytes, uint32_t* error);
+// The full path, or path itself when it has none.
+std::wstring FullPath(const std::wstring& path);
 // Whether two paths name the same file (full paths compared without regard to case).
 bool SamePath(const std::wstring& first, const std::wstring& second);
 

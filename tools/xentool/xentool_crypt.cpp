@@ -1,4 +1,4 @@
-#include "xentool_usage.h"
+#include "xentool_common.h"
 
 #include <windows.h>
 
@@ -56,17 +56,9 @@ int Encrypt(const Arguments& arguments) {
     if (!ParseJob(arguments, &job, &exitCode)) {
         return exitCode;
     }
-    std::vector<uint8_t> plaintext;
-    uint32_t error = 0;
-    if (!ReadWholeFile(job.input, &plaintext, &error)) {
-        return InputFailure(job.input, error);
-    }
     std::vector<uint8_t> ciphertext;
-    if (!ZorvCommon::Storage::EncryptDocumentBytes(job.key.c_str(), plaintext, &ciphertext,
-                                                   &error)) {
-        return Fail(ExitData, L"encryption failed: " + DescribeError(error));
-    }
-    return Save(job.output, ciphertext);
+    exitCode = ReadEncrypted(job.input, job.key, &ciphertext);
+    return exitCode != ExitOk ? exitCode : Save(job.output, ciphertext);
 }
 
 // Reads through the same decrypting file the module uses.

@@ -6,7 +6,7 @@
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_usage.h"
+#include "xentool_common.h"
 
 namespace Xentool {
 
@@ -18,11 +18,6 @@ constexpr int kLintErrors = 1;
 constexpr int kLintUnreadable = 2;
 
 using namespace Ostrel::Vocabulary;
-
-// DocumentKind follows the order of the keys.
-DocumentKind KindOf(size_t keyIndex) {
-    return static_cast<DocumentKind>(keyIndex + 1);
-}
 
 struct RootKind {
     const wchar_t* Root;
@@ -57,20 +52,11 @@ bool Decrypt(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>& plain
         if (ZorvCommon::Storage::DecryptDocumentBytes(kDocumentKeys[index].Key, ciphertext,
                                                       &plaintext) &&
             LooksLikeXml(plaintext)) {
-            kind = KindOf(index);
+            kind = static_cast<DocumentKind>(index + 1);  // the kinds follow the keys' order
             return true;
         }
     }
     return false;
-}
-
-const wchar_t* KindName(DocumentKind kind) {
-    for (size_t index = 0; index < std::size(kDocumentKeys); ++index) {
-        if (KindOf(index) == kind) {
-            return kDocumentKeys[index].Kind.data();
-        }
-    }
-    return L"unknown";
 }
 
 // The root decides which rules apply; an encrypted document's key must agree with it.
@@ -82,10 +68,12 @@ void LintDocument(const XmlElement& root, DocumentKind keyKind, Findings& findin
         CheckSpelling(root, known.Root, findings);
         if (keyKind != DocumentKind::Unknown && keyKind != known.Kinds[0] &&
             keyKind != known.Kinds[1]) {
-            findings.Error(root.At, std::wstring(L"encrypted with the ") + KindName(keyKind) +
-                                        L" key, but <" + root.Name +
-                                        L"> is the root of another "
-                                        L"kind of document");
+            findings.Error(root.At,
+                           L"encrypted with the " +
+                               std::wstring(kDocumentKeys[static_cast<size_t>(keyKind) - 1].Kind) +
+                               L" key, but <" + root.Name +
+                               L"> is the root of another "
+                               L"kind of document");
         }
         switch (known.Kinds[0]) {
             case DocumentKind::Storage:

@@ -117,10 +117,6 @@ std::wstring AttributeText(const XmlElement& element, const wchar_t* name);
 // L"\"text\"".
 std::wstring Quote(const std::wstring& text);
 
-// Whole-text checks shared by the kinds.
-bool IsNotEmpty(const std::wstring& text);
-bool IsGuid(const std::wstring& text);
-bool IsDecimal(const std::wstring& text);
 // True when text is one of words, compared exactly.
 bool IsOneOf(const std::wstring& text, const TextRule::Words& words);
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 
 #include "Frwk_StringUtility.h"
-#include "Frwk_Utility.h"
-#include "ZorvComn_String.h"
 
 namespace Xentool {
 
@@ -156,20 +154,6 @@ std::wstring AttributeText(const XmlElement& element, const wchar_t* name) {
 
 std::wstring Quote(const std::wstring& text) {
     return L"\"" + text + L"\"";
-}
-
-bool IsNotEmpty(const std::wstring& text) {
-    return !text.empty();
-}
-
-bool IsGuid(const std::wstring& text) {
-    GUID guid = {};
-    return Frwk::Utility::T2Guid(text, guid);
-}
-
-bool IsDecimal(const std::wstring& text) {
-    uint32_t value = 0;
-    return ZorvCommon::String::StrToUlDecimal(text, value);
 }
 
 bool IsOneOf(const std::wstring& text, const TextRule::Words& words) {

@@ -1,6 +1,8 @@
 // The service and provider policy documents: one grammar for both, the element of the
 // other kind refused.
 
+#include "Frwk_Utility.h"
+#include "ZorvComn_String.h"
 #include "xentool_lint.h"
 
 namespace Xentool {
@@ -8,6 +10,20 @@ namespace Xentool {
 namespace {
 
 using namespace Ostrel::Vocabulary;
+
+bool IsNotEmpty(const std::wstring& text) {
+    return !text.empty();
+}
+
+bool IsGuid(const std::wstring& text) {
+    GUID guid = {};
+    return Frwk::Utility::T2Guid(text, guid);
+}
+
+bool IsDecimal(const std::wstring& text) {
+    uint32_t value = 0;
+    return ZorvCommon::String::StrToUlDecimal(text, value);
+}
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cwctype>
 
 #include "Frwk_StringUtility.h"
@@ -69,14 +70,11 @@ void CheckVersionBound(const XmlElement& element, const wchar_t* name, Findings&
         SrvFrwk::Unit::ConvertVersion(pBound->Value, major, minor, build, fourth);
     if (converted < 0) {
         findings.Error(pBound->At, Quote(pBound->Value) +
-                                       L" is not a version the reader takes "
-                                       L"(major.minor.build, minor and build "
-                                       L"of 1 to 4 digits); it counts as "
-                                       L"0.0.0.0");
+                                       L" is not a version the reader takes (major.minor.build, "
+                                       L"minor and build of 1 to 4 digits); it counts as 0.0.0.0");
     } else if (converted == 0) {
         findings.Warning(pBound->At, Quote(pBound->Value) +
-                                         L" reads as 0.0.0.0: a version needs "
-                                         L"major.minor.build");
+                                         L" reads as 0.0.0.0: a version needs major.minor.build");
     }
     readable = converted == 1;
 }
@@ -91,11 +89,10 @@ void CheckTargeting(const XmlElement& element, bool check, Findings& findings) {
             }
         }
         if (element.FindAttribute(L"maxversion") == nullptr) {
-            findings.Error(element.At, L"<" + element.Name +
-                                           L"> has no \"maxversion\": with "
-                                           L"check=\"yes\" the absent bound "
-                                           L"counts as 0.0.0.0 and the element "
-                                           L"is always skipped");
+            findings.Error(element.At,
+                           L"<" + element.Name +
+                               L"> has no \"maxversion\": with check=\"yes\" the absent "
+                               L"bound counts as 0.0.0.0 and the element is always skipped");
         }
     }
     bool minReadable = false;
@@ -145,21 +142,18 @@ void CheckNumber(const ChildText& value, bool wide, Findings& findings) {
 
 void CheckBinary(const ChildText& value, Findings& findings) {
     if (value.Text.size() < 2) {
-        findings.Error(value.At, Quote(value.Text) +
-                                     L" is too short for binary: two hex digits "
-                                     L"make a byte");
+        findings.Error(value.At,
+                       Quote(value.Text) + L" is too short for binary: two hex digits make a byte");
         return;
     }
     if (value.Text.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos) {
         findings.Error(value.At, Quote(value.Text) +
-                                     L" holds characters that are not hex "
-                                     L"digits; each pair is read only up to "
-                                     L"its first non-hex character");
+                                     L" holds characters that are not hex digits; each pair is "
+                                     L"read only up to its first non-hex character");
     }
     if (value.Text.size() % 2 != 0) {
-        findings.Warning(value.At, Quote(value.Text) +
-                                       L" has an odd number of digits: the "
-                                       L"last one is ignored");
+        findings.Warning(
+            value.At, Quote(value.Text) + L" has an odd number of digits: the last one is ignored");
     }
 }
 
@@ -175,9 +169,9 @@ void CheckEntry(const XmlElement& control, uint32_t action, bool iniFile, Findin
         return;  // reported with the structure
     }
     if (name.Text.empty() && !takesSection) {
-        findings.Error(control.At,
-                       L"this action needs a <Name>: only create and delete act on "
-                       L"the section itself");
+        findings.Error(
+            control.At,
+            L"this action needs a <Name>: only create and delete act on the section itself");
     }
     if (!name.Text.empty() && valueType == Ostrel::Storage::ValueTypeName &&
         action != Ostrel::Storage::VisitorTypeDelete) {
@@ -220,9 +214,8 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
         const ChildText overwrite = TextOf(control, StorageElement::kOverwrite);
         if (action == Ostrel::Storage::VisitorTypeStore && overwrite.Text != L"yes") {
             findings.Warning(actionText.At,
-                             L"a store without <Overwrite>yes</Overwrite> acts as "
-                             L"a create: it writes only into a key that does not "
-                             L"exist yet");
+                             L"a store without <Overwrite>yes</Overwrite> acts as a create: it "
+                             L"writes only into a key that does not exist yet");
             action = Ostrel::Storage::VisitorTypeCreate;
         }
         CheckEntry(control, action, iniFile, findings);
@@ -234,10 +227,9 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
                                  L"section always counts as existing");
             } else if (written) {
                 findings.Warning(actionText.At,
-                                 L"this create is never written: an earlier entry "
-                                 L"creates the key, and a create leaves every "
-                                 L"value of an existing key alone (only the "
-                                 L"first entry is written into a new key)");
+                                 L"this create is never written: an earlier entry creates the "
+                                 L"key, and a create leaves every value of an existing key "
+                                 L"alone (only the first entry is written into a new key)");
             }
         }
         written = written || action == Ostrel::Storage::VisitorTypeCreate ||
@@ -245,14 +237,14 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
                   action == Ostrel::Storage::VisitorTypeAppend;
     }
     if (!any) {
-        findings.Warning(section.At, L"<" + section.Name +
-                                         L"> has no <Control>: the reader "
-                                         L"skips it");
+        findings.Warning(section.At,
+                         L"<" + section.Name + L"> has no <Control>: the reader skips it");
     }
 }
 
 // "$NAME$" texts in an INI path: the four macros the reader expands, and typos of them.
 void CheckIniPath(const ChildText& path, Findings& findings) {
+    const TextRule::Words macros(std::begin(kPathMacros), std::end(kPathMacros));
     std::wstring expanded;
     for (size_t start = path.Text.find(L'$'); start != std::wstring::npos;) {
         const size_t end = path.Text.find(L'$', start + 1);
@@ -267,10 +259,8 @@ void CheckIniPath(const ChildText& path, Findings& findings) {
             start = end;
             continue;
         }
-        if (!IsOneOf(macro, TextRule::Words(std::begin(kPathMacros), std::end(kPathMacros)))) {
-            findings.Error(path.At, Quote(macro) + L" is not a path macro (" +
-                                        ListWords(TextRule::Words(std::begin(kPathMacros),
-                                                                  std::end(kPathMacros))) +
+        if (!IsOneOf(macro, macros)) {
+            findings.Error(path.At, Quote(macro) + L" is not a path macro (" + ListWords(macros) +
                                         L"); it stays in the path as written");
         } else if (expanded.empty()) {
             expanded = macro;
@@ -282,31 +272,28 @@ void CheckIniPath(const ChildText& path, Findings& findings) {
     }
 }
 
-void CheckRegistry(const XmlElement& section, Findings& findings) {
+// A child that is present but empty.
+void CheckNotEmpty(const ChildText& child, const wchar_t* what, Findings& findings) {
+    if (child.Present && child.Text.empty()) {
+        findings.Error(child.At, std::wstring(L"the ") + what + L" is empty");
+    }
+}
+
+void CheckPaths(const XmlElement& section, bool iniFile, Findings& findings) {
     const ChildText path = TextOf(section, StorageElement::kPath);
-    if (path.Present && path.Text.empty()) {
-        findings.Error(path.At, L"the key path is empty");
+    if (iniFile) {
+        CheckNotEmpty(path, L"INI file path", findings);
+        CheckIniPath(path, findings);
+        CheckNotEmpty(TextOf(section, StorageElement::kSection), L"INI section name", findings);
+        return;
     }
+    CheckNotEmpty(path, L"key path", findings);
     std::wstring lower = path.Text;
-    for (wchar_t& c : lower) {
-        c = static_cast<wchar_t>(towlower(c));
-    }
+    std::transform(lower.begin(), lower.end(), lower.begin(), towlower);
     if (lower.find(L"wow6432node") != std::wstring::npos) {
         findings.Warning(path.At,
                          L"the path names Wow6432Node: write the key's own path and "
                          L"<AccessMode>32bit</AccessMode>");
-    }
-}
-
-void CheckIniFile(const XmlElement& section, Findings& findings) {
-    const ChildText path = TextOf(section, StorageElement::kPath);
-    if (path.Present && path.Text.empty()) {
-        findings.Error(path.At, L"the INI file path is empty");
-    }
-    CheckIniPath(path, findings);
-    const ChildText name = TextOf(section, StorageElement::kSection);
-    if (name.Present && name.Text.empty()) {
-        findings.Error(name.At, L"the INI section name is empty");
     }
 }
 
@@ -372,11 +359,7 @@ void LintStorage(const XmlElement& root, Findings& findings) {
             continue;
         }
         CheckTargeting(section, check, findings);
-        if (iniFile) {
-            CheckIniFile(section, findings);
-        } else {
-            CheckRegistry(section, findings);
-        }
+        CheckPaths(section, iniFile, findings);
         CheckControls(section, iniFile, check, findings);
     }
 }

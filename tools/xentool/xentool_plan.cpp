@@ -1,9 +1,8 @@
-#include "xentool_usage.h"
+#include "xentool_common.h"
 
 #include <windows.h>
 
 #include "XmlParserStorageControl.h"
-#include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
 #include "xentool_plan_output.h"
 #include "xentool_profile.h"
@@ -54,25 +53,18 @@ private:
 };
 
 bool IsPlainDocument(const std::wstring& path) {
-    static const wchar_t kExtension[] = L".xml";
-    const size_t cchExtension = ARRAYSIZE(kExtension) - 1;
-    return path.size() >= cchExtension &&
-           CompareStringOrdinal(path.c_str() + path.size() - cchExtension,
-                                static_cast<int>(cchExtension), kExtension,
-                                static_cast<int>(cchExtension), TRUE) == CSTR_EQUAL;
+    return path.size() >= 4 &&
+           CompareStringOrdinal(path.c_str() + path.size() - 4, 4, L".xml", 4, TRUE) == CSTR_EQUAL;
 }
 
 // A plain document is read through an encrypted copy: the reader only takes .xen files.
 int EncryptToTemporary(const std::wstring& path, const std::string& key, TemporaryFile& copy) {
-    std::vector<uint8_t> plaintext;
     std::vector<uint8_t> ciphertext;
+    const int exitCode = ReadEncrypted(path, key, &ciphertext);
+    if (exitCode != ExitOk) {
+        return exitCode;
+    }
     uint32_t error = 0;
-    if (!ReadWholeFile(path, &plaintext, &error)) {
-        return Fail(ExitInput, L"cannot read '" + path + L"': " + DescribeError(error));
-    }
-    if (!ZorvCommon::Storage::EncryptDocumentBytes(key.c_str(), plaintext, &ciphertext, &error)) {
-        return Fail(ExitData, L"encryption failed: " + DescribeError(error));
-    }
     if (!copy.Create(&error) || !WriteWholeFile(copy.Path(), ciphertext, &error)) {
         return Fail(ExitOutput, L"cannot write a temporary copy: " + DescribeError(error));
     }

@@ -5,6 +5,7 @@
 #include "StorageProduct.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_String.h"
+#include "xentool_common.h"
 
 namespace Xentool {
 
@@ -85,11 +86,7 @@ void DescribeThisMachine(Ostrel::Storage::TargetSystem& system) {
 
 bool LoadProfile(const std::wstring& path, Ostrel::Storage::TargetSystem& system,
                  std::wstring& problem) {
-    wchar_t fullPath[MAX_PATH * 2] = {};
-    const DWORD cchFullPath =
-        GetFullPathNameW(path.c_str(), ARRAYSIZE(fullPath), fullPath, nullptr);
-    const std::wstring profile =
-        cchFullPath > 0 && cchFullPath < ARRAYSIZE(fullPath) ? fullPath : path;
+    const std::wstring profile = FullPath(path);
     ProfileReader reader(profile, problem);
     if (GetFileAttributesW(profile.c_str()) == INVALID_FILE_ATTRIBUTES) {
         return reader.Fail(L"cannot be read");

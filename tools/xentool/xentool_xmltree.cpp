@@ -70,12 +70,7 @@ private:
         m_pCurrent = m_pCurrent != nullptr ? m_pCurrent->Parent : nullptr;
     }
 
-    Position Here() {
-        Position at;
-        at.Line = m_Reader.GetLineNumber();
-        at.Column = m_Reader.GetLinePosition();
-        return at;
-    }
+    Position Here() { return {m_Reader.GetLineNumber(), m_Reader.GetLinePosition()}; }
 
     void GuardProgress(XmlNodeType nodeType, const Position& at) {
         const bool same =
@@ -182,10 +177,9 @@ Position TextStart(const std::vector<std::wstring>& lines, const Position& eleme
             } else if (c == L'"' || c == L'\'') {
                 quote = c;
             } else if (c == L'>') {
-                Position at;
-                at.Line = static_cast<uint32_t>(column < text.size() ? line : line + 1);
-                at.Column = static_cast<uint32_t>(column < text.size() ? column + 1 : 1);
-                return at;
+                return column < text.size() ? Position{static_cast<uint32_t>(line),
+                                                       static_cast<uint32_t>(column + 1)}
+                                            : Position{static_cast<uint32_t>(line + 1), 1};
             }
         }
     }
@@ -232,9 +226,8 @@ bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>&
         return false;
     }
     const std::vector<std::wstring> lines = SourceLines(bytes);
-    Position end;
-    end.Line = static_cast<uint32_t>(lines.size());
-    end.Column = static_cast<uint32_t>(lines.back().size() + 1);
+    const Position end{static_cast<uint32_t>(lines.size()),
+                       static_cast<uint32_t>(lines.back().size() + 1)};
     XmlLiteReader reader;
     try {
         reader.Create(library, stream.get());
@@ -244,8 +237,7 @@ bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>&
     } catch (XmlException* pException) {
         const std::unique_ptr<XmlException> owner(pException);
         failure.Result = pException->m_Result;
-        failure.At.Line = pException->m_ReaderLine;
-        failure.At.Column = pException->m_ReaderColumn;
+        failure.At = {pException->m_ReaderLine, pException->m_ReaderColumn};
         return false;
     }
 }
