@@ -186,12 +186,17 @@ struct DryRun::State {
                });
     }
 
-    // Creates the key with its missing parents.
     void Create(const Place& place) {
         if (!Exists(place) && pOperation != nullptr) {
             pOperation->KeyCreated = true;
         }
         Changes.push_back({Change::Created, KeyId(place), place.Path, L"", {}});
+    }
+
+    void Wrote() {
+        if (pOperation != nullptr) {
+            pOperation->Written = true;
+        }
     }
 
     // Empty when the key holds no value of that name.
@@ -230,13 +235,11 @@ struct DryRun::State {
                     })) {
                     names.push_back(name);
                 }
-            } else if (change.What == Change::Removed && AtOrBelow(key, change.Key)) {
-                names.clear();
-            } else if (change.What == Change::Removed &&
-                       change.Key.substr(0, change.Key.find_last_of(L'\\')) == key) {
+            } else if (change.What == Change::Removed) {  // the sub-key, or the key or a parent
                 names.erase(std::remove_if(names.begin(), names.end(),
                                            [&](const std::wstring& name) {
-                                               return key + L"\\" + Lower(name) == change.Key;
+                                               return AtOrBelow(key + L"\\" + Lower(name),
+                                                                change.Key);
                                            }),
                             names.end());
             }
@@ -319,16 +322,9 @@ public:
 
     using RegistryBase::DeleteValue;
 
-    bool Open(const Key& key, const std::wstring& name) override {
-        OpenAt(key.m_Root, JoinKeyPath(key.m_SubKey, name));
-        return true;
-    }
+    bool Open(const Key& key, const std::wstring& name) override { return Enter(key, name, false); }
     bool Create(const Key& key, const std::wstring& name) override {
-        const Place place = KeyPlace(key.m_Root, m_View, JoinKeyPath(key.m_SubKey, name));
-        m_State.Touched = true;
-        m_State.Create(place);
-        Adopt(place);
-        return true;
+        return Enter(key, name, true);
     }
     bool OpenForDelete(const Key& key, const std::wstring& name) override {
         return Open(key, name);
@@ -356,9 +352,7 @@ public:
     bool SetStored(const std::wstring& name, const RegistryValue& value) override {
         Require();
         m_State.Changes.push_back({Change::Written, KeyId(), m_Place.Path, Lower(name), value});
-        if (m_State.pOperation != nullptr) {
-            m_State.pOperation->Written = true;
-        }
+        m_State.Wrote();
         return true;
     }
     // The commands delete registry keys only through a tree delete.
@@ -380,15 +374,16 @@ public:
     // The commands never list values.
     bool EnumValues(std::vector<std::wstring>&) override { return false; }
     std::unique_ptr<RegistryBase> OpenNode(const Key& key, const std::wstring& name) override {
-        std::unique_ptr<PictureRegistry> node = NewNode();
+        std::unique_ptr<PictureRegistry> node(new (std::nothrow) PictureRegistry(m_State, m_View));
+        if (node == nullptr) {
+            ZORV_THROW_STORAGE(ERROR_OUTOFMEMORY);
+        }
         node->Open(key, name);
         return node;
     }
     std::unique_ptr<RegistryBase> OpenSubNode(const std::wstring& name) override {
         Require();
-        std::unique_ptr<PictureRegistry> node = NewNode();
-        node->OpenAt(m_Place.Root, JoinKeyPath(m_Place.Path, name));
-        return node;
+        return OpenNode(Key(StorageTypeRegistry, m_Place.Root, m_Place.Path), name);
     }
     bool DeleteOpenKey() override {
         Require();
@@ -402,19 +397,19 @@ public:
     }
 
 private:
-    void OpenAt(HKEY root, const std::wstring& path) {
-        const Place place = KeyPlace(root, m_View, path);
+    // Opens the key, or creates it with its missing parents.
+    bool Enter(const Key& key, const std::wstring& name, bool create) {
+        const Place place = KeyPlace(key.m_Root, m_View, JoinKeyPath(key.m_SubKey, name));
         m_State.Touched = true;
-        if (!m_State.Exists(place)) {
+        if (create) {
+            m_State.Create(place);
+        } else if (!m_State.Exists(place)) {
             ZORV_THROW_STORAGE(ERROR_FILE_NOT_FOUND);
         }
-        Adopt(place);
-    }
-
-    void Adopt(const Place& place) {
         m_Place = place;
         m_Opened = m_State.Changes.size();
         m_Open = true;
+        return true;
     }
 
     std::wstring KeyId() const { return State::KeyId(m_Place); }
@@ -430,14 +425,6 @@ private:
                 ZORV_THROW_STORAGE(ERROR_KEY_DELETED);
             }
         }
-    }
-
-    std::unique_ptr<PictureRegistry> NewNode() const {
-        std::unique_ptr<PictureRegistry> node(new (std::nothrow) PictureRegistry(m_State, m_View));
-        if (node == nullptr) {
-            ZORV_THROW_STORAGE(ERROR_OUTOFMEMORY);
-        }
-        return node;
     }
 
     State& m_State;
@@ -460,9 +447,7 @@ public:
     bool SetString(const std::wstring& name, const std::wstring& text) override {
         (void)IniFile::SetString(name, text);  // true, or it throws
         Changed();
-        if (m_State.pOperation != nullptr) {
-            m_State.pOperation->Written = true;
-        }
+        m_State.Wrote();
         return true;
     }
     bool DeleteKey(const std::wstring& name) override {

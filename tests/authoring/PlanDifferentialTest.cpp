@@ -16,7 +16,7 @@
 #include "StorageDryRun.h"
 #include "XmlParserStorageControl.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_profile.h"
+#include "xentool_plan.h"
 
 namespace {
 

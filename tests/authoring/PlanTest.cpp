@@ -14,7 +14,7 @@
 #include "Scratch.h"
 #include "ToolRun.h"
 #include "XmlParserStorageControl.h"
-#include "xentool_profile.h"
+#include "xentool_plan.h"
 
 namespace {
 

@@ -8,8 +8,6 @@
 
 namespace Xentool {
 
-namespace {
-
 using Ostrel::Storage::DocumentEntry;
 using Ostrel::Storage::ISection;
 using Ostrel::Storage::PlannedOperation;
@@ -17,6 +15,8 @@ using Ostrel::Storage::Target;
 using Ostrel::Storage::TargetSystem;
 using Ostrel::Storage::TargetVerdict;
 using Tools::JsonWriter;
+
+namespace {
 
 // The word of value in table; "?" for a value without one.
 template <size_t N>
@@ -71,9 +71,8 @@ const TargetAttribute kTargetAttributes[] = {
     {L"product", &Target::Product},       {L"minversion", &Target::MinVersion},
     {L"maxversion", &Target::MaxVersion}, {L"assign", &Target::Assign}};
 
-// ---- Text and JSON pieces --------------------------------------------------------
-
-std::wstring DescribeTarget(const Target& target) {
+// " [platform=... assign=...]: kept" or ": skipped (why)".
+std::wstring DescribeTargeting(const Target& target, TargetVerdict verdict) {
     std::wstring text;
     for (const TargetAttribute& attribute : kTargetAttributes) {
         const std::wstring& value = target.*attribute.Field;
@@ -81,13 +80,10 @@ std::wstring DescribeTarget(const Target& target) {
             text += (text.empty() ? L" [" : L" ") + std::wstring(attribute.Name) + L"=" + value;
         }
     }
-    return text.empty() ? text : text + L"]";
-}
-
-std::wstring DescribeVerdict(TargetVerdict verdict) {
-    return verdict == TargetVerdict::Targeted
-               ? std::wstring(L"kept")
-               : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")";
+    return (text.empty() ? text : text + L"]") + L": " +
+           (verdict == TargetVerdict::Targeted
+                ? std::wstring(L"kept")
+                : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")");
 }
 
 std::wstring DescribeEntry(const Target& target, TargetVerdict verdict,
@@ -105,7 +101,7 @@ std::wstring DescribeEntry(const Target& target, TargetVerdict verdict,
             text += L" overwrite";
         }
     }
-    return text + DescribeTarget(target) + L": " + DescribeVerdict(verdict);
+    return text + DescribeTargeting(target, verdict);
 }
 
 std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& source) {
@@ -120,17 +116,12 @@ std::wstring DescribeSystem(const TargetSystem& system, const std::wstring& sour
            (system.ProductVersion.empty() ? L"(none)" : system.ProductVersion);
 }
 
-bool IsIniFile(const PlannedOperation& operation) {
-    return operation.pSection->GetType() == Ostrel::Storage::SectionTypeIniFile;
-}
-
 uint32_t ValueTypeOf(const PlannedOperation& operation) {
     return operation.pEntry != nullptr ? operation.pEntry->GetType()
                                        : static_cast<uint32_t>(Ostrel::Storage::ValueTypeName);
 }
 
-// ---- What the dry run saw, in words ------------------------------------------------
-
+// What the dry run saw, in words.
 const wchar_t* FailureReason(const PlannedOperation& operation) {
     using Ostrel::Storage::ValueTypeBinary;
     const HRESULT hr = operation.Result;
@@ -140,10 +131,10 @@ const wchar_t* FailureReason(const PlannedOperation& operation) {
     if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_KEY_DELETED)) {
         return L"the key is gone";
     }
-    if (IsIniFile(operation) && ValueTypeOf(operation) == ValueTypeBinary) {
+    if (operation.Where.IsIniFile && ValueTypeOf(operation) == ValueTypeBinary) {
         return L"INI files hold no binary values";
     }
-    if (IsIniFile(operation) && ValueTypeOf(operation) == Ostrel::Storage::ValueTypeUint64) {
+    if (operation.Where.IsIniFile && ValueTypeOf(operation) == Ostrel::Storage::ValueTypeUint64) {
         return L"INI files hold no uint64 values";
     }
     if (hr == Ostrel::kNotFound) {
@@ -172,12 +163,12 @@ std::wstring EffectOf(const PlannedOperation& operation) {
     }
     if (operation.pEntry == nullptr) {
         if (operation.CommandType == VisitorTypeDelete) {
-            return IsIniFile(operation) ? L"removes the section with its values"
-                                        : L"removes the key and the keys below it";
+            return operation.Where.IsIniFile ? L"removes the section with its values"
+                                             : L"removes the key and the keys below it";
         }
-        return IsIniFile(operation)   ? L"nothing: an INI section appears with its first value"
-               : operation.KeyCreated ? L"creates the key"
-                                      : L"unchanged: the key exists";
+        return operation.Where.IsIniFile ? L"nothing: an INI section appears with its first value"
+               : operation.KeyCreated    ? L"creates the key"
+                                         : L"unchanged: the key exists";
     }
     if (operation.Written) {
         return operation.KeyCreated ? L"written (creates the key)" : L"written";
@@ -188,36 +179,11 @@ std::wstring EffectOf(const PlannedOperation& operation) {
         case VisitorTypeDelete:
             return operation.Now != operation.After ? L"removed" : L"nothing to remove";
         default:
-            return IsIniFile(operation) ? L"unchanged: an INI section always counts as existing"
-                                        : L"unchanged: the key exists";
+            return operation.Where.IsIniFile
+                       ? L"unchanged: an INI section always counts as existing"
+                       : L"unchanged: the key exists";
     }
 }
-
-void PrintOperations(size_t commandCount, const std::vector<PlannedOperation>& operations) {
-    PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
-    for (const PlannedOperation& operation : operations) {
-        std::wstring text = L"  " + std::to_wstring(operation.CommandNumber) + L". " +
-                            CommandName(operation.CommandType) + L" " +
-                            DescribeSection(*operation.pSection);
-        if (operation.pEntry == nullptr) {
-            text += L" (the section itself)";
-        } else {
-            text += L" " + operation.Name;
-            if (ValueTypeOf(operation) != Ostrel::Storage::ValueTypeName) {
-                text += L" = " + Ostrel::Storage::DescribeValue(*operation.pEntry) + L" (" +
-                        ValueTypeName(ValueTypeOf(operation)) + L")";
-            }
-        }
-        PrintLine(text);
-        PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " +
-                  EffectOf(operation));
-        for (const std::wstring& removed : operation.Removed) {
-            PrintLine(L"       removes " + removed);
-        }
-    }
-}
-
-// ---- JSON --------------------------------------------------------------------------
 
 void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) {
     json.BeginObject(L"target");
@@ -229,32 +195,6 @@ void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) 
     }
     json.EndObject();
     json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
-}
-
-void WriteOperations(JsonWriter& json, const std::vector<PlannedOperation>& operations) {
-    json.BeginArray(L"operations");
-    for (const PlannedOperation& operation : operations) {
-        json.BeginObject();
-        json.Number(L"command", operation.CommandNumber);
-        json.String(L"action", CommandName(operation.CommandType));
-        json.String(L"place", DescribeSection(*operation.pSection));
-        json.String(L"name", operation.Name);
-        json.String(L"type", ValueTypeName(ValueTypeOf(operation)));
-        json.String(L"value", operation.pEntry != nullptr
-                                  ? Ostrel::Storage::DescribeValue(*operation.pEntry)
-                                  : std::wstring());
-        json.String(L"now", operation.Now);
-        json.String(L"after", operation.After);
-        json.String(L"effect", EffectOf(operation));
-        json.BeginArray(L"removes");
-        for (const std::wstring& removed : operation.Removed) {
-            json.String(nullptr, removed);
-        }
-        json.EndArray();
-        json.String(L"result", Hex32(static_cast<uint32_t>(operation.Result)));
-        json.EndObject();
-    }
-    json.EndArray();
 }
 
 void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstring& source) {
@@ -296,7 +236,7 @@ void PlanPrinter::OnSection(const std::wstring& elementName, const Target& targe
                             TargetVerdict verdict) {
     m_Open = true;
     if (!m_Json) {
-        PrintLine(elementName + DescribeTarget(target) + L": " + DescribeVerdict(verdict));
+        PrintLine(elementName + DescribeTargeting(target, verdict));
         return;
     }
     m_Writer.BeginObject();
@@ -360,15 +300,63 @@ void PlanPrinter::OnSectionEnd(const std::wstring& elementName, const ISection* 
 
 void PlanPrinter::Finish(size_t commandCount, const std::vector<PlannedOperation>& operations,
                          HRESULT result, HRESULT requestResult) {
+    if (m_Json) {
+        m_Writer.EndArray();
+        m_Writer.Number(L"commands", commandCount);
+        m_Writer.BeginArray(L"operations");
+    } else {
+        PrintLine(L"command chain: " + std::to_wstring(commandCount) + L" command(s)");
+    }
+    for (const PlannedOperation& operation : operations) {
+        const std::wstring action = CommandName(operation.CommandType);
+        const std::wstring place = DescribeSection(*operation.pSection);
+        const std::wstring type = ValueTypeName(ValueTypeOf(operation));
+        const std::wstring value = operation.pEntry != nullptr
+                                       ? Ostrel::Storage::DescribeValue(*operation.pEntry)
+                                       : std::wstring();
+        const std::wstring effect = EffectOf(operation);
+        if (m_Json) {
+            m_Writer.BeginObject();
+            m_Writer.Number(L"command", operation.CommandNumber);
+            m_Writer.String(L"action", action);
+            m_Writer.String(L"place", place);
+            m_Writer.String(L"name", operation.Name);
+            m_Writer.String(L"type", type);
+            m_Writer.String(L"value", value);
+            m_Writer.String(L"now", operation.Now);
+            m_Writer.String(L"after", operation.After);
+            m_Writer.String(L"effect", effect);
+            m_Writer.BeginArray(L"removes");
+            for (const std::wstring& removed : operation.Removed) {
+                m_Writer.String(nullptr, removed);
+            }
+            m_Writer.EndArray();
+            m_Writer.String(L"result", Hex32(static_cast<uint32_t>(operation.Result)));
+            m_Writer.EndObject();
+            continue;
+        }
+        std::wstring text =
+            L"  " + std::to_wstring(operation.CommandNumber) + L". " + action + L" " + place;
+        if (operation.pEntry == nullptr) {
+            text += L" (the section itself)";
+        } else {
+            text += L" " + operation.Name;
+            if (ValueTypeOf(operation) != Ostrel::Storage::ValueTypeName) {
+                text += L" = " + value + L" (" + type + L")";
+            }
+        }
+        PrintLine(text);
+        PrintLine(L"       now " + operation.Now + L" -> " + operation.After + L": " + effect);
+        for (const std::wstring& removed : operation.Removed) {
+            PrintLine(L"       removes " + removed);
+        }
+    }
     if (!m_Json) {
-        PrintOperations(commandCount, operations);
         PrintLine(L"result: " + Hex32(result));
         PrintLine(L"request result: " + Hex32(requestResult));
         return;
     }
     m_Writer.EndArray();
-    m_Writer.Number(L"commands", commandCount);
-    WriteOperations(m_Writer, operations);
     m_Writer.String(L"result", Hex32(result));
     m_Writer.String(L"requestResult", Hex32(requestResult));
     m_Writer.EndObject();
