@@ -149,6 +149,9 @@ HRESULT CServiceManager::QueryValueForWebAccessData(WebAccessControlList* pWebAc
 
 HRESULT CServiceManager::SendMessageForStorageControl(StorageControlRequest* pStorageControl) {
     ZORV_TRACE(L"[Enter] CServiceManager::SendMessageForStorageControl()...");
+    // Held for the whole request, the commands' run included: the object has one reader,
+    // and requests sent to one object take effect one after the other.
+    ZorvCommon::Synchronize::SingleLock lock(&m_CriticalSection);
     Ostrel::Storage::CommandChain cCommandChain;
     HRESULT hResult = QueryValueForStorageControl(&cCommandChain, pStorageControl);
     if (hResult < 0) {
@@ -209,8 +212,6 @@ HRESULT CServiceManager::QueryValueForStorageControl(Ostrel::Storage::CommandCha
     const std::wstring& tszPath = pStorageControl->DocumentPath;
     const std::wstring& tszArgument = pStorageControl->CommandArgument;
 
-    // Held until the reader is done with the document: the object has one reader.
-    ZorvCommon::Synchronize::SingleLock lock(&m_CriticalSection);
     CXmlParserStorageControl cXmlParser(m_XmlParser);
     const HRESULT hResult = cXmlParser.QueryValue(pCommandChain, tszPath, tszArgument);
     if (hResult < 0) {
