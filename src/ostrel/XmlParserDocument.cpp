@@ -61,21 +61,13 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
                                          const std::function<HRESULT()>& walk) {
     ZorvCommon::Storage::XmlParserSession session(m_rXmlParser, file);
     if (!session.IsStarted()) {
-        DOCUMENT_ERROR(
-            L"*** %s() - this->m_rXmlParser.Start() failed. [%s] [0x%08x] [%s] [%lu] [%lu] [%lu]",
-            m_Method, path.c_str(), m_rXmlParser.GetLastResult(),
-            m_rXmlParser.GetLastNodeName().c_str(), m_rXmlParser.GetLastLine(),
-            m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
+        LogReaderFailure((L"this->m_rXmlParser.Start() failed. [" + path + L"]").c_str());
         return ReaderFailure();
     }
 
     HRESULT hr = S_OK;
     if (!m_rXmlParser.MoveToElement(root)) {
-        DOCUMENT_ERROR(
-            L"*** %s() - this->m_rXmlParser.MoveToElement() failed. [0x%08x] [%s] [%lu] [%lu] "
-            L"[%lu]",
-            m_Method, m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
-            m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
+        LogReaderFailure(L"this->m_rXmlParser.MoveToElement() failed.");
         hr = ReaderFailure();
     } else {
         hr = walk();
@@ -83,12 +75,7 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
         // reader's record tells the two apart.
         if (m_rXmlParser.GetLastResult() < 0) {
             m_ReadError = m_rXmlParser.GetLastResult();
-            DOCUMENT_ERROR(
-                L"*** %s() - this->m_rXmlParser failed to read xml. [0x%08x] [%s] [%lu] [%lu] "
-                L"[%lu]",
-                m_Method, m_ReadError, m_rXmlParser.GetLastNodeName().c_str(),
-                m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(),
-                m_rXmlParser.GetLastDepth());
+            LogReaderFailure(L"this->m_rXmlParser failed to read xml.");
         }
     }
     if (!session.Stop()) {
@@ -100,4 +87,11 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
 HRESULT CXmlParserDocument::ReaderFailure() const {
     const HRESULT lastResult = m_rXmlParser.GetLastResult();
     return lastResult < 0 ? lastResult : Ostrel::kWrongState;
+}
+
+void CXmlParserDocument::LogReaderFailure(const wchar_t* what) const {
+    DOCUMENT_ERROR(L"*** %s() - %s [0x%08x] [%s] [%lu] [%lu] [%lu]", m_Method, what,
+                   m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
+                   m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(),
+                   m_rXmlParser.GetLastDepth());
 }

@@ -43,6 +43,8 @@ private:
     [[nodiscard]] HRESULT ReadOpenFile(const std::wstring& path,
                                        ZorvCommon::Storage::FileBase& file, const wchar_t* root,
                                        const std::function<HRESULT()>& walk);
+    // what, then the reader's last code and place.
+    void LogReaderFailure(const wchar_t* what) const;
     // The reader's last code when it is a failure, else 0x80040201.
     [[nodiscard]] HRESULT ReaderFailure() const;
 
