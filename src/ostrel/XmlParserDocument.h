@@ -13,12 +13,10 @@
 
 #include "XmlParserLog.h"
 
-namespace ZorvCommon {
-namespace Storage {
+namespace ZorvCommon::Storage {
 class FileBase;
 class XmlParser;
-}  // namespace Storage
-}  // namespace ZorvCommon
+}  // namespace ZorvCommon::Storage
 
 class CXmlParserDocument {
 public:

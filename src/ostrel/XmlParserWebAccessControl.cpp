@@ -1,6 +1,7 @@
 #include "XmlParserWebAccessControl.h"
 
 #include <new>
+#include <utility>
 
 #include "OstrelResult.h"
 #include "XmlParserDocument.h"
@@ -433,23 +434,22 @@ HRESULT CXmlParserWebAccessControl::CreateWebAccessControlList(WebAccessControlL
                     {filter.Label, filter.FilterType, pSite->Url, *pApplication});
             }
         }
-        AddControlSites(m_WebActivities, list.WebActivities);
-        AddControlSites(m_Protections, list.Protections);
+        // The URLs of the enabled controls whose site exists.
+        for (const auto& [pControls, pUrls] : {std::pair{&m_WebActivities, &list.WebActivities},
+                                               std::pair{&m_Protections, &list.Protections}}) {
+            for (const ControlData& control : *pControls) {
+                const WebSiteData* pSite =
+                    FindByLabel(m_MapOfWebSiteData, control.Address, kNoSite);
+                if (pSite != nullptr && control.Enable) {
+                    pUrls->push_back(pSite->Url);
+                }
+            }
+        }
     } catch (const std::bad_alloc&) {
         hr = E_OUTOFMEMORY;
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CreateWebAccessControlList()...");
     return hr;
-}
-
-void CXmlParserWebAccessControl::AddControlSites(const std::vector<ControlData>& controls,
-                                                 std::vector<std::wstring>& urls) const {
-    for (const ControlData& control : controls) {
-        const WebSiteData* pSite = FindByLabel(m_MapOfWebSiteData, control.Address, kNoSite);
-        if (pSite != nullptr && control.Enable) {
-            urls.push_back(pSite->Url);
-        }
-    }
 }
 
 bool CXmlParserWebAccessControl::ReadAttribute(const wchar_t* method, const wchar_t* name,

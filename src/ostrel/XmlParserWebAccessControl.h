@@ -14,11 +14,9 @@
 #include "XmlParserTextTable.h"
 #include "ZorvComn_DebugLog.h"
 
-namespace ZorvCommon {
-namespace Storage {
+namespace ZorvCommon::Storage {
 class XmlParser;
-}
-}  // namespace ZorvCommon
+}  // namespace ZorvCommon::Storage
 
 class CXmlParserWebAccessControl {
 public:
@@ -91,9 +89,6 @@ private:
                                            const wchar_t* getter,
                                            const Ostrel::TextValue (&table)[N], std::wstring& label,
                                            uint32_t& value) const;
-    // The URLs of the enabled controls whose site exists.
-    void AddControlSites(const std::vector<ControlData>& controls,
-                         std::vector<std::wstring>& urls) const;
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_bIsWindows64bit = false;
