@@ -10,9 +10,7 @@
 // ZORV_ERROR at the caller's statement.
 #define DOCUMENT_ERROR(...) OSTREL_LOG_AT(m_Place, ::ZorvCommon::LogLevelError, __VA_ARGS__)
 
-namespace {
 constexpr size_t kKeyLength = 16;
-}
 
 CXmlParserDocument::CXmlParserDocument(ZorvCommon::Storage::XmlParser& rXmlParser,
                                        const wchar_t* method)
@@ -61,7 +59,11 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
                                          const std::function<HRESULT()>& walk) {
     ZorvCommon::Storage::XmlParserSession session(m_rXmlParser, file);
     if (!session.IsStarted()) {
-        LogReaderFailure((L"this->m_rXmlParser.Start() failed. [" + path + L"]").c_str());
+        DOCUMENT_ERROR(
+            L"*** %s() - this->m_rXmlParser.Start() failed. [%s] [0x%08x] [%s] [%lu] [%lu] [%lu]",
+            m_Method, path.c_str(), m_rXmlParser.GetLastResult(),
+            m_rXmlParser.GetLastNodeName().c_str(), m_rXmlParser.GetLastLine(),
+            m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
         return ReaderFailure();
     }
 
@@ -85,8 +87,7 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
 }
 
 HRESULT CXmlParserDocument::ReaderFailure() const {
-    const HRESULT lastResult = m_rXmlParser.GetLastResult();
-    return lastResult < 0 ? lastResult : Ostrel::kWrongState;
+    return m_rXmlParser.GetLastResult() < 0 ? m_rXmlParser.GetLastResult() : Ostrel::kWrongState;
 }
 
 void CXmlParserDocument::LogReaderFailure(const wchar_t* what) const {
