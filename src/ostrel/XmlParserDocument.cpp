@@ -10,9 +10,7 @@
 // ZORV_ERROR at the caller's statement.
 #define DOCUMENT_ERROR(...) OSTREL_LOG_AT(m_Place, ::ZorvCommon::LogLevelError, __VA_ARGS__)
 
-namespace {
 constexpr size_t kKeyLength = 16;
-}
 
 CXmlParserDocument::CXmlParserDocument(ZorvCommon::Storage::XmlParser& rXmlParser,
                                        const wchar_t* method)
@@ -71,11 +69,7 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
 
     HRESULT hr = S_OK;
     if (!m_rXmlParser.MoveToElement(root)) {
-        DOCUMENT_ERROR(
-            L"*** %s() - this->m_rXmlParser.MoveToElement() failed. [0x%08x] [%s] [%lu] [%lu] "
-            L"[%lu]",
-            m_Method, m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
-            m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
+        LogReaderFailure(L"this->m_rXmlParser.MoveToElement() failed.");
         hr = ReaderFailure();
     } else {
         hr = walk();
@@ -83,12 +77,7 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
         // reader's record tells the two apart.
         if (m_rXmlParser.GetLastResult() < 0) {
             m_ReadError = m_rXmlParser.GetLastResult();
-            DOCUMENT_ERROR(
-                L"*** %s() - this->m_rXmlParser failed to read xml. [0x%08x] [%s] [%lu] [%lu] "
-                L"[%lu]",
-                m_Method, m_ReadError, m_rXmlParser.GetLastNodeName().c_str(),
-                m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(),
-                m_rXmlParser.GetLastDepth());
+            LogReaderFailure(L"this->m_rXmlParser failed to read xml.");
         }
     }
     if (!session.Stop()) {
@@ -98,6 +87,12 @@ HRESULT CXmlParserDocument::ReadOpenFile(const std::wstring& path,
 }
 
 HRESULT CXmlParserDocument::ReaderFailure() const {
-    const HRESULT lastResult = m_rXmlParser.GetLastResult();
-    return lastResult < 0 ? lastResult : Ostrel::kWrongState;
+    return m_rXmlParser.GetLastResult() < 0 ? m_rXmlParser.GetLastResult() : Ostrel::kWrongState;
+}
+
+void CXmlParserDocument::LogReaderFailure(const wchar_t* what) const {
+    DOCUMENT_ERROR(L"*** %s() - %s [0x%08x] [%s] [%lu] [%lu] [%lu]", m_Method, what,
+                   m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
+                   m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(),
+                   m_rXmlParser.GetLastDepth());
 }

@@ -13,12 +13,10 @@
 
 #include "XmlParserLog.h"
 
-namespace ZorvCommon {
-namespace Storage {
+namespace ZorvCommon::Storage {
 class FileBase;
 class XmlParser;
-}  // namespace Storage
-}  // namespace ZorvCommon
+}  // namespace ZorvCommon::Storage
 
 class CXmlParserDocument {
 public:
@@ -43,6 +41,8 @@ private:
     [[nodiscard]] HRESULT ReadOpenFile(const std::wstring& path,
                                        ZorvCommon::Storage::FileBase& file, const wchar_t* root,
                                        const std::function<HRESULT()>& walk);
+    // what, then the reader's last code and place.
+    void LogReaderFailure(const wchar_t* what) const;
     // The reader's last code when it is a failure, else 0x80040201.
     [[nodiscard]] HRESULT ReaderFailure() const;
 

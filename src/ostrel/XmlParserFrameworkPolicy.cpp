@@ -25,8 +25,7 @@ struct CXmlParserFrameworkPolicy::PolicyForm {
     const wchar_t* GuidLabel;
     std::wstring_view DependedElement;
     const wchar_t* DependedChild;
-    const wchar_t* DependedLabel;
-    int DumpWidth;  // the dump pads every label to the longest one
+    const wchar_t* DependedLabel;  // the longest label: the dump pads every label to it
     GUID Row::*Guid;
     std::vector<GUID> Row::*Depended;
     uint32_t Row::*InterfaceType;  // null: the document has no interface type
@@ -91,7 +90,6 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForServicePolicy(
         PolicyElement::kDependedServices,
         PolicyElement::kDependedService,
         L"[DependedServices]",
-        18,
         &RowService::ServiceGuid,
         &RowService::DependedServices,
         &RowService::InterfaceType};
@@ -109,7 +107,6 @@ HRESULT CXmlParserFrameworkPolicy::QueryValueForProviderPolicy(
         PolicyElement::kDependedProviders,
         PolicyElement::kDependedProvider,
         L"[DependedProviders]",
-        19,
         &RowProvider::ProviderGuid,
         &RowProvider::DependedProviders,
         nullptr};
@@ -200,8 +197,7 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyChildren(const PolicyForm<Row>& fo
         }
     }
     // The walk also ends when the reader fails: the row is then cut short.
-    const HRESULT lastResult = m_rXmlParser.GetLastResult();
-    return lastResult < 0 ? lastResult : S_OK;
+    return m_rXmlParser.GetLastResult() < 0 ? m_rXmlParser.GetLastResult() : S_OK;
 }
 
 template <class Row>
@@ -254,7 +250,7 @@ void CXmlParserFrameworkPolicy::DumpRow(const PolicyForm<Row>& form, const Row& 
     if (!ZorvCommon::g_DebugLog.IsPassing(ZorvCommon::LogLevelInfo)) {
         return;  // spare the GUID texts
     }
-    const int width = form.DumpWidth;
+    const int width = static_cast<int>(wcslen(form.DependedLabel));
     const auto text = [width](const wchar_t* label, const std::wstring& value) {
         ZORV_INFO(L"    %-*s:%s.", width, label, value.c_str());
     };
@@ -329,7 +325,6 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
          found && SUCCEEDED(hr);
          found = m_rXmlParser.MoveToNextSiblingElement(depth, kName<PolicyElement::kPermission>)) {
         uint32_t index = 0;
-        uint32_t value = 0;
         if (!m_rXmlParser.GetAttribute(L"type"sv, text)) {
             ZORV_ERROR(
                 L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->m_rXmlParser."
@@ -342,17 +337,16 @@ HRESULT CXmlParserFrameworkPolicy::ParsePolicyPermissions(uint32_t (&permissions
                 L"GetPermissionIndex() failed.");
             hr = Ostrel::kWrongState;
         } else {
-            // A later "Permission" of the same index overwrites the earlier one.
+            // A later "Permission" of the same index overwrites the earlier one; an unknown
+            // text leaves the slot 0.
             permissions[index] = 0;
             if (!m_rXmlParser.GetText(text) ||
                 !LookUp(L"CXmlParserFrameworkPolicy::GetPermissionType", kPermissionTypes, text,
-                        value)) {
+                        permissions[index])) {
                 ZORV_ERROR(
                     L"*** CXmlParserFrameworkPolicy::ParsePolicyPermissions() - this->"
                     L"GetPermissionType() failed.");
                 hr = Ostrel::kInvalidData;
-            } else {
-                permissions[index] = value;
             }
         }
     }

@@ -10,11 +10,9 @@
 
 #include "SrvFrwk_Interface.h"
 
-namespace ZorvCommon {
-namespace Storage {
+namespace ZorvCommon::Storage {
 class XmlParser;
-}
-}  // namespace ZorvCommon
+}  // namespace ZorvCommon::Storage
 
 class CXmlParserFrameworkPolicy {
 public:

@@ -1,6 +1,7 @@
 #include "XmlParserWebAccessControl.h"
 
 #include <new>
+#include <utility>
 
 #include "OstrelResult.h"
 #include "XmlParserDocument.h"
@@ -242,37 +243,27 @@ HRESULT CXmlParserWebAccessControl::ParseTarget(std::wstring& platform) {
     return hr;
 }
 
-HRESULT CXmlParserWebAccessControl::CheckParameter(const std::wstring& platform) {
+HRESULT CXmlParserWebAccessControl::CheckParameter(const std::wstring& platform) const {
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::CheckParameter()...");
-    const HRESULT hr = MatchPlatform(platform);
-    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CheckParameter()...");
-    return hr;
-}
-
-HRESULT CXmlParserWebAccessControl::MatchPlatform(const std::wstring& platform) const {
+    HRESULT hr = S_OK;
+    const Word* pBitness = Find(kWebBitness, platform);
+    uint32_t versionClass = kUnknownVersionClass;
     if (platform.empty()) {
         ZORV_ERROR(
             L"*** CXmlParserWebAccessControl::CheckParameter() - _Target.tszPlatform was "
             L"empty.");
-        return Ostrel::kInvalidData;
-    }
-    bool matched = false;
-    if (const Word* pBitness = Find(kWebBitness, platform)) {
-        matched = (pBitness->Value != 0) == m_bIsWindows64bit;
-    } else {
-        uint32_t versionClass = kUnknownVersionClass;
-        if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                     L"CXmlParserWebAccessControl::GetPlatformType", kWebPlatforms,
-                                     platform, versionClass)) {
-            ZORV_ERROR(
-                L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform "
-                L"Type was not supported. [%d]",
-                versionClass);
-            return Ostrel::kInvalidData;
-        }
-        matched = ZorvCommon::Platform::IsVersionClass(versionClass);
-    }
-    if (!matched) {
+        hr = Ostrel::kInvalidData;
+    } else if (pBitness == nullptr &&
+               !Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
+                                        L"CXmlParserWebAccessControl::GetPlatformType",
+                                        kWebPlatforms, platform, versionClass)) {
+        ZORV_ERROR(
+            L"*** CXmlParserWebAccessControl::CheckParameter() - Specified Platform "
+            L"Type was not supported. [%d]",
+            versionClass);
+        hr = Ostrel::kInvalidData;
+    } else if (pBitness != nullptr ? (pBitness->Value != 0) != m_bIsWindows64bit
+                                   : !ZorvCommon::Platform::IsVersionClass(versionClass)) {
         ZorvCommon::Platform::VersionRecord version;
         (void)ZorvCommon::Platform::GetVersionRecord(version);  // zeros when unread
         ZORV_INFO(
@@ -280,9 +271,10 @@ HRESULT CXmlParserWebAccessControl::MatchPlatform(const std::wstring& platform) 
             L"matched so that it will be skipped. [%d][%d][%d][%d][%s]",
             version.Major, version.Minor, version.Build, m_bIsWindows64bit ? 64 : 32,
             platform.c_str());
-        return Ostrel::kElementSkipped;
+        hr = Ostrel::kElementSkipped;
     }
-    return S_OK;
+    ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CheckParameter()...");
+    return hr;
 }
 
 HRESULT CXmlParserWebAccessControl::ParseWebApplicationProcess(WebApplication& application) {
@@ -320,8 +312,7 @@ HRESULT CXmlParserWebAccessControl::ParseWebApplicationFileName(WebApplication& 
     uint32_t depth = 0;
     if (!m_rXmlParser.MoveToFirstChildElement(depth, WebElement::kFileName) ||
         !m_rXmlParser.GetText(application.FileName)) {
-        const HRESULT lastResult = m_rXmlParser.GetLastResult();
-        hr = lastResult < 0 ? lastResult : S_OK;
+        hr = m_rXmlParser.GetLastResult() < 0 ? m_rXmlParser.GetLastResult() : S_OK;
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::ParseWebApplicationFileName()...");
     return hr;
@@ -368,18 +359,12 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControls() {
 HRESULT CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() {
     static const wchar_t kMethod[] = L"ParseWebAccessControlUrlFilters";
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters()...");
-    HRESULT hr = S_OK;
     UrlFilterData filter;
-    std::wstring type;
-    if (FAILED(hr = ReadLabelAndText(kMethod, L"type", filter.Label, type))) {
+    HRESULT hr =
+        ReadLabelAndWord(kMethod, L"type", L"CXmlParserWebAccessControl::GetWebAccessFilterType",
+                         kFilterTypes, filter.Label, filter.FilterType);
+    if (FAILED(hr)) {
         // logged by the step
-    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                        L"CXmlParserWebAccessControl::GetWebAccessFilterType",
-                                        kFilterTypes, type, filter.FilterType)) {
-        ZORV_ERROR(
-            L"*** CXmlParserWebAccessControl::ParseWebAccessControlUrlFilters() - "
-            L"this->GetWebAccessFilterType() failed.");
-        hr = Ostrel::kInvalidData;
     } else if (!ReadAttribute(kMethod, L"process", filter.Process) ||
                !ReadAttribute(kMethod, L"address", filter.Address)) {
         hr = Ostrel::kNotFound;
@@ -409,17 +394,10 @@ HRESULT CXmlParserWebAccessControl::ParseWebAccessControlProtections() {
 HRESULT CXmlParserWebAccessControl::ParseWebAccessControl(const wchar_t* method,
                                                           std::vector<ControlData>& controls) {
     ZORV_TRACE(L"[Enter] CXmlParserWebAccessControl::%s()...", method);
-    HRESULT hr = S_OK;
     ControlData control;
-    std::wstring enable;
-    if (FAILED(hr = ReadLabelAndText(method, L"enable", control.Label, enable))) {
-        // logged by the step
-    } else if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE,
-                                        L"CXmlParserWebAccessControl::GetBoolian", kBooleans,
-                                        enable, control.Enable)) {
-        ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - this->GetBoolian() failed.", method);
-        hr = Ostrel::kInvalidData;
-    } else {
+    HRESULT hr = ReadLabelAndWord(method, L"enable", L"CXmlParserWebAccessControl::GetBoolian",
+                                  kBooleans, control.Label, control.Enable);
+    if (SUCCEEDED(hr)) {
         if (control.Enable) {
             ZORV_INFO(L"*** CXmlParserWebAccessControl::%s() - Specified Control was enabled.",
                       method);
@@ -456,23 +434,22 @@ HRESULT CXmlParserWebAccessControl::CreateWebAccessControlList(WebAccessControlL
                     {filter.Label, filter.FilterType, pSite->Url, *pApplication});
             }
         }
-        AddControlSites(m_WebActivities, list.WebActivities);
-        AddControlSites(m_Protections, list.Protections);
+        // The URLs of the enabled controls whose site exists.
+        for (const auto& [pControls, pUrls] : {std::pair{&m_WebActivities, &list.WebActivities},
+                                               std::pair{&m_Protections, &list.Protections}}) {
+            for (const ControlData& control : *pControls) {
+                const WebSiteData* pSite =
+                    FindByLabel(m_MapOfWebSiteData, control.Address, kNoSite);
+                if (pSite != nullptr && control.Enable) {
+                    pUrls->push_back(pSite->Url);
+                }
+            }
+        }
     } catch (const std::bad_alloc&) {
         hr = E_OUTOFMEMORY;
     }
     ZORV_TRACE(L"[Leave] CXmlParserWebAccessControl::CreateWebAccessControlList()...");
     return hr;
-}
-
-void CXmlParserWebAccessControl::AddControlSites(const std::vector<ControlData>& controls,
-                                                 std::vector<std::wstring>& urls) const {
-    for (const ControlData& control : controls) {
-        const WebSiteData* pSite = FindByLabel(m_MapOfWebSiteData, control.Address, kNoSite);
-        if (pSite != nullptr && control.Enable) {
-            urls.push_back(pSite->Url);
-        }
-    }
 }
 
 bool CXmlParserWebAccessControl::ReadAttribute(const wchar_t* method, const wchar_t* name,
@@ -486,14 +463,23 @@ bool CXmlParserWebAccessControl::ReadAttribute(const wchar_t* method, const wcha
     return false;
 }
 
-HRESULT CXmlParserWebAccessControl::ReadLabelAndText(const wchar_t* method, const wchar_t* name,
-                                                     std::wstring& label,
-                                                     std::wstring& value) const {
-    if (!ReadAttribute(method, L"label", label) || !ReadAttribute(method, name, value)) {
+template <size_t N>
+HRESULT CXmlParserWebAccessControl::ReadLabelAndWord(const wchar_t* method, const wchar_t* name,
+                                                     const wchar_t* getter,
+                                                     const Ostrel::TextValue (&table)[N],
+                                                     std::wstring& label, uint32_t& value) const {
+    std::wstring text;
+    if (!ReadAttribute(method, L"label", label) || !ReadAttribute(method, name, text)) {
         return Ostrel::kNotFound;
     }
-    if (value.empty()) {
+    if (text.empty()) {
         ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - tszAttribute was empty.", method);
+        return Ostrel::kInvalidData;
+    }
+    if (!Ostrel::LookUpTextValue(OSTREL_SOURCE_PLACE, getter, table, text, value)) {
+        // The converter's own name, without its class.
+        ZORV_ERROR(L"*** CXmlParserWebAccessControl::%s() - this->%s() failed.", method,
+                   wcsrchr(getter, L':') + 1);
         return Ostrel::kInvalidData;
     }
     return S_OK;

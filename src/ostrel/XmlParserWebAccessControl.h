@@ -11,13 +11,12 @@
 #include <vector>
 
 #include "SrvFrwk_Interface.h"
+#include "XmlParserTextTable.h"
 #include "ZorvComn_DebugLog.h"
 
-namespace ZorvCommon {
-namespace Storage {
+namespace ZorvCommon::Storage {
 class XmlParser;
-}
-}  // namespace ZorvCommon
+}  // namespace ZorvCommon::Storage
 
 class CXmlParserWebAccessControl {
 public:
@@ -64,9 +63,8 @@ private:
     [[nodiscard]] HRESULT ParseWebApplications();
     [[nodiscard]] HRESULT ParseTarget(std::wstring& platform);
     // 0 when the platform matches, 0x00040202 when it does not, 0x80040206 for an empty
-    // or unknown platform text. MatchPlatform is the test, CheckParameter adds its traces.
-    [[nodiscard]] HRESULT CheckParameter(const std::wstring& platform);
-    [[nodiscard]] HRESULT MatchPlatform(const std::wstring& platform) const;
+    // or unknown platform text.
+    [[nodiscard]] HRESULT CheckParameter(const std::wstring& platform) const;
     [[nodiscard]] HRESULT ParseWebApplicationProcess(
         SrvFrwk::Interface::WebApplication& application);
     [[nodiscard]] HRESULT ParseWebApplicationFileName(
@@ -83,13 +81,14 @@ private:
     // The attribute of the current element; a missing one is logged at level.
     bool ReadAttribute(const wchar_t* method, const wchar_t* name, std::wstring& value,
                        uint32_t level = ZorvCommon::LogLevelError) const;
-    // "label" and a further attribute that may not be empty: 0, 0x8004020B when either is
-    // missing, 0x80040206 when the second is empty.
-    [[nodiscard]] HRESULT ReadLabelAndText(const wchar_t* method, const wchar_t* name,
-                                           std::wstring& label, std::wstring& value) const;
-    // The URLs of the enabled controls whose site exists.
-    void AddControlSites(const std::vector<ControlData>& controls,
-                         std::vector<std::wstring>& urls) const;
+    // "label" and a further attribute whose text is a word of table, converted by getter
+    // ("Class::Get..."): 0, 0x8004020B when either is missing, 0x80040206 when the second
+    // is empty or unknown.
+    template <size_t N>
+    [[nodiscard]] HRESULT ReadLabelAndWord(const wchar_t* method, const wchar_t* name,
+                                           const wchar_t* getter,
+                                           const Ostrel::TextValue (&table)[N], std::wstring& label,
+                                           uint32_t& value) const;
 
     ZorvCommon::Storage::XmlParser& m_rXmlParser;
     bool m_bIsWindows64bit = false;
