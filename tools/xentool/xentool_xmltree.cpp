@@ -2,6 +2,8 @@
 
 #include <shlwapi.h>
 
+#include <algorithm>
+
 #include "Frwk_StringUtility.h"
 #include "ZorvComn_Handle.h"
 #include "ZorvComn_XmlLite.h"
@@ -93,14 +95,11 @@ private:
         const bool isEmpty = m_Reader.IsEmptyElement();
         for (bool more = m_Reader.MoveToFirstAttribute(); more;
              more = m_Reader.MoveToNextAttribute()) {
-            XmlAttribute attribute;
             UINT cchValue = 0;
             name = m_Reader.GetLocalName(cchName);
-            attribute.Name.assign(name, cchName);
             const wchar_t* value = m_Reader.GetValue(cchValue);
-            attribute.Value.assign(value, cchValue);
-            attribute.At = Here();
-            pElement->Attributes.push_back(attribute);
+            pElement->Attributes.push_back(
+                {std::wstring(name, cchName), std::wstring(value, cchValue), Here()});
         }
         m_Reader.MoveToElement();
 
@@ -120,12 +119,11 @@ private:
     }
 
     void AddText() {
-        if (m_pCurrent == nullptr) {
-            return;
+        if (m_pCurrent != nullptr) {
+            UINT cchValue = 0;
+            const wchar_t* value = m_Reader.GetValue(cchValue);
+            m_pCurrent->Text.append(value, cchValue);
         }
-        UINT cchValue = 0;
-        const wchar_t* value = m_Reader.GetValue(cchValue);
-        m_pCurrent->Text.append(value, cchValue);
     }
 
     XmlLiteReader& m_Reader;
@@ -143,14 +141,12 @@ std::vector<std::wstring> SourceLines(const std::vector<uint8_t>& bytes) {
     if (bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
         text.assign(reinterpret_cast<const wchar_t*>(bytes.data() + 2), (bytes.size() - 2) / 2);
     } else if (!bytes.empty()) {
-        const int cchText =
-            MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<const char*>(bytes.data()),
-                                static_cast<int>(bytes.size()), nullptr, 0);
-        text.assign(static_cast<size_t>(cchText > 0 ? cchText : 0), L'\0');
-        if (cchText > 0) {
-            MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<const char*>(bytes.data()),
-                                static_cast<int>(bytes.size()), &text[0], cchText);
-        }
+        // UTF-8 never takes fewer bytes than UTF-16 takes characters.
+        text.resize(bytes.size());
+        const int cchText = MultiByteToWideChar(
+            CP_UTF8, 0, reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()),
+            &text[0], static_cast<int>(text.size()));
+        text.resize(static_cast<size_t>(cchText > 0 ? cchText : 0));
     }
     std::vector<std::wstring> lines(1);
     for (size_t at = 0; at < text.size(); ++at) {
@@ -167,9 +163,9 @@ std::vector<std::wstring> SourceLines(const std::vector<uint8_t>& bytes) {
 // its element's start tag, found from the element's name on (quoted values skipped).
 Position TextStart(const std::vector<std::wstring>& lines, const Position& elementAt) {
     wchar_t quote = 0;
-    for (size_t line = elementAt.Line; line >= 1 && line <= lines.size(); ++line) {
+    for (uint32_t line = elementAt.Line; line >= 1 && line <= lines.size(); ++line) {
         const std::wstring& text = lines[line - 1];
-        for (size_t column = line == elementAt.Line ? elementAt.Column : 1;
+        for (uint32_t column = line == elementAt.Line ? elementAt.Column : 1;
              column >= 1 && column <= text.size(); ++column) {
             const wchar_t c = text[column - 1];
             if (quote != 0) {
@@ -177,9 +173,7 @@ Position TextStart(const std::vector<std::wstring>& lines, const Position& eleme
             } else if (c == L'"' || c == L'\'') {
                 quote = c;
             } else if (c == L'>') {
-                return column < text.size() ? Position{static_cast<uint32_t>(line),
-                                                       static_cast<uint32_t>(column + 1)}
-                                            : Position{static_cast<uint32_t>(line + 1), 1};
+                return column < text.size() ? Position{line, column + 1} : Position{line + 1, 1};
             }
         }
     }
@@ -198,32 +192,30 @@ void PlaceTexts(const std::vector<std::wstring>& lines, XmlElement& element) {
 }  // namespace
 
 const XmlAttribute* XmlElement::FindAttribute(const wchar_t* name) const {
-    for (const XmlAttribute& attribute : Attributes) {
-        if (attribute.Name == name) {
-            return &attribute;
-        }
-    }
-    return nullptr;
+    const auto found =
+        std::find_if(Attributes.begin(), Attributes.end(),
+                     [&](const XmlAttribute& attribute) { return attribute.Name == name; });
+    return found != Attributes.end() ? &*found : nullptr;
 }
 
 bool XmlElement::IsNamed(const wchar_t* name) const {
     return Frwk::StringUtility::EqualsNoCase(Name, name);
 }
 
-bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>& root,
-                 XmlReadFailure& failure) {
+std::unique_ptr<XmlElement> ReadXmlTree(const std::vector<uint8_t>& bytes,
+                                        XmlReadFailure& failure) {
     ZorvCommon::Library::XmlLite library;
     uint32_t error = 0;
     if (!library.LoadFromSystemDirectory(&error)) {
         failure.LibraryMissing = true;
         failure.Result = static_cast<HRESULT>(error);
-        return false;
+        return nullptr;
     }
     const ZorvCommon::UniqueCom<IStream> stream(
         SHCreateMemStream(bytes.data(), static_cast<UINT>(bytes.size())));
     if (stream.get() == nullptr) {
         failure.Result = E_OUTOFMEMORY;
-        return false;
+        return nullptr;
     }
     const std::vector<std::wstring> lines = SourceLines(bytes);
     const Position end{static_cast<uint32_t>(lines.size()),
@@ -231,14 +223,14 @@ bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>&
     XmlLiteReader reader;
     try {
         reader.Create(library, stream.get());
-        root = TreeBuilder(reader, end).Build();
+        std::unique_ptr<XmlElement> root = TreeBuilder(reader, end).Build();
         PlaceTexts(lines, *root);
-        return true;
+        return root;
     } catch (XmlException* pException) {
         const std::unique_ptr<XmlException> owner(pException);
         failure.Result = pException->m_Result;
         failure.At = {pException->m_ReaderLine, pException->m_ReaderColumn};
-        return false;
+        return nullptr;
     }
 }
 
