@@ -121,12 +121,14 @@ int Lint(const Arguments& arguments) {
                                        (endsEarly ? L"): the document ends early" : L")"));
     }
     for (const Finding& finding : findings.Sorted()) {
+        const bool error = finding.Level == Severity::Error;
         fwprintf(stdout, L"%ls:%lu:%lu: %ls: %ls\n", path.c_str(),
                  static_cast<unsigned long>(finding.At.Line),
-                 static_cast<unsigned long>(finding.At.Column),
-                 finding.Level == Severity::Error ? L"error" : L"warning", finding.Text.c_str());
+                 static_cast<unsigned long>(finding.At.Column), error ? L"error" : L"warning",
+                 finding.Text.c_str());
+        exitCode = error ? kLintErrors : exitCode;
     }
-    return findings.HasErrors() ? kLintErrors : kLintClean;
+    return exitCode;
 }
 
 }  // namespace

@@ -27,7 +27,6 @@ class Findings {
 public:
     void Error(const Position& at, const std::wstring& text);
     void Warning(const Position& at, const std::wstring& text);
-    bool HasErrors() const;
     // In document order.
     std::vector<Finding> Sorted() const;
 

@@ -112,11 +112,6 @@ void Findings::Warning(const Position& at, const std::wstring& text) {
     m_Findings.push_back({at, Severity::Warning, text});
 }
 
-bool Findings::HasErrors() const {
-    return std::any_of(m_Findings.begin(), m_Findings.end(),
-                       [](const Finding& finding) { return finding.Level == Severity::Error; });
-}
-
 std::vector<Finding> Findings::Sorted() const {
     std::vector<Finding> sorted = m_Findings;
     std::stable_sort(sorted.begin(), sorted.end(), [](const Finding& a, const Finding& b) {
