@@ -43,14 +43,16 @@ bool LooksLikeXml(const std::vector<uint8_t>& bytes) {
     return at != std::string_view::npos && text[at] == '<';
 }
 
-// Tries the four document keys; the one whose plaintext is XML tells the kind.
-bool Decrypt(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>& plaintext,
-             DocumentKind& kind) {
+// Tries the four document keys on bytes; the one whose plaintext is XML tells the kind,
+// and the plaintext replaces bytes.
+bool Decrypt(std::vector<uint8_t>& bytes, DocumentKind& kind) {
+    std::vector<uint8_t> plaintext;
     for (size_t index = 0; index < std::size(kDocumentKeys); ++index) {
-        if (ZorvCommon::Storage::DecryptDocumentBytes(kDocumentKeys[index].Key, ciphertext,
+        if (ZorvCommon::Storage::DecryptDocumentBytes(kDocumentKeys[index].Key, bytes,
                                                       &plaintext) &&
             LooksLikeXml(plaintext)) {
             kind = static_cast<DocumentKind>(index + 1);  // the kinds follow the keys' order
+            bytes.swap(plaintext);
             return true;
         }
     }
@@ -95,14 +97,10 @@ int Lint(const Arguments& arguments) {
         return Fail(kLintUnreadable, L"cannot read '" + path + L"': " + DescribeError(error));
     }
     DocumentKind keyKind = DocumentKind::Unknown;
-    std::vector<uint8_t> plaintext;
-    if (!LooksLikeXml(bytes)) {
-        if (!Decrypt(bytes, plaintext, keyKind)) {
-            return Fail(
-                kLintUnreadable,
-                L"'" + path + L"' is neither XML nor encrypted with one of the four document keys");
-        }
-        bytes.swap(plaintext);
+    if (!LooksLikeXml(bytes) && !Decrypt(bytes, keyKind)) {
+        return Fail(
+            kLintUnreadable,
+            L"'" + path + L"' is neither XML nor encrypted with one of the four document keys");
     }
 
     Findings findings;
