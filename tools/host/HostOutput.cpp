@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <type_traits>
-#include <vector>
 
 #include "JsonWriter.h"
 #include "OstrelResult.h"
@@ -24,12 +23,12 @@ void WriteUtf8(FILE* stream, const std::wstring& text) {
     if (text.empty()) {
         return;
     }
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                         nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &bytes[0], size,
-                        nullptr, nullptr);
-    fwrite(bytes.data(), 1, bytes.size(), stream);
+    // A UTF-16 unit never takes more than three bytes.
+    std::string bytes(text.size() * 3, '\0');
+    const int size =
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &bytes[0],
+                            static_cast<int>(bytes.size()), nullptr, nullptr);
+    fwrite(bytes.data(), 1, static_cast<size_t>(size > 0 ? size : 0), stream);
     fflush(stream);
 }
 
@@ -44,6 +43,12 @@ const std::vector<const wchar_t*> kLoadOptions = {L"sequential", L"parallel"};
 const std::vector<const wchar_t*> kSharedTypes = {L"independent", L"service", L"provider"};
 const std::vector<const wchar_t*> kFilterTypes = {L"approved", L"blocked",
                                                   L"blocked_unchanged_request"};
+
+std::wstring GuidText(const GUID& guid) {
+    wchar_t text[40] = {};
+    StringFromGUID2(guid, text, 40);
+    return text;
+}
 
 std::wstring Pad(const std::wstring& text, size_t width) {
     return text.size() >= width ? text + L" " : text + std::wstring(width - text.size(), L' ');
@@ -72,12 +77,17 @@ const std::vector<GUID>& RowDepends(const RowProvider& row) {
     return row.DependedProviders;
 }
 
-void WriteStrings(JsonWriter& json, const wchar_t* key, const std::vector<std::wstring>& texts) {
+template <typename Items, typename Write>
+void WriteArray(JsonWriter& json, const wchar_t* key, const Items& items, Write write) {
     json.BeginArray(key);
-    for (const std::wstring& text : texts) {
-        json.String(nullptr, text);
+    for (const auto& item : items) {
+        write(item);
     }
     json.EndArray();
+}
+
+void WriteStrings(JsonWriter& json, const wchar_t* key, const std::vector<std::wstring>& texts) {
+    WriteArray(json, key, texts, [&](const std::wstring& text) { json.String(nullptr, text); });
 }
 
 // "Title (N)" and the texts indented below it.
@@ -106,51 +116,13 @@ void WriteRow(JsonWriter& json, const Row& row) {
     if constexpr (std::is_same_v<Row, RowService>) {
         json.Number(L"interfaceType", row.InterfaceType);
     }
-    json.BeginArray(L"permission");
-    for (uint32_t permission : row.Permission) {
-        json.Number(nullptr, permission);
-    }
-    json.EndArray();
+    WriteArray(json, L"permission", row.Permission,
+               [&](uint32_t slot) { json.Number(nullptr, slot); });
     json.Number(L"dataConversion", row.DataConversion);
     json.String(L"convModuleName", row.ConvModuleName);
-    json.BeginArray(L"depends");
-    for (const GUID& guid : RowDepends(row)) {
-        json.String(nullptr, GuidText(guid));
-    }
-    json.EndArray();
+    WriteArray(json, L"depends", RowDepends(row),
+               [&](const GUID& guid) { json.String(nullptr, GuidText(guid)); });
     json.EndObject();
-}
-
-template <typename Row>
-void PrintRows(const std::vector<Row>& rows, bool json) {
-    if (json) {
-        JsonWriter writer(true);
-        writer.BeginArray();
-        for (const Row& row : rows) {
-            WriteRow(writer, row);
-        }
-        writer.EndArray();
-        Print(writer.Text() + L"\n");
-        return;
-    }
-    std::wstring text = Pad(L"MODULE", 26) + Pad(L"VERSION", 10) + Pad(L"GUID", 39) +
-                        Pad(L"TYPE", 7) + Pad(L"STARTUP", 10) + Pad(L"LOAD/UNLOAD", 22) +
-                        Pad(L"ORDER", 8) + Pad(L"SHARED", 12) + Pad(L"PERM", 5) + L"DEPENDS\n";
-    for (const Row& row : rows) {
-        text +=
-            Pad(row.ModuleName, 26) + Pad(row.Version, 10) + Pad(GuidText(RowGuid(row)), 39) +
-            Pad(Name(kModuleTypes, row.ModuleType), 7) +
-            Pad(Name(kStartupTypes, row.StartupType), 10) +
-            Pad(std::wstring(Name(kLoadOptions, row.LoadOption)) + L"/" +
-                    Name(kLoadOptions, row.UnloadOption),
-                22) +
-            Pad(std::to_wstring(row.OrderOfLoading) + L"/" + std::to_wstring(row.OrderOfUnloading),
-                8) +
-            Pad(Name(kSharedTypes, row.SharedType), 12) + Pad(PermissionText(row.Permission), 5) +
-            std::to_wstring(RowDepends(row).size()) + L"\n";
-    }
-    text += std::to_wstring(rows.size()) + L" rows\n";
-    Print(text);
 }
 
 void WriteApplication(JsonWriter& json, const wchar_t* key, const WebApplication& application) {
@@ -193,40 +165,57 @@ void PrintError(const std::wstring& text) {
     WriteUtf8(stderr, text);
 }
 
-std::wstring GuidText(const GUID& guid) {
-    wchar_t text[40] = {};
-    StringFromGUID2(guid, text, 40);
-    return text;
+template <typename Row>
+void PrintRows(const std::vector<Row>& rows, bool json) {
+    if (json) {
+        JsonWriter writer(true);
+        writer.BeginArray();
+        for (const Row& row : rows) {
+            WriteRow(writer, row);
+        }
+        writer.EndArray();
+        Print(writer.Text() + L"\n");
+        return;
+    }
+    std::wstring text = Pad(L"MODULE", 26) + Pad(L"VERSION", 10) + Pad(L"GUID", 39) +
+                        Pad(L"TYPE", 7) + Pad(L"STARTUP", 10) + Pad(L"LOAD/UNLOAD", 22) +
+                        Pad(L"ORDER", 8) + Pad(L"SHARED", 12) + Pad(L"PERM", 5) + L"DEPENDS\n";
+    for (const Row& row : rows) {
+        text +=
+            Pad(row.ModuleName, 26) + Pad(row.Version, 10) + Pad(GuidText(RowGuid(row)), 39) +
+            Pad(Name(kModuleTypes, row.ModuleType), 7) +
+            Pad(Name(kStartupTypes, row.StartupType), 10) +
+            Pad(std::wstring(Name(kLoadOptions, row.LoadOption)) + L"/" +
+                    Name(kLoadOptions, row.UnloadOption),
+                22) +
+            Pad(std::to_wstring(row.OrderOfLoading) + L"/" + std::to_wstring(row.OrderOfUnloading),
+                8) +
+            Pad(Name(kSharedTypes, row.SharedType), 12) + Pad(PermissionText(row.Permission), 5) +
+            std::to_wstring(RowDepends(row).size()) + L"\n";
+    }
+    text += std::to_wstring(rows.size()) + L" rows\n";
+    Print(text);
 }
 
-void PrintServices(const ArrayOfRowService& rows, bool json) {
-    PrintRows(rows, json);
-}
-
-void PrintProviders(const ArrayOfRowProvider& rows, bool json) {
-    PrintRows(rows, json);
-}
+template void PrintRows(const ArrayOfRowService& rows, bool json);
+template void PrintRows(const ArrayOfRowProvider& rows, bool json);
 
 void PrintWebAccess(const WebAccessControlList& list, bool json) {
     if (json) {
         JsonWriter writer(true);
         writer.BeginObject();
         WriteStrings(writer, L"sites", list.Sites);
-        writer.BeginArray(L"applications");
-        for (const WebApplication& application : list.Applications) {
+        WriteArray(writer, L"applications", list.Applications, [&](const auto& application) {
             WriteApplication(writer, nullptr, application);
-        }
-        writer.EndArray();
-        writer.BeginArray(L"filters");
-        for (const auto& filter : list.Filters) {
+        });
+        WriteArray(writer, L"filters", list.Filters, [&](const auto& filter) {
             writer.BeginObject();
             writer.String(L"label", filter.Label);
             writer.Number(L"type", filter.FilterType);
             writer.String(L"siteUrl", filter.SiteUrl);
             WriteApplication(writer, L"application", filter.Application);
             writer.EndObject();
-        }
-        writer.EndArray();
+        });
         WriteStrings(writer, L"webActivities", list.WebActivities);
         WriteStrings(writer, L"protections", list.Protections);
         writer.EndObject();

@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include <string>
-#include <vector>
 
 #include "HostOutput.h"
 #include "Ostrel.h"
@@ -68,16 +67,14 @@ std::wstring ResultLine(const wchar_t* what, HRESULT result) {
 // This program's folder with its backslash; empty when its path is unknown.
 std::wstring ExecutableFolder() {
     constexpr size_t kLongestPath = 32768;
-    for (std::vector<wchar_t> path(MAX_PATH); path.size() <= kLongestPath;
+    for (std::wstring path(MAX_PATH, L'\0'); path.size() <= kLongestPath;
          path.resize(path.size() * 2)) {
-        const DWORD length =
-            GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+        const DWORD length = GetModuleFileNameW(nullptr, &path[0], static_cast<DWORD>(path.size()));
         if (length == 0) {
             return std::wstring();
         }
         if (length < path.size()) {
-            const std::wstring file(path.data(), length);
-            return file.substr(0, file.find_last_of(L'\\') + 1);
+            return path.substr(0, path.find_last_of(L'\\', length) + 1);
         }
     }
     return std::wstring();
@@ -153,10 +150,10 @@ HRESULT RunRequest(IUtilityEx* pUtility, const Options& options) {
         return result;
     }
     if (options.command == L"services") {
-        return Query(pUtility, ValueTypeServicePolicy, options.json, &PrintServices);
+        return Query(pUtility, ValueTypeServicePolicy, options.json, &PrintRows<RowService>);
     }
     if (options.command == L"providers") {
-        return Query(pUtility, ValueTypeProviderPolicy, options.json, &PrintProviders);
+        return Query(pUtility, ValueTypeProviderPolicy, options.json, &PrintRows<RowProvider>);
     }
     return Query(pUtility, ValueTypeWebAccessControl, options.json, &PrintWebAccess);
 }

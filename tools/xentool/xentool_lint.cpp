@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <string_view>
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
@@ -22,37 +23,36 @@ using namespace Ostrel::Vocabulary;
 struct RootKind {
     const wchar_t* Root;
     DocumentKind Kinds[2];  // the kinds whose reader looks for this root
+    void (*Lint)(const XmlElement& root, DocumentKind keyKind, Findings& findings);
 };
 
 const RootKind kRoots[] = {
-    {StorageElement::kStorage, {DocumentKind::Storage, DocumentKind::Storage}},
-    {PolicyElement::kBaseFramework, {DocumentKind::Service, DocumentKind::Provider}},
-    {WebElement::kWebAccess, {DocumentKind::WebAccess, DocumentKind::WebAccess}},
+    {StorageElement::kStorage, {DocumentKind::Storage, DocumentKind::Storage}, LintStorage},
+    {PolicyElement::kBaseFramework, {DocumentKind::Service, DocumentKind::Provider}, LintPolicy},
+    {WebElement::kWebAccess, {DocumentKind::WebAccess, DocumentKind::WebAccess}, LintWebAccess},
 };
 
 // XML text starts with a byte-order mark or, after white space, with "<".
 bool LooksLikeXml(const std::vector<uint8_t>& bytes) {
-    if (bytes.size() >= 2 &&
-        ((bytes[0] == 0xFF && bytes[1] == 0xFE) || (bytes[0] == 0xFE && bytes[1] == 0xFF))) {
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (text.substr(0, 2) == "\xFF\xFE" || text.substr(0, 2) == "\xFE\xFF") {
         return true;
     }
-    size_t at =
-        bytes.size() >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF ? 3 : 0;
-    while (at < bytes.size() &&
-           (bytes[at] == ' ' || bytes[at] == '\t' || bytes[at] == '\r' || bytes[at] == '\n')) {
-        ++at;
-    }
-    return at < bytes.size() && bytes[at] == '<';
+    const size_t at =
+        text.find_first_not_of(" \t\r\n", text.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0);
+    return at != std::string_view::npos && text[at] == '<';
 }
 
-// Tries the four document keys; the one whose plaintext is XML tells the kind.
-bool Decrypt(const std::vector<uint8_t>& ciphertext, std::vector<uint8_t>& plaintext,
-             DocumentKind& kind) {
+// Tries the four document keys on bytes; the one whose plaintext is XML tells the kind,
+// and the plaintext replaces bytes.
+bool Decrypt(std::vector<uint8_t>& bytes, DocumentKind& kind) {
+    std::vector<uint8_t> plaintext;
     for (size_t index = 0; index < std::size(kDocumentKeys); ++index) {
-        if (ZorvCommon::Storage::DecryptDocumentBytes(kDocumentKeys[index].Key, ciphertext,
+        if (ZorvCommon::Storage::DecryptDocumentBytes(kDocumentKeys[index].Key, bytes,
                                                       &plaintext) &&
             LooksLikeXml(plaintext)) {
             kind = static_cast<DocumentKind>(index + 1);  // the kinds follow the keys' order
+            bytes.swap(plaintext);
             return true;
         }
     }
@@ -72,20 +72,9 @@ void LintDocument(const XmlElement& root, DocumentKind keyKind, Findings& findin
                            L"encrypted with the " +
                                std::wstring(kDocumentKeys[static_cast<size_t>(keyKind) - 1].Kind) +
                                L" key, but <" + root.Name +
-                               L"> is the root of another "
-                               L"kind of document");
+                               L"> is the root of another kind of document");
         }
-        switch (known.Kinds[0]) {
-            case DocumentKind::Storage:
-                LintStorage(root, findings);
-                break;
-            case DocumentKind::WebAccess:
-                LintWebAccess(root, findings);
-                break;
-            default:
-                LintPolicy(root, keyKind, findings);
-                break;
-        }
+        known.Lint(root, keyKind, findings);
         return;
     }
     findings.Error(root.At, L"<" + root.Name +
@@ -105,30 +94,23 @@ int Lint(const Arguments& arguments) {
     std::vector<uint8_t> bytes;
     uint32_t error = 0;
     if (!ReadWholeFile(path, &bytes, &error)) {
-        Fail(kLintUnreadable, L"cannot read '" + path + L"': " + DescribeError(error));
-        return kLintUnreadable;
+        return Fail(kLintUnreadable, L"cannot read '" + path + L"': " + DescribeError(error));
     }
     DocumentKind keyKind = DocumentKind::Unknown;
-    std::vector<uint8_t> plaintext;
-    if (!LooksLikeXml(bytes)) {
-        if (!Decrypt(bytes, plaintext, keyKind)) {
-            Fail(
-                kLintUnreadable,
-                L"'" + path + L"' is neither XML nor encrypted with one of the four document keys");
-            return kLintUnreadable;
-        }
-        bytes.swap(plaintext);
+    if (!LooksLikeXml(bytes) && !Decrypt(bytes, keyKind)) {
+        return Fail(
+            kLintUnreadable,
+            L"'" + path + L"' is neither XML nor encrypted with one of the four document keys");
     }
 
     Findings findings;
-    std::unique_ptr<XmlElement> root;
     XmlReadFailure failure;
-    if (ReadXmlTree(bytes, root, failure)) {
+    const std::unique_ptr<XmlElement> root = ReadXmlTree(bytes, failure);
+    if (root != nullptr) {
         LintDocument(*root, keyKind, findings);
     } else if (failure.LibraryMissing) {
-        Fail(kLintUnreadable,
-             L"cannot load xmllite.dll: " + DescribeError(static_cast<uint32_t>(failure.Result)));
-        return kLintUnreadable;
+        return Fail(kLintUnreadable, L"cannot load xmllite.dll: " +
+                                         DescribeError(static_cast<uint32_t>(failure.Result)));
     } else {
         const bool endsEarly =
             failure.Result == ZorvCommon::Storage::XmlParser::kResultUnexpectedEnd;
@@ -137,12 +119,14 @@ int Lint(const Arguments& arguments) {
                                        (endsEarly ? L"): the document ends early" : L")"));
     }
     for (const Finding& finding : findings.Sorted()) {
+        const bool error = finding.Level == Severity::Error;
         fwprintf(stdout, L"%ls:%lu:%lu: %ls: %ls\n", path.c_str(),
                  static_cast<unsigned long>(finding.At.Line),
-                 static_cast<unsigned long>(finding.At.Column),
-                 finding.Level == Severity::Error ? L"error" : L"warning", finding.Text.c_str());
+                 static_cast<unsigned long>(finding.At.Column), error ? L"error" : L"warning",
+                 finding.Text.c_str());
+        exitCode = error ? kLintErrors : exitCode;
     }
-    return findings.HasErrors() ? kLintErrors : kLintClean;
+    return exitCode;
 }
 
 }  // namespace

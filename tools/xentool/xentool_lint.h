@@ -5,7 +5,6 @@
 // without regard to case, as the module compares them), how often it may stand and what
 // its text may be; the kinds' rules live in xentool_lint_*.cpp.
 
-#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,7 +27,6 @@ class Findings {
 public:
     void Error(const Position& at, const std::wstring& text);
     void Warning(const Position& at, const std::wstring& text);
-    bool HasErrors() const;
     // In document order.
     std::vector<Finding> Sorted() const;
 
@@ -40,10 +38,11 @@ private:
 // (and for the policy documents the elements below it).
 enum class DocumentKind { Unknown, Storage, Service, Provider, WebAccess };
 
-// The checks of each kind: structure first, then what the texts mean to the module.
-void LintStorage(const XmlElement& root, Findings& findings);
+// The checks of each kind: structure first, then what the texts mean to the module. kind
+// is the one an encrypted document's key tells, else Unknown.
+void LintStorage(const XmlElement& root, DocumentKind kind, Findings& findings);
 void LintPolicy(const XmlElement& root, DocumentKind kind, Findings& findings);
-void LintWebAccess(const XmlElement& root, Findings& findings);
+void LintWebAccess(const XmlElement& root, DocumentKind kind, Findings& findings);
 
 // What a text may be: one of the words of a reader's table (compared exactly), or what
 // a check accepts; neither takes any text.
@@ -60,26 +59,27 @@ struct TextRule {
     Words Accepted;         // when not empty: the words, and nothing else
 };
 
-// The words of a table, once each, in the table's order.
+// True when text is one of words, compared exactly.
+bool IsOneOf(std::wstring_view text, const TextRule::Words& words);
+
+// Adds the words of a table that words does not hold yet, in the table's order.
 template <typename Row, size_t N>
-TextRule::Words WordsOf(const Row (&table)[N]) {
-    TextRule::Words words;
+void AddWords(TextRule::Words& words, const Row (&table)[N]) {
     for (const Row& row : table) {
-        if (std::find(words.begin(), words.end(), row.Text) == words.end()) {
+        if (!IsOneOf(row.Text, words)) {
             words.push_back(row.Text);
         }
     }
-    return words;
 }
 
 // "a, b or c".
 std::wstring ListWords(const TextRule::Words& words);
 
-// A rule over the words of a table; the message lists them.
-template <typename Row, size_t N>
-TextRule OneOf(const Row (&table)[N]) {
+// A rule over the words of the tables; the message lists them.
+template <typename... Tables>
+TextRule OneOf(const Tables&... tables) {
     TextRule rule;
-    rule.Accepted = WordsOf(table);
+    (AddWords(rule.Accepted, tables), ...);
     rule.Expected = ListWords(rule.Accepted);
     return rule;
 }
@@ -116,8 +116,5 @@ const XmlElement* LastChild(const XmlElement& element, const wchar_t* name);
 std::wstring AttributeText(const XmlElement& element, const wchar_t* name);
 // L"\"text\"".
 std::wstring Quote(const std::wstring& text);
-
-// True when text is one of words, compared exactly.
-bool IsOneOf(const std::wstring& text, const TextRule::Words& words);
 
 }  // namespace Xentool

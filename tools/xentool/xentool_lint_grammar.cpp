@@ -93,11 +93,10 @@ void CheckElement(const Grammar& grammar, const GrammarRow& rule, const XmlEleme
         }
         CheckElement(grammar, *pKnown, child, findings);
     }
-    for (size_t index = 0; index < grammar.size(); ++index) {
-        if (IsBelow(grammar[index], rule) && grammar[index].Occurrence == Occurs::Required &&
-            counts[index] == 0) {
-            findings.Error(element.At,
-                           tag + L" has no <" + std::wstring(grammar[index].Name) + L">");
+    for (const GrammarRow& row : grammar) {
+        if (IsBelow(row, rule) && row.Occurrence == Occurs::Required &&
+            LastChild(element, row.Name) == nullptr) {
+            findings.Error(element.At, tag + L" has no <" + std::wstring(row.Name) + L">");
         }
     }
     CheckText(rule.Text, element.Text, element.TextAt, tag, findings);
@@ -111,11 +110,6 @@ void Findings::Error(const Position& at, const std::wstring& text) {
 
 void Findings::Warning(const Position& at, const std::wstring& text) {
     m_Findings.push_back({at, Severity::Warning, text});
-}
-
-bool Findings::HasErrors() const {
-    return std::any_of(m_Findings.begin(), m_Findings.end(),
-                       [](const Finding& finding) { return finding.Level == Severity::Error; });
 }
 
 std::vector<Finding> Findings::Sorted() const {
@@ -138,13 +132,9 @@ void CheckSpelling(const XmlElement& element, const wchar_t* spelling, Findings&
 }
 
 const XmlElement* LastChild(const XmlElement& element, const wchar_t* name) {
-    const XmlElement* pFound = nullptr;
-    for (const auto& pChild : element.Children) {
-        if (pChild->IsNamed(name)) {
-            pFound = pChild.get();
-        }
-    }
-    return pFound;
+    const auto found = std::find_if(element.Children.rbegin(), element.Children.rend(),
+                                    [&](const auto& pChild) { return pChild->IsNamed(name); });
+    return found != element.Children.rend() ? found->get() : nullptr;
 }
 
 std::wstring AttributeText(const XmlElement& element, const wchar_t* name) {
@@ -156,7 +146,7 @@ std::wstring Quote(const std::wstring& text) {
     return L"\"" + text + L"\"";
 }
 
-bool IsOneOf(const std::wstring& text, const TextRule::Words& words) {
+bool IsOneOf(std::wstring_view text, const TextRule::Words& words) {
     return std::find(words.begin(), words.end(), text) != words.end();
 }
 

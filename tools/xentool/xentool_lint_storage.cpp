@@ -44,23 +44,18 @@ struct ChildText {
 };
 
 ChildText TextOf(const XmlElement& element, const wchar_t* name) {
-    ChildText child;
-    child.At = element.At;
     const XmlElement* pChild = LastChild(element, name);
-    if (pChild != nullptr) {
-        child.Text = pChild->Text;
-        child.At = pChild->TextAt;
-        child.Present = true;
+    if (pChild == nullptr) {
+        return {std::wstring(), element.At, false};
     }
-    return child;
+    return {pChild->Text, pChild->TextAt, true};
 }
 
-void CheckVersionBound(const XmlElement& element, const wchar_t* name, Findings& findings,
-                       bool& readable) {
-    readable = false;
+// True when the bound is present and reads as a whole version.
+bool CheckVersionBound(const XmlElement& element, const wchar_t* name, Findings& findings) {
     const XmlAttribute* pBound = element.FindAttribute(name);
     if (pBound == nullptr) {
-        return;
+        return false;
     }
     uint32_t major = 0;
     uint32_t minor = 0;
@@ -76,7 +71,7 @@ void CheckVersionBound(const XmlElement& element, const wchar_t* name, Findings&
         findings.Warning(pBound->At, Quote(pBound->Value) +
                                          L" reads as 0.0.0.0: a version needs major.minor.build");
     }
-    readable = converted == 1;
+    return converted == 1;
 }
 
 // The targeting attributes of a Registry, IniFile or Control element.
@@ -95,11 +90,8 @@ void CheckTargeting(const XmlElement& element, bool check, Findings& findings) {
                                L"bound counts as 0.0.0.0 and the element is always skipped");
         }
     }
-    bool minReadable = false;
-    bool maxReadable = false;
-    CheckVersionBound(element, L"minversion", findings, minReadable);
-    CheckVersionBound(element, L"maxversion", findings, maxReadable);
-    if (minReadable && maxReadable &&
+    const bool minReadable = CheckVersionBound(element, L"minversion", findings);
+    if (CheckVersionBound(element, L"maxversion", findings) && minReadable &&
         SrvFrwk::CompareVersion(AttributeText(element, L"minversion"),
                                 AttributeText(element, L"maxversion")) == -1) {
         findings.Error(element.FindAttribute(L"minversion")->At,
@@ -109,16 +101,14 @@ void CheckTargeting(const XmlElement& element, bool check, Findings& findings) {
 
 // Digits as wcstoul reads them (blanks, a sign, 0x), whatever their count.
 bool LooksLikeNumber(const std::wstring& text) {
-    size_t at = text.find_first_not_of(L" \t");
-    if (at != std::wstring::npos && (text[at] == L'+' || text[at] == L'-')) {
+    size_t at = std::min(text.find_first_not_of(L" \t"), text.size());  // text[size()] is 0
+    if (text[at] == L'+' || text[at] == L'-') {
         ++at;
     }
-    const bool hex = at != std::wstring::npos &&
-                     (text.compare(at, 2, L"0x") == 0 || text.compare(at, 2, L"0X") == 0);
+    const bool hex = text.compare(at, 2, L"0x") == 0 || text.compare(at, 2, L"0X") == 0;
     if (hex) {
         at += 2;
-    } else if (at != std::wstring::npos && text[at] == L'0' &&
-               text.find_first_of(L"89", at) != std::wstring::npos) {
+    } else if (text[at] == L'0' && text.find_first_of(L"89", at) != std::wstring::npos) {
         return false;  // a leading 0 means octal
     }
     return at < text.size() &&
@@ -162,13 +152,12 @@ void CheckEntry(const XmlElement& control, uint32_t action, bool iniFile, Findin
     const ChildText name = TextOf(control, StorageElement::kName);
     const ChildText type = TextOf(control, StorageElement::kType);
     const ChildText value = TextOf(control, StorageElement::kValue);
-    const bool takesSection = action == Ostrel::Storage::VisitorTypeCreate ||
-                              action == Ostrel::Storage::VisitorTypeDelete;
     uint32_t valueType = Ostrel::Storage::ValueTypeName;
     if (type.Present && !Reader::GetValueType(type.Text, valueType)) {
         return;  // reported with the structure
     }
-    if (name.Text.empty() && !takesSection) {
+    if (name.Text.empty() && action != Ostrel::Storage::VisitorTypeCreate &&
+        action != Ostrel::Storage::VisitorTypeDelete) {
         findings.Error(
             control.At,
             L"this action needs a <Name>: only create and delete act on the section itself");
@@ -198,13 +187,11 @@ void CheckEntry(const XmlElement& control, uint32_t action, bool iniFile, Findin
 // Each Control in order: the action it becomes and what a create finds.
 void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings& findings) {
     bool written = false;  // an earlier entry of this key writes (and so creates it)
-    bool any = false;
     for (const auto& pChild : section.Children) {
         const XmlElement& control = *pChild;
         if (!control.IsNamed(StorageElement::kControl)) {
             continue;
         }
-        any = true;
         CheckTargeting(control, check, findings);
         const ChildText actionText = TextOf(control, StorageElement::kAction);
         uint32_t action = 0;
@@ -236,7 +223,7 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
                   action == Ostrel::Storage::VisitorTypeStore ||
                   action == Ostrel::Storage::VisitorTypeAppend;
     }
-    if (!any) {
+    if (LastChild(section, StorageElement::kControl) == nullptr) {
         findings.Warning(section.At,
                          L"<" + section.Name + L"> has no <Control>: the reader skips it");
     }
@@ -330,13 +317,11 @@ const Grammar& StorageGrammar() {
         };
         // The targeting attributes of the sections and of their controls.
         TextRule::Words languages = {kAllWord, kEnglishUs.Text};
-        for (const std::wstring_view word : WordsOf(kLanguages)) {
-            languages.push_back(word);
-        }
+        AddWords(languages, kLanguages);
         for (E parent :
              {StorageElement::kRegistry, StorageElement::kIniFile, StorageElement::kControl}) {
             rows.push_back({L"platform", parent, Occurs::OptionalAttribute,
-                            TextRule(&IsPlatformWord, ListWords(WordsOf(kPlatforms)))});
+                            TextRule(&IsPlatformWord, OneOf(kPlatforms).Expected)});
             rows.push_back({L"language", parent, Occurs::OptionalAttribute,
                             TextRule(&IsLanguageWord, ListWords(languages))});
             for (E name : {L"product", L"minversion", L"maxversion"}) {
@@ -349,7 +334,7 @@ const Grammar& StorageGrammar() {
     return grammar;
 }
 
-void LintStorage(const XmlElement& root, Findings& findings) {
+void LintStorage(const XmlElement& root, DocumentKind, Findings& findings) {
     CheckStructure(StorageGrammar(), root, findings);
     const bool check = AttributeText(root, L"check") == L"yes";
     for (const auto& pChild : root.Children) {

@@ -11,16 +11,6 @@ namespace {
 
 using namespace Ostrel::Vocabulary;
 
-// The platform words: the version classes and the two bitness words ("all" is not one).
-TextRule PlatformWords() {
-    TextRule rule = OneOf(kWebPlatforms);
-    for (const std::wstring_view word : WordsOf(kWebBitness)) {
-        rule.Accepted.push_back(word);
-    }
-    rule.Expected = ListWords(rule.Accepted);
-    return rule;
-}
-
 using Labels = std::map<std::wstring, Position>;
 
 // The labels of the elements named child below each container named parent; a label
@@ -73,7 +63,8 @@ const Grammar& WebAccessGrammar() {
             {L"label", WebElement::kAddress, Occurs::RequiredAttribute, any},
             {L"id", WebElement::kAddress, Occurs::RequiredAttribute, any},
             {WebElement::kProcess, WebElement::kApplications, Occurs::Repeated, any},
-            {L"platform", WebElement::kProcess, Occurs::RequiredAttribute, PlatformWords()},
+            {L"platform", WebElement::kProcess, Occurs::RequiredAttribute,
+             OneOf(kWebPlatforms, kWebBitness)},
             {L"label", WebElement::kProcess, Occurs::RequiredAttribute, any},
             {L"native", WebElement::kProcess, Occurs::RequiredAttribute, OneOf(kNativeBitness)},
             {L"vender", WebElement::kProcess, Occurs::OptionalAttribute, any},
@@ -102,7 +93,7 @@ const Grammar& WebAccessGrammar() {
     return grammar;
 }
 
-void LintWebAccess(const XmlElement& root, Findings& findings) {
+void LintWebAccess(const XmlElement& root, DocumentKind, Findings& findings) {
     CheckStructure(WebAccessGrammar(), root, findings);
     const Labels sites = CollectLabels(root, WebElement::kSites, WebElement::kAddress, findings);
     const Labels applications =

@@ -46,9 +46,8 @@ struct XmlReadFailure {
     bool LibraryMissing = false;  // xmllite.dll could not be loaded (Result holds the error)
 };
 
-// The root element of a UTF-8 or UTF-16 document. False with the failure when XmlLite
+// The root element of a UTF-8 or UTF-16 document. Null with the failure when XmlLite
 // cannot be loaded or the text is not well-formed (or ends early).
-bool ReadXmlTree(const std::vector<uint8_t>& bytes, std::unique_ptr<XmlElement>& root,
-                 XmlReadFailure& failure);
+std::unique_ptr<XmlElement> ReadXmlTree(const std::vector<uint8_t>& bytes, XmlReadFailure& failure);
 
 }  // namespace Xentool
