@@ -155,17 +155,10 @@ inline void Xor16(uint8_t* target, const uint8_t* source) {
     }
 }
 
-void EncryptEcbPortable(const KeySchedule& schedule, const uint8_t* in, uint8_t* out,
-                        size_t blocks) {
+template <void (*TransformOne)(const KeySchedule&, const uint8_t*, uint8_t*)>
+void EcbPortable(const KeySchedule& schedule, const uint8_t* in, uint8_t* out, size_t blocks) {
     for (size_t b = 0; b < blocks; ++b) {
-        EncryptBlock(schedule, in + b * kBlockSize, out + b * kBlockSize);
-    }
-}
-
-void DecryptEcbPortable(const KeySchedule& schedule, const uint8_t* in, uint8_t* out,
-                        size_t blocks) {
-    for (size_t b = 0; b < blocks; ++b) {
-        DecryptBlock(schedule, in + b * kBlockSize, out + b * kBlockSize);
+        TransformOne(schedule, in + b * kBlockSize, out + b * kBlockSize);
     }
 }
 
@@ -189,7 +182,7 @@ void DecryptCbcPortable(const KeySchedule& schedule, uint8_t* iv, const uint8_t*
     }
 }
 
-constexpr Engine kPortable = {"portable", EncryptEcbPortable, DecryptEcbPortable,
+constexpr Engine kPortable = {"portable", EcbPortable<EncryptBlock>, EcbPortable<DecryptBlock>,
                               EncryptCbcPortable, DecryptCbcPortable};
 
 std::atomic<const Engine*> g_Forced{nullptr};

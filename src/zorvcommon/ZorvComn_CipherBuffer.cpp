@@ -55,11 +55,9 @@ void SymmetricCipherBuffer::DestroyStrategy() {
 bool SymmetricCipherBuffer::ReadCiphertext(Storage::FileBase& file, uint32_t start, uint8_t* out,
                                            uint32_t length, uint32_t* error) {
     uint32_t code = ERROR_INVALID_HANDLE;
-    if (!file.SetPointer(static_cast<int32_t>(start), FILE_BEGIN, nullptr, &code) ||
-        !file.Read(out, length, &code)) {
-        return Fail(error, code);
-    }
-    return true;
+    return (file.SetPointer(static_cast<int32_t>(start), FILE_BEGIN, nullptr, &code) &&
+            file.Read(out, length, &code)) ||
+           Fail(error, code);
 }
 
 // Reads the ciphertext from the block holding position to at least position + length
@@ -68,9 +66,8 @@ bool SymmetricCipherBuffer::FillWindow(Storage::FileBase& file, uint32_t positio
                                        uint32_t* error) {
     m_WindowLength = 0;
     uint64_t fileSize = 0;
-    uint32_t code = ERROR_INVALID_HANDLE;
-    if (!file.GetSize(&fileSize, &code)) {
-        return Fail(error, code);
+    if (!FileSize(file, &fileSize, error)) {
+        return false;
     }
     const uint64_t wanted = std::max(length, kWindowSize);
     const uint32_t span = static_cast<uint32_t>(std::min<uint64_t>(wanted, fileSize - position));
@@ -165,9 +162,8 @@ bool SymmetricCipherBuffer::DecryptedSize(Storage::FileBase& file, uint32_t* siz
                                           uint32_t* error) {
     m_WindowLength = 0;  // the file may have changed under the window
     uint64_t fileSize = 0;
-    uint32_t code = ERROR_INVALID_HANDLE;
-    if (!file.GetSize(&fileSize, &code)) {
-        return Fail(error, code);
+    if (!FileSize(file, &fileSize, error)) {
+        return false;
     }
     const uint32_t block = m_Strategy->GetCipher()->GetBlockSize();
     if (fileSize % block != 0 || fileSize > UINT32_MAX) {

@@ -10,15 +10,10 @@ namespace Cryptograph {
 
 using Win32Error::Fail;
 
-namespace {
-
-// The file's size, with 6 for a file that cannot tell (not open).
 bool FileSize(Storage::FileBase& file, uint64_t* size, uint32_t* error) {
     uint32_t code = ERROR_INVALID_HANDLE;
     return file.GetSize(size, &code) || Fail(error, code);
 }
-
-}  // namespace
 
 SymmetricCipherStrategy::~SymmetricCipherStrategy() {
     if (m_Initialized) {
@@ -84,10 +79,8 @@ bool SymmetricCipherStrategyECB::GetRange(Storage::FileBase& file, uint32_t posi
 
 bool SymmetricCipherStrategyCBC::Prepare(uint32_t direction, const uint8_t* feedback,
                                          uint32_t* error) {
-    if (feedback == nullptr) {
-        return Begin(direction, m_Iv, m_IvLength, error);
-    }
-    return Begin(direction, feedback, m_Cipher->GetBlockSize(), error);
+    return feedback == nullptr ? Begin(direction, m_Iv, m_IvLength, error)
+                               : Begin(direction, feedback, m_Cipher->GetBlockSize(), error);
 }
 
 bool SymmetricCipherStrategyCBC::GetRange(Storage::FileBase& file, uint32_t position,

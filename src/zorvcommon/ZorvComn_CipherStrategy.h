@@ -84,6 +84,9 @@ public:
     using SymmetricCipherStrategyCBC::SymmetricCipherStrategyCBC;
 };
 
+// The file's size, with 6 for a file that cannot tell (not open).
+bool FileSize(Storage::FileBase& file, uint64_t* size, uint32_t* error);
+
 // Mode 0 ECB, 1 CBC, 2 CFB1; null for any other mode.
 std::unique_ptr<SymmetricCipherStrategy> CreateStrategy(SymmetricCipherBase* cipher, uint32_t mode,
                                                         const uint8_t* key, uint32_t keyLength,

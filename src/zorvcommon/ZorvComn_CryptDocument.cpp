@@ -72,15 +72,12 @@ bool CryptDocument::Open(const std::wstring& path, const char* key, uint32_t* er
     m_OpenedFileError = ERROR_INVALID_HANDLE;
     try {
         AccessControl::SecurityAttributes security(AccessControl::ObjectKindFile);
-        if (!m_Crypt.Open(&security, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING,
-                          FILE_ATTRIBUTE_NORMAL, error)) {
-            return false;
-        }
+        return m_Crypt.Open(&security, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, error);
     } catch (AccessControl::Exception* exception) {
         const std::unique_ptr<AccessControl::Exception> owner(exception);
         return Fail(error, exception->m_Error);
     }
-    return true;
 }
 
 void CryptDocument::RememberOpenedFile() {
@@ -89,10 +86,9 @@ void CryptDocument::RememberOpenedFile() {
 }
 
 bool CryptDocument::DeleteOpenedFile(uint32_t* error) {
-    if (m_OpenedFileError != ERROR_SUCCESS) {
-        return Fail(error, m_OpenedFileError);
-    }
-    return DeleteSameFile(m_Plain.GetFileName(), m_OpenedFile, error);
+    return m_OpenedFileError == ERROR_SUCCESS
+               ? DeleteSameFile(m_Plain.GetFileName(), m_OpenedFile, error)
+               : Fail(error, m_OpenedFileError);
 }
 
 bool EncryptDocumentBytes(const char* key, const std::vector<uint8_t>& plaintext,

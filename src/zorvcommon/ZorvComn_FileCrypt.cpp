@@ -170,13 +170,8 @@ bool FileCrypt::Unlock(uint32_t offset, uint32_t length, uint32_t* error) {
 }
 
 bool FileCrypt::SetEnd(uint32_t* error) {
-    if (!IsReady(error)) {
-        return false;
-    }
-    if (!m_Inner->SetEnd(error) || !DecryptedSize(*m_Inner, &m_Size, error)) {
-        return false;
-    }
-    return Succeed(error);
+    return IsReady(error) && m_Inner->SetEnd(error) && DecryptedSize(*m_Inner, &m_Size, error) &&
+           Succeed(error);
 }
 
 }  // namespace Storage

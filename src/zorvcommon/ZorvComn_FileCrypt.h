@@ -31,7 +31,6 @@ public:
     explicit FileCrypt(FileBase* file = nullptr) : m_Inner(file) {}
     ~FileCrypt() override = default;  // the strategy goes; the inner file stays as it is
 
-    void SetFile(FileBase* file) { m_Inner = file; }
     void SetCipherParameters(const CipherParameters* parameters) { m_Parameters = parameters; }
 
     void SetFileName(const std::wstring& path) override;
