@@ -99,12 +99,9 @@ bool DebugLog::LoadTraceLibrary(const std::wstring& traceLibraryFolder,
     std::wstring path = traceLibraryFolder;
     String::AppendBackslash(path);
     path += L"ZorvDbg64.dll";
-    if (!m_TraceLibrary.Load(path) || !m_TraceLibrary.IsResolved()) {
-        m_TraceLibrary.Free();
-        return false;
-    }
     void* handle = nullptr;
-    if (m_TraceLibrary.InitializeFunction()(&handle, &config) != 0 || handle == nullptr) {
+    if (!m_TraceLibrary.Load(path) || !m_TraceLibrary.IsResolved() ||
+        m_TraceLibrary.InitializeFunction()(&handle, &config) != 0 || handle == nullptr) {
         m_TraceLibrary.Free();
         return false;
     }

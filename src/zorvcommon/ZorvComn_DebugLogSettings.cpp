@@ -44,10 +44,9 @@ std::wstring LocalAppDataLowFolder() {
         return Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
     }
     wchar_t path[MAX_PATH] = {};
-    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, path))) {
-        return std::wstring();
-    }
-    return path;
+    return SUCCEEDED(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, path))
+               ? std::wstring(path)
+               : std::wstring();
 }
 
 void CreateFolderIfMissing(const std::wstring& folder) {

@@ -122,31 +122,19 @@ bool FileBase::GetSize(uint64_t* size, uint32_t* error) {
 }
 
 bool FileBase::Lock(uint32_t offset, uint32_t length, uint32_t* error) {
-    if (!IsOpen()) {
-        return false;
-    }
-    return ReportResult(LockFile(m_File.get(), offset, 0, length, 0), error);
+    return IsOpen() && ReportResult(LockFile(m_File.get(), offset, 0, length, 0), error);
 }
 
 bool FileBase::Unlock(uint32_t offset, uint32_t length, uint32_t* error) {
-    if (!IsOpen()) {
-        return false;
-    }
-    return ReportResult(UnlockFile(m_File.get(), offset, 0, length, 0), error);
+    return IsOpen() && ReportResult(UnlockFile(m_File.get(), offset, 0, length, 0), error);
 }
 
 bool FileBase::SetEnd(uint32_t* error) {
-    if (!IsOpen()) {
-        return false;
-    }
-    return ReportResult(SetEndOfFile(m_File.get()), error);
+    return IsOpen() && ReportResult(SetEndOfFile(m_File.get()), error);
 }
 
 bool FileBase::GetIdentity(FileIdentity& identity, uint32_t* error) const {
-    if (!IsOpen()) {
-        return false;
-    }
-    return QueryIdentity(m_File.get(), identity, error);
+    return IsOpen() && QueryIdentity(m_File.get(), identity, error);
 }
 
 bool DeleteSameFile(const std::wstring& path, const FileIdentity& identity, uint32_t* error) {

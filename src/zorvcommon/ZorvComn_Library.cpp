@@ -40,11 +40,9 @@ void Wrapper::Abandon() {
 bool IsFullPath(const std::wstring& path) {
     const auto isSeparator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
     const auto isDriveLetter = [](wchar_t c) { return (c | 0x20) >= L'a' && (c | 0x20) <= L'z'; };
-    if (path.size() >= 3 && isDriveLetter(path[0]) && path[1] == L':' && isSeparator(path[2])) {
-        return true;
-    }
-    return path.size() >= 3 && isSeparator(path[0]) && isSeparator(path[1]) &&
-           !isSeparator(path[2]);
+    return path.size() >= 3 &&
+           ((isDriveLetter(path[0]) && path[1] == L':' && isSeparator(path[2])) ||
+            (isSeparator(path[0]) && isSeparator(path[1]) && !isSeparator(path[2])));
 }
 
 std::wstring SystemDirectoryPath(const wchar_t* fileName) {

@@ -42,35 +42,32 @@ Function Kernel32Proc(const char* name) {
     return kernel32 == nullptr ? nullptr : Library::ProcAddress<Function>(kernel32, name);
 }
 
-struct LiveVersion {
-    VersionRecord Record;
+// What the system is asked once: its answer, or the error of asking.
+template <typename Answer>
+struct Probed {
+    Answer Value{};
     uint32_t Error = 0;
 };
 
-const LiveVersion& Live() {
-    static const LiveVersion live = [] {
-        LiveVersion result;
+const Probed<VersionRecord>& Live() {
+    static const Probed<VersionRecord> live = [] {
+        Probed<VersionRecord> result;
         OSVERSIONINFOEXW info = {};
         info.dwOSVersionInfoSize = sizeof(info);
         if (!GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&info))) {
             result.Error = GetLastError();
             return result;
         }
-        result.Record = {info.dwPlatformId,  info.dwMajorVersion, info.dwMinorVersion,
-                         info.dwBuildNumber, info.wProductType,   info.wServicePackMajor};
+        result.Value = {info.dwPlatformId,  info.dwMajorVersion, info.dwMinorVersion,
+                        info.dwBuildNumber, info.wProductType,   info.wServicePackMajor};
         return result;
     }();
     return live;
 }
 
-struct NativeArchitecture {
-    uint16_t Architecture = 0xFFFF;
-    uint32_t Error = 0;
-};
-
-const NativeArchitecture& Native() {
-    static const NativeArchitecture native = [] {
-        NativeArchitecture result;
+const Probed<uint16_t>& Native() {
+    static const Probed<uint16_t> native = [] {
+        Probed<uint16_t> result;
         const auto getNativeSystemInfo =
             Kernel32Proc<decltype(&GetNativeSystemInfo)>("GetNativeSystemInfo");
         if (getNativeSystemInfo == nullptr) {
@@ -79,7 +76,7 @@ const NativeArchitecture& Native() {
         }
         SYSTEM_INFO info = {};
         getNativeSystemInfo(&info);
-        result.Architecture = info.wProcessorArchitecture;
+        result.Value = info.wProcessorArchitecture;
         return result;
     }();
     return native;
@@ -140,7 +137,7 @@ bool IsVersionClassOf(const VersionRecord& v, bool is64bit, uint32_t versionClas
 }
 
 bool IsVersionClass(uint32_t versionClass) {
-    const LiveVersion& live = Live();
+    const Probed<VersionRecord>& live = Live();
     if (live.Error != 0 || versionClass > kLastVersionClass) {
         return false;
     }
@@ -148,15 +145,15 @@ bool IsVersionClass(uint32_t versionClass) {
     if (NeedsBitness(versionClass) && !IsWindows64bit(is64bit)) {
         return false;
     }
-    return IsVersionClassOf(live.Record, is64bit, versionClass);
+    return IsVersionClassOf(live.Value, is64bit, versionClass);
 }
 
 bool GetVersionRecord(VersionRecord& version) {
-    const LiveVersion& live = Live();
+    const Probed<VersionRecord>& live = Live();
     if (live.Error != 0) {
         return false;
     }
-    version = live.Record;
+    version = live.Value;
     return true;
 }
 
@@ -165,11 +162,11 @@ uint32_t GetVersionError() {
 }
 
 bool IsWindows64bit(bool& is64bit, uint32_t* error) {
-    const NativeArchitecture& native = Native();
+    const Probed<uint16_t>& native = Native();
     if (native.Error != 0) {
         return Win32Error::Fail(error, native.Error);
     }
-    is64bit = native.Architecture == PROCESSOR_ARCHITECTURE_AMD64;
+    is64bit = native.Value == PROCESSOR_ARCHITECTURE_AMD64;
     return true;
 }
 
@@ -200,13 +197,11 @@ bool IsTokenMemberOf(uint32_t wellKnownSidType, bool& isMember) {
         Library::ProcAddress<decltype(&CreateWellKnownSid)>(advapi32.get(), "CreateWellKnownSid");
     const auto checkTokenMembership = Library::ProcAddress<decltype(&CheckTokenMembership)>(
         advapi32.get(), "CheckTokenMembership");
-    if (createWellKnownSid == nullptr || checkTokenMembership == nullptr) {
-        return false;
-    }
     BYTE sid[SECURITY_MAX_SID_SIZE];
     DWORD cbSid = sizeof(sid);
     BOOL member = FALSE;
-    if (!createWellKnownSid(static_cast<WELL_KNOWN_SID_TYPE>(wellKnownSidType), nullptr, sid,
+    if (createWellKnownSid == nullptr || checkTokenMembership == nullptr ||
+        !createWellKnownSid(static_cast<WELL_KNOWN_SID_TYPE>(wellKnownSidType), nullptr, sid,
                             &cbSid) ||
         !checkTokenMembership(nullptr, sid, &member)) {
         return false;

@@ -99,24 +99,6 @@ Function NtDllProc(const UniqueModule& ntdll, const char* name) {
     return proc;
 }
 
-// The array is replaced only once the value has been read; a zero-length value leaves it
-// empty.
-void ReadBinary(const RegistryValue& value, ByteArray& bytes) {
-    if (value.Type != REG_BINARY) {
-        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
-    }
-    bytes.Free();
-    if (value.Bytes.empty()) {
-        return;
-    }
-    uint32_t error = ERROR_SUCCESS;
-    if (!bytes.Create(value.Bytes.size(), &error)) {
-        ZORV_THROW_STORAGE(error);
-    }
-    std::memcpy(bytes.Data(), value.Bytes.data(), value.Bytes.size());
-    bytes.SetLength(value.Bytes.size());
-}
-
 }  // namespace
 
 RegistryValue StringValue(const std::wstring& text) {
@@ -147,8 +129,23 @@ bool RegistryBase::QueryBinary(const std::wstring& name, ByteArray& value, uint3
     return QueryOrDefault([&] { return QueryBinary(name, value); }, false, error);
 }
 
+// The array is replaced only once the value has been read; a zero-length value leaves it
+// empty.
 bool RegistryBase::QueryBinary(const std::wstring& name, ByteArray& value) {
-    ReadBinary(QueryStored(name), value);
+    const RegistryValue stored = QueryStored(name);
+    if (stored.Type != REG_BINARY) {
+        ZORV_THROW_STORAGE(ERROR_INVALID_DATA);
+    }
+    value.Free();
+    if (stored.Bytes.empty()) {
+        return true;
+    }
+    uint32_t error = ERROR_SUCCESS;
+    if (!value.Create(stored.Bytes.size(), &error)) {
+        ZORV_THROW_STORAGE(error);
+    }
+    std::memcpy(value.Data(), stored.Bytes.data(), stored.Bytes.size());
+    value.SetLength(stored.Bytes.size());
     return true;
 }
 
@@ -219,9 +216,7 @@ HKEY Registry::OpenKey() const {
 }
 
 bool Registry::Adopt(LSTATUS status, UniqueRegKey& opened, const std::wstring& path) {
-    if (status != ERROR_SUCCESS) {
-        ZORV_THROW_STORAGE(status);  // the caller decides whether a missing key is a failure
-    }
+    Check(status, __LINE__);  // the caller decides whether a missing key is a failure
     m_Key = std::move(opened);
     m_Path = path;
     return true;
