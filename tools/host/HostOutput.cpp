@@ -169,11 +169,7 @@ template <typename Row>
 void PrintRows(const std::vector<Row>& rows, bool json) {
     if (json) {
         JsonWriter writer(true);
-        writer.BeginArray();
-        for (const Row& row : rows) {
-            WriteRow(writer, row);
-        }
-        writer.EndArray();
+        WriteArray(writer, nullptr, rows, [&](const Row& row) { WriteRow(writer, row); });
         Print(writer.Text() + L"\n");
         return;
     }

@@ -19,23 +19,25 @@ struct Job {
     std::wstring output;
 };
 
-// Key first (before any file is touched), then the two paths, which must differ.
-bool ParseJob(const Arguments& arguments, Job* job, int* exitCode) {
+// Key first (before any file is touched), then the two paths, which must differ; then
+// the command itself.
+template <int (*Run)(const Job&)>
+int RunJob(const Arguments& arguments) {
     Arguments rest = arguments;
-    if (!TakeDocumentKey(&rest, &job->key, exitCode) || !NoOtherOptions(rest, exitCode)) {
-        return false;
+    Job job;
+    int exitCode = ExitOk;
+    if (!TakeDocumentKey(&rest, &job.key, &exitCode) || !NoOtherOptions(rest, &exitCode)) {
+        return exitCode;
     }
     if (rest.size() != 2) {
-        *exitCode = UsageError(L"expected an input and an output path");
-        return false;
+        return UsageError(L"expected an input and an output path");
     }
-    job->input = rest[0];
-    job->output = rest[1];
-    if (SamePath(job->input, job->output)) {
-        *exitCode = UsageError(L"the output would overwrite the input '" + job->input + L"'");
-        return false;
+    job.input = rest[0];
+    job.output = rest[1];
+    if (SamePath(job.input, job.output)) {
+        return UsageError(L"the output would overwrite the input '" + job.input + L"'");
     }
-    return true;
+    return Run(job);
 }
 
 int InputFailure(const std::wstring& path, uint32_t error) {
@@ -50,24 +52,14 @@ int Save(const std::wstring& path, const std::vector<uint8_t>& bytes) {
     return ExitOk;
 }
 
-int Encrypt(const Arguments& arguments) {
-    Job job;
-    int exitCode = ExitOk;
-    if (!ParseJob(arguments, &job, &exitCode)) {
-        return exitCode;
-    }
+int Encrypt(const Job& job) {
     std::vector<uint8_t> ciphertext;
-    exitCode = ReadEncrypted(job.input, job.key, &ciphertext);
+    const int exitCode = ReadEncrypted(job.input, job.key, &ciphertext);
     return exitCode != ExitOk ? exitCode : Save(job.output, ciphertext);
 }
 
 // Reads through the same decrypting file the module uses.
-int Decrypt(const Arguments& arguments) {
-    Job job;
-    int exitCode = ExitOk;
-    if (!ParseJob(arguments, &job, &exitCode)) {
-        return exitCode;
-    }
+int Decrypt(const Job& job) {
     CryptDocument document;
     uint32_t error = 0;
     if (!document.Open(job.input, job.key.c_str(), &error)) {
@@ -99,8 +91,8 @@ int Decrypt(const Arguments& arguments) {
 
 std::vector<Command> CryptCommands() {
     return {
-        {L"encrypt", L"(--kind KIND | --key TEXT) IN.xml OUT.xen", Encrypt},
-        {L"decrypt", L"(--kind KIND | --key TEXT) IN.xen OUT.xml", Decrypt},
+        {L"encrypt", L"(--kind KIND | --key TEXT) IN.xml OUT.xen", RunJob<Encrypt>},
+        {L"decrypt", L"(--kind KIND | --key TEXT) IN.xen OUT.xml", RunJob<Decrypt>},
     };
 }
 

@@ -29,54 +29,46 @@ bool IsDecimal(const std::wstring& text) {
 
 const Grammar& PolicyGrammar() {
     static const Grammar grammar = [] {
+        using namespace PolicyElement;
         const TextRule any;
         const TextRule guid(&IsGuid,
                             L"a braced GUID such as {6513270E-269E-0D37-F2A7-4DE452E6B438}");
         const TextRule fileName(&IsNotEmpty, L"a file name");
         const TextRule order(&IsDecimal, L"a decimal number");
         Grammar rows = {
-            {PolicyElement::kBaseFramework, nullptr, Occurs::Optional, any},
-            {PolicyElement::kFrameworkService, PolicyElement::kBaseFramework, Occurs::Repeated,
-             any},
-            {PolicyElement::kFrameworkProvider, PolicyElement::kBaseFramework, Occurs::Repeated,
-             any},
-            {L"SharedType", PolicyElement::kShared, Occurs::RequiredAttribute, OneOf(kSharedTypes)},
-            {L"SharedGuid", PolicyElement::kShared, Occurs::RequiredAttribute, guid},
-            {PolicyElement::kPermission, PolicyElement::kPermissions, Occurs::Repeated,
-             OneOf(kPermissionTypes)},
-            {L"type", PolicyElement::kPermission, Occurs::RequiredAttribute,
-             OneOf(kPermissionIndexes)},
-            {PolicyElement::kDependedService, PolicyElement::kDependedServices, Occurs::Repeated,
-             guid},
-            {PolicyElement::kDependedProvider, PolicyElement::kDependedProviders, Occurs::Repeated,
-             guid},
+            {kBaseFramework, nullptr, Occurs::Optional, any},
+            {kFrameworkService, kBaseFramework, Occurs::Repeated, any},
+            {kFrameworkProvider, kBaseFramework, Occurs::Repeated, any},
+            {L"SharedType", kShared, Occurs::RequiredAttribute, OneOf(kSharedTypes)},
+            {L"SharedGuid", kShared, Occurs::RequiredAttribute, guid},
+            {kPermission, kPermissions, Occurs::Repeated, OneOf(kPermissionTypes)},
+            {L"type", kPermission, Occurs::RequiredAttribute, OneOf(kPermissionIndexes)},
+            {kDependedService, kDependedServices, Occurs::Repeated, guid},
+            {kDependedProvider, kDependedProviders, Occurs::Repeated, guid},
         };
         // A service and a provider: the children they share, then their own.
         for (const bool service : {true, false}) {
-            const wchar_t* row =
-                service ? PolicyElement::kFrameworkService : PolicyElement::kFrameworkProvider;
+            const wchar_t* row = service ? kFrameworkService : kFrameworkProvider;
             const std::vector<std::pair<const wchar_t*, TextRule>> children = {
-                {service ? PolicyElement::kServiceGuid : PolicyElement::kProviderGuid, guid},
-                {PolicyElement::kModule, OneOf(kModuleTypes)},
-                {PolicyElement::kModuleName, fileName},
-                {PolicyElement::kStartUp, OneOf(kStartupTypes)},
-                {PolicyElement::kLoad, OneOf(kLoadOptions)},
-                {PolicyElement::kUnload, OneOf(kUnloadOptions)},
-                {PolicyElement::kOrderOfLoading, order},
-                {PolicyElement::kOrderOfUnloading, order},
-                {PolicyElement::kShared, any},
-                {PolicyElement::kPermissions, any},
-                {PolicyElement::kDataConversion, OneOf(kDataConversions)},
-                {PolicyElement::kConvModuleName, fileName},
-                {service ? PolicyElement::kDependedServices : PolicyElement::kDependedProviders,
-                 any}};
+                {service ? kServiceGuid : kProviderGuid, guid},
+                {kModule, OneOf(kModuleTypes)},
+                {kModuleName, fileName},
+                {kStartUp, OneOf(kStartupTypes)},
+                {kLoad, OneOf(kLoadOptions)},
+                {kUnload, OneOf(kUnloadOptions)},
+                {kOrderOfLoading, order},
+                {kOrderOfUnloading, order},
+                {kShared, any},
+                {kPermissions, any},
+                {kDataConversion, OneOf(kDataConversions)},
+                {kConvModuleName, fileName},
+                {service ? kDependedServices : kDependedProviders, any}};
             rows.push_back({L"version", row, Occurs::RequiredAttribute, any});
             for (const auto& child : children) {
                 rows.push_back({child.first, row, Occurs::Optional, child.second});
             }
             if (service) {
-                rows.push_back(
-                    {PolicyElement::kInterface, row, Occurs::Optional, OneOf(kInterfaceTypes)});
+                rows.push_back({kInterface, row, Occurs::Optional, OneOf(kInterfaceTypes)});
             }
         }
         return rows;

@@ -20,6 +20,7 @@ namespace {
 using Reader = CXmlParserStorageControl;
 
 using namespace Ostrel::Vocabulary;
+using namespace Ostrel::Storage;
 
 bool IsAll(const std::wstring& text) {
     return Frwk::StringUtility::EqualsNoCase(text, kAllWord);
@@ -152,35 +153,30 @@ void CheckEntry(const XmlElement& control, uint32_t action, bool iniFile, Findin
     const ChildText name = TextOf(control, StorageElement::kName);
     const ChildText type = TextOf(control, StorageElement::kType);
     const ChildText value = TextOf(control, StorageElement::kValue);
-    uint32_t valueType = Ostrel::Storage::ValueTypeName;
+    uint32_t valueType = ValueTypeName;
     if (type.Present && !Reader::GetValueType(type.Text, valueType)) {
         return;  // reported with the structure
     }
-    if (name.Text.empty() && action != Ostrel::Storage::VisitorTypeCreate &&
-        action != Ostrel::Storage::VisitorTypeDelete) {
+    if (name.Text.empty() && action != VisitorTypeCreate && action != VisitorTypeDelete) {
         findings.Error(
             control.At,
             L"this action needs a <Name>: only create and delete act on the section itself");
     }
-    if (!name.Text.empty() && valueType == Ostrel::Storage::ValueTypeName &&
-        action != Ostrel::Storage::VisitorTypeDelete) {
+    if (!name.Text.empty() && valueType == ValueTypeName && action != VisitorTypeDelete) {
         findings.Error(control.At, L"this action needs a <Type> for its value");
     }
-    if (iniFile && (valueType == Ostrel::Storage::ValueTypeBinary ||
-                    valueType == Ostrel::Storage::ValueTypeUint64)) {
+    if (iniFile && (valueType == ValueTypeBinary || valueType == ValueTypeUint64)) {
         findings.Error(type.At, L"INI files hold no " + type.Text + L" values");
     }
-    if (action == Ostrel::Storage::VisitorTypeDelete ||
-        valueType == Ostrel::Storage::ValueTypeName ||
-        valueType == Ostrel::Storage::ValueTypeString) {
+    if (action == VisitorTypeDelete || valueType == ValueTypeName || valueType == ValueTypeString) {
         return;
     }
     if (value.Text.empty()) {
         findings.Error(value.At, L"a " + type.Text + L" value needs a <Value>");
-    } else if (valueType == Ostrel::Storage::ValueTypeBinary) {
+    } else if (valueType == ValueTypeBinary) {
         CheckBinary(value, findings);
     } else {
-        CheckNumber(value, valueType == Ostrel::Storage::ValueTypeUint64, findings);
+        CheckNumber(value, valueType == ValueTypeUint64, findings);
     }
 }
 
@@ -199,15 +195,15 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
             continue;  // reported with the structure
         }
         const ChildText overwrite = TextOf(control, StorageElement::kOverwrite);
-        if (action == Ostrel::Storage::VisitorTypeStore && overwrite.Text != L"yes") {
+        if (action == VisitorTypeStore && overwrite.Text != L"yes") {
             findings.Warning(actionText.At,
                              L"a store without <Overwrite>yes</Overwrite> acts as a create: it "
                              L"writes only into a key that does not exist yet");
-            action = Ostrel::Storage::VisitorTypeCreate;
+            action = VisitorTypeCreate;
         }
         CheckEntry(control, action, iniFile, findings);
         const bool named = !TextOf(control, StorageElement::kName).Text.empty();
-        if (action == Ostrel::Storage::VisitorTypeCreate && named) {
+        if (action == VisitorTypeCreate && named) {
             if (iniFile) {
                 findings.Warning(actionText.At,
                                  L"a create in an INI file never writes: an INI "
@@ -219,9 +215,8 @@ void CheckControls(const XmlElement& section, bool iniFile, bool check, Findings
                                  L"alone (only the first entry is written into a new key)");
             }
         }
-        written = written || action == Ostrel::Storage::VisitorTypeCreate ||
-                  action == Ostrel::Storage::VisitorTypeStore ||
-                  action == Ostrel::Storage::VisitorTypeAppend;
+        written = written || action == VisitorTypeCreate || action == VisitorTypeStore ||
+                  action == VisitorTypeAppend;
     }
     if (LastChild(section, StorageElement::kControl) == nullptr) {
         findings.Warning(section.At,
@@ -288,38 +283,34 @@ void CheckPaths(const XmlElement& section, bool iniFile, Findings& findings) {
 
 const Grammar& StorageGrammar() {
     static const Grammar grammar = [] {
+        using namespace StorageElement;
         using E = const wchar_t*;
         const TextRule any;
         Grammar rows = {
-            {StorageElement::kStorage, nullptr, Occurs::Optional, any},
-            {L"version", StorageElement::kStorage, Occurs::RequiredAttribute, any},
-            {L"check", StorageElement::kStorage, Occurs::OptionalAttribute, OneOf(kBooleans)},
-            {L"save", StorageElement::kStorage, Occurs::OptionalAttribute, OneOf(kBooleans)},
-            {StorageElement::kRegistry, StorageElement::kStorage, Occurs::Repeated, any},
-            {StorageElement::kIniFile, StorageElement::kStorage, Occurs::Repeated, any},
-            {StorageElement::kRoot, StorageElement::kRegistry, Occurs::Required,
-             OneOf(kRegistryRoots)},
-            {StorageElement::kPath, StorageElement::kRegistry, Occurs::Required, any},
-            {StorageElement::kAccessMode, StorageElement::kRegistry, Occurs::Required,
-             OneOf(kAccessModes)},
-            {StorageElement::kAccessRight, StorageElement::kRegistry, Occurs::Required,
-             OneOf(kAccessRights)},
-            {StorageElement::kControl, StorageElement::kRegistry, Occurs::Repeated, any},
-            {StorageElement::kPath, StorageElement::kIniFile, Occurs::Required, any},
-            {StorageElement::kSection, StorageElement::kIniFile, Occurs::Required, any},
-            {StorageElement::kControl, StorageElement::kIniFile, Occurs::Repeated, any},
-            {StorageElement::kName, StorageElement::kControl, Occurs::Optional, any},
-            {StorageElement::kType, StorageElement::kControl, Occurs::Optional, OneOf(kValueTypes)},
-            {StorageElement::kAction, StorageElement::kControl, Occurs::Required, OneOf(kActions)},
-            {StorageElement::kValue, StorageElement::kControl, Occurs::Optional, any},
-            {StorageElement::kOverwrite, StorageElement::kControl, Occurs::Optional,
-             OneOf(kBooleans)},
+            {kStorage, nullptr, Occurs::Optional, any},
+            {L"version", kStorage, Occurs::RequiredAttribute, any},
+            {L"check", kStorage, Occurs::OptionalAttribute, OneOf(kBooleans)},
+            {L"save", kStorage, Occurs::OptionalAttribute, OneOf(kBooleans)},
+            {kRegistry, kStorage, Occurs::Repeated, any},
+            {kIniFile, kStorage, Occurs::Repeated, any},
+            {kRoot, kRegistry, Occurs::Required, OneOf(kRegistryRoots)},
+            {kPath, kRegistry, Occurs::Required, any},
+            {kAccessMode, kRegistry, Occurs::Required, OneOf(kAccessModes)},
+            {kAccessRight, kRegistry, Occurs::Required, OneOf(kAccessRights)},
+            {kControl, kRegistry, Occurs::Repeated, any},
+            {kPath, kIniFile, Occurs::Required, any},
+            {kSection, kIniFile, Occurs::Required, any},
+            {kControl, kIniFile, Occurs::Repeated, any},
+            {kName, kControl, Occurs::Optional, any},
+            {kType, kControl, Occurs::Optional, OneOf(kValueTypes)},
+            {kAction, kControl, Occurs::Required, OneOf(kActions)},
+            {kValue, kControl, Occurs::Optional, any},
+            {kOverwrite, kControl, Occurs::Optional, OneOf(kBooleans)},
         };
         // The targeting attributes of the sections and of their controls.
         TextRule::Words languages = {kAllWord, kEnglishUs.Text};
         AddWords(languages, kLanguages);
-        for (E parent :
-             {StorageElement::kRegistry, StorageElement::kIniFile, StorageElement::kControl}) {
+        for (E parent : {kRegistry, kIniFile, kControl}) {
             rows.push_back({L"platform", parent, Occurs::OptionalAttribute,
                             TextRule(&IsPlatformWord, OneOf(kPlatforms).Expected)});
             rows.push_back({L"language", parent, Occurs::OptionalAttribute,

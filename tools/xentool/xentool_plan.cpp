@@ -1,5 +1,6 @@
 #include "xentool_plan.h"
 
+#include "DocumentVocabulary.h"
 #include "StorageDryRun.h"
 #include "StorageProduct.h"
 #include "XmlParserStorageControl.h"
@@ -151,15 +152,9 @@ int Plan(const Arguments& arguments) {
         }
         source = L"profile " + profile;
     }
-    std::string key;
-    int exitCode = ExitOk;
-    Arguments kind = {L"--kind", L"storage"};
-    if (!TakeDocumentKey(&kind, &key, &exitCode)) {
-        return exitCode;
-    }
     TemporaryFile copy;
     if (IsPlainDocument(document)) {
-        exitCode = EncryptToTemporary(document, key, copy);
+        const int exitCode = EncryptToTemporary(document, Ostrel::Vocabulary::kStorageKey, copy);
         if (exitCode != ExitOk) {
             return exitCode;
         }

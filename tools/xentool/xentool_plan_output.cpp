@@ -8,12 +8,7 @@
 
 namespace Xentool {
 
-using Ostrel::Storage::DocumentEntry;
-using Ostrel::Storage::ISection;
-using Ostrel::Storage::PlannedOperation;
-using Ostrel::Storage::Target;
-using Ostrel::Storage::TargetSystem;
-using Ostrel::Storage::TargetVerdict;
+using namespace Ostrel::Storage;
 using Tools::JsonWriter;
 
 namespace {
@@ -43,11 +38,11 @@ std::wstring ValueTypeName(uint32_t valueType) {
 std::wstring DescribeSection(const ISection& section) {
     std::wstring name;
     section.GetName(name);
-    if (section.GetType() == Ostrel::Storage::SectionTypeIniFile) {
-        const auto& iniFile = static_cast<const Ostrel::Storage::SectionIniFile&>(section);
+    if (section.GetType() == SectionTypeIniFile) {
+        const auto& iniFile = static_cast<const SectionIniFile&>(section);
         return iniFile.GetFilePath() + L" [" + iniFile.GetSectionName() + L"]";
     }
-    const auto& registry = static_cast<const Ostrel::Storage::SectionRegistry&>(section);
+    const auto& registry = static_cast<const SectionRegistry&>(section);
     const uint32_t root = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(registry.GetRoot()));
     const std::wstring_view rootName =
         Ostrel::Vocabulary::TextOf(Ostrel::Vocabulary::kRegistryRoots, root);
@@ -57,8 +52,8 @@ std::wstring DescribeSection(const ISection& section) {
     }
     const uint32_t view = registry.GetAccessMode();
     return text + name + L" (view " + WordOf(Ostrel::Vocabulary::kAccessModes, view) +
-           (registry.GetAccessRight() == Ostrel::Storage::kAccessRightDefault ? L", limited access)"
-                                                                              : L", all access)");
+           (registry.GetAccessRight() == kAccessRightDefault ? L", limited access)"
+                                                             : L", all access)");
 }
 
 struct TargetAttribute {
@@ -83,7 +78,7 @@ std::wstring DescribeTargeting(const Target& target, TargetVerdict verdict) {
     return (text.empty() ? text : text + L"]") + L": " +
            (verdict == TargetVerdict::Targeted
                 ? std::wstring(L"kept")
-                : L"skipped (" + std::wstring(Ostrel::Storage::VerdictName(verdict)) + L")");
+                : L"skipped (" + std::wstring(VerdictName(verdict)) + L")");
 }
 
 std::wstring DescribeEntry(const Target& target, TargetVerdict verdict,
@@ -123,7 +118,6 @@ uint32_t ValueTypeOf(const PlannedOperation& operation) {
 
 // What the dry run saw, in words.
 const wchar_t* FailureReason(const PlannedOperation& operation) {
-    using Ostrel::Storage::ValueTypeBinary;
     const HRESULT hr = operation.Result;
     if (hr == ZorvCommon::Exception::ResultFromWin32(ERROR_INVALID_DATA)) {
         return L"the stored value has another type";
@@ -134,12 +128,12 @@ const wchar_t* FailureReason(const PlannedOperation& operation) {
     if (operation.Where.IsIniFile && ValueTypeOf(operation) == ValueTypeBinary) {
         return L"INI files hold no binary values";
     }
-    if (operation.Where.IsIniFile && ValueTypeOf(operation) == Ostrel::Storage::ValueTypeUint64) {
+    if (operation.Where.IsIniFile && ValueTypeOf(operation) == ValueTypeUint64) {
         return L"INI files hold no uint64 values";
     }
     if (hr == Ostrel::kNotFound) {
         return ValueTypeOf(operation) == ValueTypeBinary &&
-                       operation.CommandType != Ostrel::Storage::VisitorTypeDelete
+                       operation.CommandType != VisitorTypeDelete
                    ? L"the binary value does not exist"
                    : L"the key does not exist";
     }
@@ -150,7 +144,6 @@ const wchar_t* FailureReason(const PlannedOperation& operation) {
 }
 
 std::wstring EffectOf(const PlannedOperation& operation) {
-    using namespace Ostrel::Storage;
     if (operation.Result < 0) {
         if (operation.pEntry != nullptr &&
             ValueTypeOf(operation) == Ostrel::Storage::ValueTypeName &&
@@ -194,7 +187,7 @@ void WriteTarget(JsonWriter& json, const Target& target, TargetVerdict verdict) 
         }
     }
     json.EndObject();
-    json.String(L"verdict", Ostrel::Storage::VerdictName(verdict));
+    json.String(L"verdict", VerdictName(verdict));
 }
 
 void WriteSystem(JsonWriter& json, const TargetSystem& system, const std::wstring& source) {
@@ -311,9 +304,8 @@ void PlanPrinter::Finish(size_t commandCount, const std::vector<PlannedOperation
         const std::wstring action = CommandName(operation.CommandType);
         const std::wstring place = DescribeSection(*operation.pSection);
         const std::wstring type = ValueTypeName(ValueTypeOf(operation));
-        const std::wstring value = operation.pEntry != nullptr
-                                       ? Ostrel::Storage::DescribeValue(*operation.pEntry)
-                                       : std::wstring();
+        const std::wstring value =
+            operation.pEntry != nullptr ? DescribeValue(*operation.pEntry) : std::wstring();
         const std::wstring effect = EffectOf(operation);
         if (m_Json) {
             m_Writer.BeginObject();
