@@ -66,7 +66,7 @@ struct Sid {
 
 }  // namespace
 
-SecurityAttributes::SecurityAttributes(uint32_t kind) {
+SecurityAttributes::SecurityAttributes(uint32_t kind) : m_Kind(kind) {
     const Masks& masks = MasksOf(kind);
 
     std::array<Sid, kTrusteeCount> sids;

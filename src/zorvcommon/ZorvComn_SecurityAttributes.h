@@ -41,8 +41,10 @@ public:
     // The record for RegCreateKeyExW / CreateFileW, whose descriptor is self-relative
     // (owner and group unset, DACL present); null when no descriptor is held.
     SECURITY_ATTRIBUTES* GetSecurityAttributes();
+    uint32_t GetKind() const { return m_Kind; }
 
 private:
+    uint32_t m_Kind;
     std::vector<uint8_t> m_Descriptor;  // self-relative security descriptor
     SECURITY_ATTRIBUTES m_Attributes{};
 };
