@@ -498,11 +498,10 @@ HRESULT CommandCreate::OnSection(ISection* pSection) {
                 m_Control.OpenEx(OpenTypeStore, name,
                                  !registry || pSection->GetAccessRight() == kAccessRightDefault);
             if (hr < 0) {
-                ZORV_ERROR(registry
-                               ? L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) "
-                                 L"failed. [0x%08x][%s][%d]"
-                               : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
-                                 L"failed. [0x%08x][%s][%d]",
+                ZORV_ERROR(registry ? L"*** CommandCreate::OnVisit() - "
+                                      L"this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]"
+                                    : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
+                                      L"failed. [0x%08x][%s][%d]",
                            hr, name.c_str(), pSection->GetAccessRight());
                 return hr;
             }

@@ -128,8 +128,7 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
     std::wstring path = texts[IniFilePath];
     if (!ReplacePath(path)) {
         STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::ParseIniFile() - this->ReplacePath() failed. "
-            L"[%s]",
+            L"*** CXmlParserStorageControl::ParseIniFile() - this->ReplacePath() failed. [%s]",
             path.c_str());
         return Ostrel::kInvalidData;
     }
@@ -147,8 +146,7 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
     pSection.reset(new (std::nothrow) Ostrel::Storage::SectionIniFile(path, sectionName));
     if (!pSection) {
         STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::ParseIniFile() - pIniFile was invalid. "
-            L"[%s][%s]",
+            L"*** CXmlParserStorageControl::ParseIniFile() - pIniFile was invalid. [%s][%s]",
             path.c_str(), sectionName.c_str());
         return Ostrel::kInvalidObject;
     }
