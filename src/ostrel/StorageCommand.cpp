@@ -76,8 +76,7 @@ std::vector<std::unique_ptr<T>> CopyAll(const std::vector<std::unique_ptr<T>>& s
 // Appends an owned pointer; the pointer is freed if the list cannot grow.
 template <typename T>
 void AppendOwned(std::vector<std::unique_ptr<T>>& list, T* pElement) {
-    std::unique_ptr<T> owner(pElement);
-    list.push_back(std::move(owner));
+    list.push_back(std::unique_ptr<T>(pElement));
 }
 
 // pRtnValue made a copy of source; null when it could not be made. method is the copying

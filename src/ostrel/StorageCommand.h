@@ -181,8 +181,6 @@ IEntry* CreateEntry(uint32_t valueType, const std::wstring& valueText, const std
 
 class SectionBase : public ISection {
 public:
-    ~SectionBase() override = default;
-
     void GetName(std::wstring& name) const override { name = m_Name; }
     uint32_t GetAccessRight() const override { return m_AccessRight; }
     void SetName(const std::wstring& name) override { m_Name = name; }
@@ -431,7 +429,6 @@ CommandBase* CreateVisitor(uint32_t visitorType);
 class CommandChain : public ICommand {
 public:
     CommandChain() = default;
-    ~CommandChain() override = default;
     CommandChain(const CommandChain&) = delete;
     CommandChain& operator=(const CommandChain&) = delete;
 
