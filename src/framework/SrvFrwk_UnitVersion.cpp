@@ -129,7 +129,6 @@ int32_t ConvertVersion(const std::wstring& _tszVersion, uint32_t& major, uint32_
     major = nMajor;
     minor = nMinor;
     build = nBuild;
-    fourth = 0;
     return 1;
 }
 

@@ -171,7 +171,6 @@ HRESULT CServiceManager::SendMessageForStorageControl(StorageControlRequest* pSt
                 hResult);
         }
     }
-    cCommandChain.Clear();
     ZORV_TRACE(L"[Leave] CServiceManager::SendMessageForStorageControl()...");
     return hResult;
 }
@@ -209,11 +208,10 @@ HRESULT CServiceManager::QueryValueForStorageControl(Ostrel::Storage::CommandCha
     if (!pStorageControl->Folder.empty()) {
         tszFolder = pStorageControl->Folder;
     }
-    const std::wstring& tszPath = pStorageControl->DocumentPath;
-    const std::wstring& tszArgument = pStorageControl->CommandArgument;
 
     CXmlParserStorageControl cXmlParser(m_XmlParser);
-    const HRESULT hResult = cXmlParser.QueryValue(pCommandChain, tszPath, tszArgument);
+    const HRESULT hResult = cXmlParser.QueryValue(pCommandChain, pStorageControl->DocumentPath,
+                                                  pStorageControl->CommandArgument);
     if (hResult < 0) {
         ZORV_ERROR(
             L"*** CServiceManager::QueryValueForStorageControl() - cXmlParser.QueryValue() "

@@ -15,7 +15,6 @@ class CommandChain;
 class CServiceManager : public SrvFrwk::Interface::IUtilityEx {
 public:
     CServiceManager() = default;
-    ~CServiceManager() override = default;
     CServiceManager(const CServiceManager&) = delete;
     CServiceManager& operator=(const CServiceManager&) = delete;
 

@@ -76,8 +76,7 @@ std::vector<std::unique_ptr<T>> CopyAll(const std::vector<std::unique_ptr<T>>& s
 // Appends an owned pointer; the pointer is freed if the list cannot grow.
 template <typename T>
 void AppendOwned(std::vector<std::unique_ptr<T>>& list, T* pElement) {
-    std::unique_ptr<T> owner(pElement);
-    list.push_back(std::move(owner));
+    list.push_back(std::unique_ptr<T>(pElement));
 }
 
 // pRtnValue made a copy of source; null when it could not be made. method is the copying
@@ -498,11 +497,10 @@ HRESULT CommandCreate::OnSection(ISection* pSection) {
                 m_Control.OpenEx(OpenTypeStore, name,
                                  !registry || pSection->GetAccessRight() == kAccessRightDefault);
             if (hr < 0) {
-                ZORV_ERROR(registry
-                               ? L"*** CommandCreate::OnVisit() - this->m_Control.OpenEx(Store) "
-                                 L"failed. [0x%08x][%s][%d]"
-                               : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
-                                 L"failed. [0x%08x][%s][%d]",
+                ZORV_ERROR(registry ? L"*** CommandCreate::OnVisit() - "
+                                      L"this->m_Control.OpenEx(Store) failed. [0x%08x][%s][%d]"
+                                    : L"*** CommandCreate::OnVisit() - this->m_Control.Open(Store) "
+                                      L"failed. [0x%08x][%s][%d]",
                            hr, name.c_str(), pSection->GetAccessRight());
                 return hr;
             }

@@ -181,8 +181,6 @@ IEntry* CreateEntry(uint32_t valueType, const std::wstring& valueText, const std
 
 class SectionBase : public ISection {
 public:
-    ~SectionBase() override = default;
-
     void GetName(std::wstring& name) const override { name = m_Name; }
     uint32_t GetAccessRight() const override { return m_AccessRight; }
     void SetName(const std::wstring& name) override { m_Name = name; }
@@ -340,7 +338,7 @@ protected:
 
 // What every command class shares: its visitor type and its clone; sections are sent to
 // Derived::OnSection and typed entries to Derived::VisitEntry, a template over the entry
-// class.
+// class (both public in Derived, so the base needs no friendship).
 template <typename Derived, typename Base, uint32_t Type>
 class TypedCommand : public Base {
 public:
@@ -371,9 +369,6 @@ class CommandCreate
     : public TypedCommand<CommandCreate, CommandWithSectionFlag, VisitorTypeCreate> {
 public:
     static constexpr const wchar_t* kClassName = L"CommandCreate";
-
-private:
-    friend TypedCommand;
     [[nodiscard]] HRESULT OnSection(ISection* pSection);
     template <typename TEntry>
     [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
@@ -383,9 +378,6 @@ private:
 class CommandQuery : public TypedCommand<CommandQuery, CommandBase, VisitorTypeQuery> {
 public:
     static constexpr const wchar_t* kClassName = L"CommandQuery";
-
-private:
-    friend TypedCommand;
     [[nodiscard]] HRESULT OnSection(ISection* pSection);
     template <typename TEntry>
     [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
@@ -395,9 +387,6 @@ private:
 class CommandStore : public TypedCommand<CommandStore, CommandBase, VisitorTypeStore> {
 public:
     static constexpr const wchar_t* kClassName = L"CommandStore";
-
-private:
-    friend TypedCommand;
     [[nodiscard]] HRESULT OnSection(ISection* pSection);
     template <typename TEntry>
     [[nodiscard]] HRESULT VisitEntry(TEntry* pEntry);
@@ -409,9 +398,6 @@ private:
 class CommandAppend : public TypedCommand<CommandAppend, CommandBase, VisitorTypeAppend> {
 public:
     static constexpr const wchar_t* kClassName = L"CommandAppend";
-
-private:
-    friend TypedCommand;
     [[nodiscard]] HRESULT OnSection(ISection* pSection) { return CommandBase::OnVisit(pSection); }
     template <typename TEntry>
     [[nodiscard]] HRESULT VisitEntry(TEntry* pAppend);
@@ -424,9 +410,6 @@ public:
     static constexpr const wchar_t* kClassName = L"CommandDelete";
     using TypedCommand::Visit;
     [[nodiscard]] HRESULT Visit(EntryName* pEntry) override;
-
-private:
-    friend TypedCommand;
     [[nodiscard]] HRESULT OnSection(ISection* pSection);
     // Every typed entry is deleted by its name.
     [[nodiscard]] HRESULT VisitEntry(EntryName* pEntry) { return Visit(pEntry); }
@@ -446,7 +429,6 @@ CommandBase* CreateVisitor(uint32_t visitorType);
 class CommandChain : public ICommand {
 public:
     CommandChain() = default;
-    ~CommandChain() override = default;
     CommandChain(const CommandChain&) = delete;
     CommandChain& operator=(const CommandChain&) = delete;
 

@@ -65,11 +65,12 @@ HRESULT Guard(const wchar_t* method, const std::wstring* name, Absence absence, 
     }
 }
 
-// An operation on the open section: the backend call once check has passed.
+// An operation on the open section: the backend call once check has passed; name (may be
+// null) goes into the log line.
 template <typename Call>
-HRESULT IfOpen(HRESULT check, const wchar_t* method, const std::wstring& name, Absence absence,
+HRESULT IfOpen(HRESULT check, const wchar_t* method, const std::wstring* name, Absence absence,
                Call call) {
-    return check != kSuccess ? check : Guard(method, &name, absence, kWrongState, call);
+    return check != kSuccess ? check : Guard(method, name, absence, kWrongState, call);
 }
 
 bool IsRegistryType(uint32_t type) {
@@ -239,11 +240,10 @@ HRESULT Control::Close(const bool& commit) {
 
 HRESULT Control::CheckOpen(const wchar_t* method, uint32_t openType, Needs needs) const {
     if (m_pBase == nullptr || (needs != Needs::Base && m_pKey == nullptr)) {
-        if (needs != Needs::Base) {
-            ZORV_ERROR(L"*** Control::%s() - this->m_pBase or this->m_pKey was invalid.", method);
-        } else {
-            ZORV_ERROR(L"*** Control::%s() - this->m_pBase was invalid.", method);
-        }
+        ZORV_ERROR(needs != Needs::Base
+                       ? L"*** Control::%s() - this->m_pBase or this->m_pKey was invalid."
+                       : L"*** Control::%s() - this->m_pBase was invalid.",
+                   method);
         return kInvalidObject;
     }
     if (m_eOpenType != openType) {
@@ -261,7 +261,7 @@ HRESULT Control::CheckOpen(const wchar_t* method, uint32_t openType, Needs needs
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, std::wstring& value) {
-    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", name,
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", &name,
                   Absence::Accepted, [&] {
                       value = m_pBase->QueryString(name, std::wstring());
                       return true;
@@ -269,12 +269,12 @@ HRESULT Control::QueryValue(const std::wstring& name, std::wstring& value) {
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, ZorvCommon::ByteArray& value) {
-    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", name,
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", &name,
                   Absence::Failure, [&] { return m_pBase->QueryBinary(name, value); });
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, uint32_t& value) {
-    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", name,
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Base), L"QueryValue", &name,
                   Absence::Accepted, [&] {
                       value = m_pBase->QueryUint32(name, 0);
                       return true;
@@ -282,7 +282,7 @@ HRESULT Control::QueryValue(const std::wstring& name, uint32_t& value) {
 }
 
 HRESULT Control::QueryValue(const std::wstring& name, uint64_t& value) {
-    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Registry), L"QueryValue", name,
+    return IfOpen(CheckOpen(L"QueryValue", OpenTypeQuery, Needs::Registry), L"QueryValue", &name,
                   Absence::Accepted, [&] {
                       value = Registry().QueryUint64(name);
                       return true;
@@ -290,12 +290,12 @@ HRESULT Control::QueryValue(const std::wstring& name, uint64_t& value) {
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const std::wstring& value) {
-    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", name,
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", &name,
                   Absence::Failure, [&] { return m_pBase->SetString(name, value); });
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArray& value) {
-    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", name,
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", &name,
                   Absence::Failure, [&] {
                       return m_pBase->SetBinary(name, value.Data(),
                                                 static_cast<uint32_t>(value.Length()));
@@ -303,27 +303,23 @@ HRESULT Control::StoreValue(const std::wstring& name, const ZorvCommon::ByteArra
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const uint32_t& value) {
-    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", name,
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Base), L"StoreValue", &name,
                   Absence::Failure, [&] { return m_pBase->SetUint32(name, value); });
 }
 
 HRESULT Control::StoreValue(const std::wstring& name, const uint64_t& value) {
-    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Registry), L"StoreValue", name,
+    return IfOpen(CheckOpen(L"StoreValue", OpenTypeStore, Needs::Registry), L"StoreValue", &name,
                   Absence::Failure, [&] { return m_pBase->SetUint64(name, value); });
 }
 
 HRESULT Control::DeteleEntry(const std::wstring& name) {
-    return IfOpen(CheckOpen(L"DeteleEntry", OpenTypeDelete, Needs::Base), L"DeteleEntry", name,
+    return IfOpen(CheckOpen(L"DeteleEntry", OpenTypeDelete, Needs::Base), L"DeteleEntry", &name,
                   Absence::Accepted, [&] { return m_pBase->DeleteValue(name); });
 }
 
 HRESULT Control::EnumSection(std::vector<std::wstring>& names) {
-    const HRESULT hr = CheckOpen(L"EnumSection", OpenTypeEnum, Needs::Base);
-    if (hr != kSuccess) {
-        return hr;
-    }
-    return Guard(L"EnumSection", nullptr, Absence::Accepted, kWrongState,
-                 [&] { return m_pBase->EnumKeys(names); });
+    return IfOpen(CheckOpen(L"EnumSection", OpenTypeEnum, Needs::Base), L"EnumSection", nullptr,
+                  Absence::Accepted, [&] { return m_pBase->EnumKeys(names); });
 }
 
 HRESULT Control::DeteleSection() {

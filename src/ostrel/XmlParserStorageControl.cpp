@@ -65,8 +65,7 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
         const HRESULT hr = error != 0 ? ZorvCommon::Exception::ResultFromWin32(error)
                                       : static_cast<HRESULT>(Ostrel::kWrongState);
         ZORV_ERROR(
-            L"*** CXmlParserStorageControl::QueryValue() - cFileCrypt.Open() failed. "
-            L"[0x%08x] [%s]",
+            L"*** CXmlParserStorageControl::QueryValue() - cFileCrypt.Open() failed. [0x%08x] [%s]",
             hr, documentPath.c_str());
         return hr;
     }
@@ -102,14 +101,12 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
     }
     if (!session.Stop()) {
         ZORV_ERROR(
-            L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser.Stop() "
-            L"failed.");
+            L"*** CXmlParserStorageControl::QueryValue() - this->m_rXmlParser.Stop() failed.");
     }
     if (!cFileCrypt.Close(&error)) {
         // The class name is that of the web access reader, whose line this was first.
         ZORV_ERROR(
-            L"*** CXmlParserWebAccessData::QueryValue() - cFileCrypt.Close() failed. "
-            L"[0x%08x]",
+            L"*** CXmlParserWebAccessData::QueryValue() - cFileCrypt.Close() failed. [0x%08x]",
             ZorvCommon::Exception::ResultFromWin32(error));
     }
     if (m_pObserver != nullptr) {
@@ -149,8 +146,7 @@ HRESULT CXmlParserStorageControl::StartDocument(ZorvCommon::Storage::XmlParserSe
     const HRESULT hr = QueryParameter(parameter);
     if (FAILED(hr)) {
         ZORV_ERROR(
-            L"*** CXmlParserStorageControl::QueryValue() - this->QueryParameter() "
-            L"failed. [0x%08x]",
+            L"*** CXmlParserStorageControl::QueryValue() - this->QueryParameter() failed. [0x%08x]",
             hr);
     }
     return hr;
@@ -180,8 +176,7 @@ HRESULT CXmlParserStorageControl::QueryParameter(DocumentParameter& parameter) {
         }
         if (!GetBoolean(text, parameter.*option.Field)) {
             ZORV_ERROR(
-                L"*** CXmlParserStorageControl::QueryParameter() - this->GetBoolean() "
-                L"failed. [%s]",
+                L"*** CXmlParserStorageControl::QueryParameter() - this->GetBoolean() failed. [%s]",
                 text.c_str());
             return Ostrel::kInvalidData;
         }
@@ -236,8 +231,7 @@ HRESULT CXmlParserStorageControl::ParseDocument(CommandChain& chain,
                        method, hr);
         } else if (hr == Ostrel::kElementSkipped) {
             ZORV_INFO(
-                L"*** CXmlParserStorageControl::QueryValue() - Specified Element was "
-                L"skipped.");
+                L"*** CXmlParserStorageControl::QueryValue() - Specified Element was skipped.");
         } else if (!pSection) {
             ZORV_INFO(L"*** CXmlParserStorageControl::QueryValue() - pSectionBase was invalid.");
         } else {
@@ -290,8 +284,7 @@ HRESULT CXmlParserStorageControl::CreateCommandChain(const ISection& section,
         if (entry.Value.empty() && entry.ValueType != Ostrel::Storage::ValueTypeName &&
             entry.ValueType != Ostrel::Storage::ValueTypeString) {
             ZORV_ERROR(
-                L"*** CXmlParserStorageControl::CreateCommandChain() - tszType was empty. "
-                L"[%d]",
+                L"*** CXmlParserStorageControl::CreateCommandChain() - tszType was empty. [%d]",
                 entry.ValueType);
             return Ostrel::kInvalidData;
         }

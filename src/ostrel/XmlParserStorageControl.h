@@ -136,7 +136,7 @@ private:
     [[nodiscard]] HRESULT ParseSectionElement(const SectionForm& form, SectionTexts& texts,
                                               ArrayOfEntry& entries,
                                               const Ostrel::Storage::DocumentParameter& parameter);
-    // 0 for a section with entries, else 0x00040202.
+    // 0 for a section with entries, else 0x00040202; it ends (and traces the end of) the parse.
     [[nodiscard]] static HRESULT CheckEntries(const SectionForm& form, const SectionTexts& texts,
                                               const ArrayOfEntry& entries);
     // 0, 0x00040202 for a Control element that is not targeted, or the failure.

@@ -7,7 +7,6 @@
 #include "OstrelResult.h"
 #include "XmlParserLog.h"
 #include "XmlParserStorageControl.h"
-#include "ZorvComn_String.h"
 #include "ZorvComn_XmlParser.h"
 
 using namespace Ostrel::Vocabulary;
@@ -105,9 +104,7 @@ HRESULT CXmlParserStorageControl::ParseRegistry(std::unique_ptr<ISection>& pSect
             accessRight);
         return Ostrel::kInvalidObject;
     }
-    hr = CheckEntries(kForm, texts, entries);
-    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::ParseRegistry()...");
-    return hr;
+    return CheckEntries(kForm, texts, entries);
 }
 
 HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSection,
@@ -128,8 +125,7 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
     std::wstring path = texts[IniFilePath];
     if (!ReplacePath(path)) {
         STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::ParseIniFile() - this->ReplacePath() failed. "
-            L"[%s]",
+            L"*** CXmlParserStorageControl::ParseIniFile() - this->ReplacePath() failed. [%s]",
             path.c_str());
         return Ostrel::kInvalidData;
     }
@@ -147,14 +143,11 @@ HRESULT CXmlParserStorageControl::ParseIniFile(std::unique_ptr<ISection>& pSecti
     pSection.reset(new (std::nothrow) Ostrel::Storage::SectionIniFile(path, sectionName));
     if (!pSection) {
         STORAGE_CONTROL_ERROR(
-            L"*** CXmlParserStorageControl::ParseIniFile() - pIniFile was invalid. "
-            L"[%s][%s]",
+            L"*** CXmlParserStorageControl::ParseIniFile() - pIniFile was invalid. [%s][%s]",
             path.c_str(), sectionName.c_str());
         return Ostrel::kInvalidObject;
     }
-    hr = CheckEntries(kForm, texts, entries);
-    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::ParseIniFile()...");
-    return hr;
+    return CheckEntries(kForm, texts, entries);
 }
 
 HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, SectionTexts& texts,
@@ -232,14 +225,16 @@ HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, S
 
 HRESULT CXmlParserStorageControl::CheckEntries(const SectionForm& form, const SectionTexts& texts,
                                                const ArrayOfEntry& entries) {
-    if (!entries.empty()) {
-        return S_OK;
+    HRESULT hr = S_OK;
+    if (entries.empty()) {
+        STORAGE_CONTROL_INFO(
+            L"*** CXmlParserStorageControl::%s() - _vArrayOfEntry was empty so that it will be "
+            L"skipped. [%s][%s]",
+            form.Method, texts[0].c_str(), texts[1].c_str());
+        hr = Ostrel::kElementSkipped;
     }
-    STORAGE_CONTROL_INFO(
-        L"*** CXmlParserStorageControl::%s() - _vArrayOfEntry was empty so that it will be "
-        L"skipped. [%s][%s]",
-        form.Method, texts[0].c_str(), texts[1].c_str());
-    return Ostrel::kElementSkipped;
+    STORAGE_CONTROL_TRACE(L"[Leave] CXmlParserStorageControl::%s()...", form.Method);
+    return hr;
 }
 
 // ---- Entries and targets -----------------------------------------------------------

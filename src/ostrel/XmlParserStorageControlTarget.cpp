@@ -190,8 +190,7 @@ bool CXmlParserStorageControl::GetPlatformType(const std::wstring& text, uint32_
         }
     }
     STORAGE_CONTROL_ERROR(
-        L"*** CXmlParserStorageControl::GetPlatformType() - Specified text was not "
-        L"supported. [%s]",
+        L"*** CXmlParserStorageControl::GetPlatformType() - Specified text was not supported. [%s]",
         text.c_str());
     return false;
 }

@@ -8,8 +8,6 @@
 #include "XmlParserTextTable.h"
 #include "ZorvComn_String.h"
 
-using Ostrel::TextValue;
-
 namespace {
 
 using namespace Ostrel::Vocabulary;
