@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <new>
 #include <type_traits>
 
 #include "Frwk_Utility.h"

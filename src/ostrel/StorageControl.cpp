@@ -4,7 +4,6 @@
 
 #include "ZorvComn_DebugLog.h"
 #include "ZorvComn_IniFile.h"
-#include "ZorvComn_Registry.h"
 #include "ZorvComn_SecurityAttributes.h"
 #include "ZorvComn_String.h"
 

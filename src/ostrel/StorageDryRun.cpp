@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cwctype>
 #include <map>
-#include <set>
 #include <new>
 #include <optional>
 

@@ -1,7 +1,5 @@
 #include "StorageProduct.h"
 
-#include <windows.h>
-
 #include "OstrelResult.h"
 #include "ZorvComn_DebugLog.h"
 #include "ZorvComn_Registry.h"

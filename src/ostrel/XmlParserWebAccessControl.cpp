@@ -5,7 +5,6 @@
 
 #include "OstrelResult.h"
 #include "XmlParserDocument.h"
-#include "XmlParserTextTable.h"
 #include "ZorvComn_Exception.h"
 #include "ZorvComn_Platform.h"
 #include "ZorvComn_XmlParser.h"

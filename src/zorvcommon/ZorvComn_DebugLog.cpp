@@ -1,6 +1,5 @@
 #include "ZorvComn_DebugLog.h"
 
-#include <cstdarg>
 #include <memory>
 
 #include "ZorvComn_DebugLogSettings.h"

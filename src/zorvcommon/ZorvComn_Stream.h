@@ -7,7 +7,6 @@
 #include <windows.h>
 #include <objidl.h>
 
-#include <cstdint>
 namespace ZorvCommon {
 namespace Storage {
 

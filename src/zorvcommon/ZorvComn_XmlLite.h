@@ -6,7 +6,6 @@
 #include <xmllite.h>
 
 #include <cstdint>
-#include <string>
 
 #include "ZorvComn_Library.h"
 
@@ -15,9 +14,6 @@ namespace Library {
 
 class XmlLite : public Wrapper {
 public:
-    XmlLite() = default;
-    ~XmlLite() override = default;
-
     // Loads xmllite.dll from the system directory: 5010 when already loaded, else the
     // system's error.
     bool LoadFromSystemDirectory(uint32_t* error = nullptr);

@@ -4,8 +4,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <string>
-#include <string_view>
 
 #include "ZorvComn_File.h"
 #include "ZorvComn_Stream.h"

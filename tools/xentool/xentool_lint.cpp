@@ -7,7 +7,6 @@
 
 #include "ZorvComn_CryptDocument.h"
 #include "ZorvComn_XmlParser.h"
-#include "xentool_common.h"
 
 namespace Xentool {
 
