@@ -82,9 +82,8 @@ TEST(DebugLog, LevelMaskSelectsTheLinesAndTagsThem) {
     }
 }
 
-// For a service the temporary folder is one where every user may create files: with no
-// folder configured the trace library writes into a folder of its own under the common
-// application data folder. The process id joins the file name with an underscore.
+// Every user may create files in a service's temporary folder: with no folder configured the
+// log goes to the trace library's own folder. The process id joins the name with "_".
 TEST(DebugLog, WithoutAFolderTheLogGoesToTheTraceLibrarysOwnFolderNotTheTemporaryOne) {
     const std::wstring folder = ZorvDbg::DefaultLogFolder();
     const bool existed = TestSupport::FileExists(folder);
@@ -134,9 +133,8 @@ TEST(DebugLog, NothingIsLoadedOrWrittenThroughTheCurrentDirectory) {
     SetCurrentDirectoryW(previous);
 }
 
-// Two processes and two threads of this one append long lines to one file at once: every
-// line arrives whole. Writers once waited up to 10 s a line for a named mutex derived from
-// the path, which anyone could hold: a squatter holding that name throughout changes nothing
+// Two processes and two threads append long lines to one file at once: every line arrives
+// whole, while a squatter holds the named mutex writers once waited up to 10 s a line for
 // (else the lines outlast the suite's time limit).
 TEST(DebugLog, ConcurrentWritersLoseNoLines) {
     constexpr int kLinesPerWriter = 300;
@@ -190,10 +188,6 @@ TEST(DebugLog, ConcurrentWritersLoseNoLines) {
     EXPECT_EQ(4u * kLinesPerWriter, seen.size()) << "every line of every writer, once";
 }
 
-std::wstring KnownLocalAppDataLow() {
-    return ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
-}
-
 class DebugLogSettingsTest : public ::testing::Test {
 protected:
     void Set(const wchar_t* session, const wchar_t* name, DWORD value) {
@@ -215,19 +209,19 @@ protected:
         Set(session, L"Robust", 9);
         Set(session, L"Debugger", 0);
     }
-    bool Read(bool serviceSession, DebugLogSettings& settings,
-              const std::wstring& unitName = L"Ostrel") {
+    // Reads with a unit name longer than its field.
+    bool Read(bool serviceSession, DebugLogSettings& settings) {
         const ZorvCommon::Storage::Key key(ZorvCommon::Storage::StorageTypeRegistry,
                                            m_Scratch.Root(), m_Scratch.Path());
-        return ZorvCommon::ReadDebugLogSettings(key, unitName, serviceSession, settings);
+        return ZorvCommon::ReadDebugLogSettings(key, std::wstring(40, L'u'), serviceSession,
+                                                settings);
     }
 
     TestSupport::ScratchRegistryKey m_Scratch{L"DebugLogSettings"};
 };
 
-// Each session reads its own key, every value reaching the record; only the interactive one
-// expands the folder's token and creates the folder. The first missing value, or one of the
-// wrong type, ends the reading.
+// Each session reads its own key up to its first missing value or one of the wrong type; only
+// the interactive one expands the folder's token and creates the folder.
 TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKeyUpToTheFirstMissingValue) {
     DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings)) << "a missing key is no failure";
@@ -235,7 +229,8 @@ TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKeyUpToTheFirstMissingValue) 
     EXPECT_EQ(256u, settings.LevelMask);
 
     const std::wstring leaf = L"OstrelTests-" + std::to_wstring(GetCurrentProcessId());
-    const std::wstring expanded = KnownLocalAppDataLow() + L"\\" + leaf;
+    const std::wstring expanded =
+        ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow) + L"\\" + leaf;
     SetAll(L"ServiceSession", L"%LocalAppDataLow%\\" + leaf);
     Set(L"ServiceSession", L"Level", 16);
     SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
@@ -245,7 +240,7 @@ TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKeyUpToTheFirstMissingValue) 
     EXPECT_EQ(L"%LocalAppDataLow%\\" + leaf, std::wstring(settings.Record.LogFolder));
     EXPECT_FALSE(TestSupport::FileExists(expanded)) << "not created";
 
-    ASSERT_TRUE(Read(false, settings, std::wstring(40, L'u')));
+    ASSERT_TRUE(Read(false, settings));
     const DebugLogConfig& record = settings.Record;
     EXPECT_TRUE(settings.Enabled);
     EXPECT_EQ(0x10001u, settings.LevelMask);
@@ -277,15 +272,12 @@ TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKeyUpToTheFirstMissingValue) 
 }
 
 TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
-    const std::wstring known = KnownLocalAppDataLow();
-    ASSERT_FALSE(known.empty());
+    const std::wstring known = ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
     EXPECT_EQ(known + L"\\x", ExpandLogFolder(L"%localappdatalow%\\x"));
     EXPECT_EQ(known, ExpandLogFolder(L"%LocalAppDataLow%"));
     EXPECT_EQ(L"%LocalAppDataLowX%\\x", ExpandLogFolder(L"%LocalAppDataLowX%\\x"));
     EXPECT_EQ(L"%Temp%\\x", ExpandLogFolder(L"%Temp%\\x"));
-    EXPECT_EQ(L"%LocalAppDataLow", ExpandLogFolder(L"%LocalAppDataLow"));
     EXPECT_EQ(L"C:\\%LocalAppDataLow%", ExpandLogFolder(L"C:\\%LocalAppDataLow%"));
-    EXPECT_EQ(L"", ExpandLogFolder(L""));
 }
 
 // The shell may hand out its text even when its lookup fails: the caller frees it whatever
@@ -372,9 +364,8 @@ TEST(DebugLogFaults, FormattingSettingUpAndWritingThrowNothingButTheFormattersOw
         << "the run without a fault wrote its line";
 }
 
-// The trace library's file handling, tested directly. Wine gives every file the owner of
-// the process and keeps no access list given at creation, so the owner check and the
-// default folder's access list are tested on descriptors built here.
+// The trace library's files. Wine gives every file the process's owner and keeps no access
+// list given at creation, so owners and access lists are tested on built descriptors.
 std::vector<uint8_t> Sid(const wchar_t* text) {
     PSID sid = nullptr;
     if (!ConvertStringSidToSidW(text, &sid)) {
@@ -389,7 +380,7 @@ std::vector<uint8_t> Sid(const wchar_t* text) {
 TEST(TraceLibraryFiles, OnlyTheProcessUserSystemAndAdministratorsAreTrustedOwners) {
     std::vector<uint8_t> user = ZorvDbg::ProcessUserSid();
     ASSERT_FALSE(user.empty());
-    const struct {
+    struct {
         std::vector<uint8_t> owner;
         bool trusted;
     } cases[] = {
@@ -401,12 +392,11 @@ TEST(TraceLibraryFiles, OnlyTheProcessUserSystemAndAdministratorsAreTrustedOwner
         {Sid(L"S-1-5-21-1-2-3-1001"), false},  // another user
         {{}, false},                           // no owner at all
     };
-    for (const auto& c : cases) {
+    for (auto& c : cases) {
         SECURITY_DESCRIPTOR descriptor;
         InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
-        std::vector<uint8_t> owner = c.owner;
-        if (!owner.empty()) {
-            SetSecurityDescriptorOwner(&descriptor, owner.data(), FALSE);
+        if (!c.owner.empty()) {
+            SetSecurityDescriptorOwner(&descriptor, c.owner.data(), FALSE);
         }
         EXPECT_EQ(c.trusted, ZorvDbg::IsTrustedOwner(&descriptor, user.data())) << &c - cases;
     }
@@ -425,7 +415,7 @@ TEST(TraceLibraryFiles, TheDefaultFolderGrantsSystemAndAdministratorsAllAndTheUs
     ACL* acl = nullptr;
     ASSERT_TRUE(GetSecurityDescriptorDacl(security.Descriptor(), &present, &acl, &defaulted));
     ASSERT_TRUE(present && acl != nullptr);
-    const struct {
+    struct {
         std::vector<uint8_t> sid;
         ACCESS_MASK access;
     } expected[] = {
@@ -440,8 +430,7 @@ TEST(TraceLibraryFiles, TheDefaultFolderGrantsSystemAndAdministratorsAllAndTheUs
         EXPECT_EQ(ACCESS_ALLOWED_ACE_TYPE, ace->Header.AceType) << index;
         EXPECT_EQ(OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE, ace->Header.AceFlags) << index;
         EXPECT_EQ(expected[index].access, ace->Mask) << index;
-        std::vector<uint8_t> sid = expected[index].sid;
-        EXPECT_TRUE(EqualSid(&ace->SidStart, sid.data())) << index;
+        EXPECT_TRUE(EqualSid(&ace->SidStart, expected[index].sid.data())) << index;
     }
     EXPECT_EQ(nullptr, ZorvDbg::FolderSecurity(nullptr).Attributes())
         << "never a folder with the parent's access";
