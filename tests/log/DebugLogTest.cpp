@@ -37,9 +37,26 @@ ZorvCommon::Storage::Key DebugLogKey() {
                                     TestSupport::ProductKey::kDebugLogPath);
 }
 
-// The dump layout: day first, process and thread in at least four hex digits, the tag, the
-// unit, the message and the source file's name; the text written as UTF-8.
-TEST(DebugLog, WritesOneExactlyFormattedLinePerCall) {
+// Each level passes when the mask has one of its bits, and is tagged by what it is. The dump
+// layout: day first, process and thread in at least four hex digits, the tag, the unit, the
+// message and the source file's name; the text written as UTF-8.
+TEST(DebugLog, WritesOneExactlyFormattedLinePerCallOfTheLevelsTheMaskSelects) {
+    const struct {
+        uint32_t mask;
+        uint32_t level;
+        const wchar_t* tag;  // null: the line is not written
+    } rows[] = {{257, 1, L".w."},    {257, 16, nullptr}, {257, 256, L"!!!"},  {16, 16, L"@@@"},
+                {16, 1, nullptr},    {16, 256, nullptr}, {~0u, 4096, L"+++"}, {~0u, 65536, L"###"},
+                {~0u, 0x11, L"???"}, {~0u, 0, nullptr}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.mask) + "/" + std::to_string(row.level));
+        LogCapture capture(row.mask);
+        EXPECT_EQ(row.tag != nullptr, g_DebugLog.Trace(__FILE__, 1, row.level, L"text"));
+        EXPECT_EQ(
+            row.tag != nullptr ? 1u : 0u,
+            capture.Count(std::wstring(L" ") + (row.tag ? row.tag : L"") + L" <Ostrel> text"));
+    }
+
     LogCapture capture(0x111);
     const uint32_t line = __LINE__ + 1;
     ZORV_TRACE(L"[Enter] Sample::Run()... [%s] [0x%08x] [%lu]", L"caf\u00e9 \u20ac", 0x2au, 7ul);
@@ -59,27 +76,6 @@ TEST(DebugLog, WritesOneExactlyFormattedLinePerCall) {
     EXPECT_EQ(GetCurrentProcessId(), std::stoul(match[3].str(), nullptr, 16));
     EXPECT_EQ(GetCurrentThreadId(), std::stoul(match[4].str(), nullptr, 16));
     EXPECT_EQ(std::to_wstring(line), match[5].str());
-}
-
-// Each level passes when the mask has one of its bits, and is tagged by what it is.
-TEST(DebugLog, LevelMaskSelectsTheLinesAndTagsThem) {
-    struct Row {
-        uint32_t mask;
-        uint32_t level;
-        const wchar_t* tag;  // null: the line is not written
-    };
-    const Row rows[] = {{257, 1, L".w."},    {257, 16, nullptr},   {257, 256, L"!!!"},
-                        {16, 16, L"@@@"},    {16, 1, nullptr},     {16, 256, nullptr},
-                        {~0u, 4096, L"+++"}, {~0u, 65536, L"###"}, {~0u, 0x11, L"???"},
-                        {~0u, 0, nullptr}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.mask) + "/" + std::to_string(row.level));
-        LogCapture capture(row.mask);
-        EXPECT_EQ(row.tag != nullptr, g_DebugLog.Trace(__FILE__, 1, row.level, L"text"));
-        EXPECT_EQ(
-            row.tag != nullptr ? 1u : 0u,
-            capture.Count(std::wstring(L" ") + (row.tag ? row.tag : L"") + L" <Ostrel> text"));
-    }
 }
 
 // Every user may create files in a service's temporary folder: with no folder configured the
@@ -221,16 +217,16 @@ protected:
 };
 
 // Each session reads its own key up to its first missing value or one of the wrong type; only
-// the interactive one expands the folder's token and creates the folder.
+// the interactive one expands the folder's leading token and creates the folder.
 TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKeyUpToTheFirstMissingValue) {
     DebugLogSettings settings;
     ASSERT_TRUE(Read(false, settings)) << "a missing key is no failure";
     EXPECT_FALSE(settings.Enabled);
     EXPECT_EQ(256u, settings.LevelMask);
 
+    const std::wstring known = ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
     const std::wstring leaf = L"OstrelTests-" + std::to_wstring(GetCurrentProcessId());
-    const std::wstring expanded =
-        ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow) + L"\\" + leaf;
+    const std::wstring expanded = known + L"\\" + leaf;
     SetAll(L"ServiceSession", L"%LocalAppDataLow%\\" + leaf);
     Set(L"ServiceSession", L"Level", 16);
     SetAll(L"InteractiveSession", L"%LOCALAPPDATALOW%\\" + leaf);
@@ -269,12 +265,9 @@ TEST_F(DebugLogSettingsTest, EachSessionReadsItsOwnKeyUpToTheFirstMissingValue) 
         EXPECT_EQ(0u, +cut.Record.LogProcess);
         EXPECT_EQ(L"", std::wstring(cut.Record.LogFolder));
     }
-}
 
-TEST(ExpandLogFolder, OnlyTheExactLeadingTokenIsReplaced) {
-    const std::wstring known = ZorvCommon::Library::KnownFolderPath(FOLDERID_LocalAppDataLow);
-    EXPECT_EQ(known + L"\\x", ExpandLogFolder(L"%localappdatalow%\\x"));
-    EXPECT_EQ(known, ExpandLogFolder(L"%LocalAppDataLow%"));
+    // Only the exact leading token, in any case, is replaced.
+    EXPECT_EQ(known, ExpandLogFolder(L"%localappdatalow%"));
     EXPECT_EQ(L"%LocalAppDataLowX%\\x", ExpandLogFolder(L"%LocalAppDataLowX%\\x"));
     EXPECT_EQ(L"%Temp%\\x", ExpandLogFolder(L"%Temp%\\x"));
     EXPECT_EQ(L"C:\\%LocalAppDataLow%", ExpandLogFolder(L"C:\\%LocalAppDataLow%"));
