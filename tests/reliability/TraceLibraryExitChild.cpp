@@ -1,9 +1,9 @@
 // Ends its process while the module is loaded, as a host that exits without unloading it:
 //   trace_exit_child <module folder> quiet|blocked
-// quiet: Ostrel_Initialize, then ExitProcess. blocked: Ostrel_Initialize on a second
-// thread, whose log line the stand-in trace library ("hang.mode") never returns from;
-// once it signals, ExitProcess. Exit codes: 0 the process ended; 2 usage; 3 the module or
-// its export is missing; 4 the stand-in never blocked.
+// blocked: Ostrel_Initialize runs on a second thread, which the stand-in trace library
+// stops in a log call once this process made the event it signals. Exit codes: 0 the
+// process ended; 2 usage; 3 the module or its export is missing; 4 the stand-in never
+// blocked.
 
 #include <windows.h>
 

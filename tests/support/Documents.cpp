@@ -10,18 +10,6 @@ namespace TestSupport {
 const std::string kAnywhere =
     R"(platform="all" language="all" product="all" maxversion="99.0.0" assign="t")";
 
-std::vector<uint8_t> Bytes(const std::string& text) {
-    return std::vector<uint8_t>(text.begin(), text.end());
-}
-
-std::string Narrow(const std::wstring& text) {
-    return std::string(text.begin(), text.end());
-}
-
-std::wstring Widen(const std::string& text) {
-    return std::wstring(text.begin(), text.end());
-}
-
 std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext) {
     std::vector<uint8_t> ciphertext;
     uint32_t error = 0;
@@ -32,10 +20,6 @@ std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plai
 
 void WriteDocument(const std::wstring& path, const char* key, const std::string& text) {
     WriteFileBytes(path, Encrypted(key, Bytes(text)));
-}
-
-std::string Element(const std::string& name, const std::string& text) {
-    return "<" + name + ">" + text + "</" + name + ">";
 }
 
 std::string Control(const std::string& action, const std::string& name, const std::string& type,
@@ -50,11 +34,6 @@ std::string Control(const std::string& action, const std::string& name, const st
         }
     }
     return "<Control " + targeting + ">" + children + "</Control>";
-}
-
-std::string Store(const std::string& name, const std::string& type, const std::string& value,
-                  const std::string& targeting) {
-    return Control("store", name, type, value, "yes", targeting);
 }
 
 std::string Registry(const std::string& subKey, const std::string& controls,

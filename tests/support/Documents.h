@@ -20,10 +20,16 @@ constexpr const wchar_t* kServiceFile = L"QjBsSvPl.xen";
 constexpr const wchar_t* kProviderFile = L"QjEnPvPl.xen";
 constexpr const wchar_t* kWebAccessFile = L"QjEnPvWc.xen";
 
-std::vector<uint8_t> Bytes(const std::string& text);
+inline std::vector<uint8_t> Bytes(const std::string& text) {
+    return std::vector<uint8_t>(text.begin(), text.end());
+}
 // ASCII both ways: paths and names of the tests' own making.
-std::string Narrow(const std::wstring& text);
-std::wstring Widen(const std::string& text);
+inline std::string Narrow(const std::wstring& text) {
+    return std::string(text.begin(), text.end());
+}
+inline std::wstring Widen(const std::string& text) {
+    return std::wstring(text.begin(), text.end());
+}
 
 // The plaintext encrypted under key, as xentool does it.
 std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext);
@@ -33,14 +39,18 @@ void WriteDocument(const std::wstring& path, const char* key, const std::string&
 // Storage-control elements. Targeting that matches any system and the assignment "t";
 // checked elements need an upper version bound, a missing one counts as 0.0.0.0.
 extern const std::string kAnywhere;
-std::string Element(const std::string& name, const std::string& text);
+inline std::string Element(const std::string& name, const std::string& text) {
+    return "<" + name + ">" + text + "</" + name + ">";
+}
 // A Control element; empty parts are left out.
 std::string Control(const std::string& action, const std::string& name,
                     const std::string& type = "", const std::string& value = "",
                     const std::string& overwrite = "", const std::string& targeting = kAnywhere);
 // A store that overwrites.
-std::string Store(const std::string& name, const std::string& type, const std::string& value,
-                  const std::string& targeting = kAnywhere);
+inline std::string Store(const std::string& name, const std::string& type, const std::string& value,
+                         const std::string& targeting = kAnywhere) {
+    return Control("store", name, type, value, "yes", targeting);
+}
 std::string Registry(const std::string& subKey, const std::string& controls,
                      const std::string& targeting = kAnywhere, const std::string& root = "HKCU",
                      const std::string& accessMode = "default");

@@ -20,8 +20,6 @@ public:
     ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
                         const std::wstring& targetPath);
     ~ScratchRegistryLink();
-    ScratchRegistryLink(const ScratchRegistryLink&) = delete;
-    ScratchRegistryLink& operator=(const ScratchRegistryLink&) = delete;
 
     // Whether the link key itself is still there.
     bool Exists() const;
@@ -38,8 +36,6 @@ class ScratchUnopenableKey {
 public:
     ScratchUnopenableKey(HKEY root, const std::wstring& parentPath);
     ~ScratchUnopenableKey();
-    ScratchUnopenableKey(const ScratchUnopenableKey&) = delete;
-    ScratchUnopenableKey& operator=(const ScratchUnopenableKey&) = delete;
 
 private:
     ZorvCommon::UniqueRegKey m_Key;

@@ -1,13 +1,24 @@
 #include "Scratch.h"
 
 #include <gtest/gtest.h>
+#include <winternl.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
+#include "NativeRegistry.h"
 #include "ZorvComn_Handle.h"
+
+// Declared here for their types only: ntdll is looked up at run time.
+extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE KeyHandle, int KeyInformationClass,
+                                     PVOID KeyInformation, ULONG Length, PULONG ResultLength);
+extern "C" NTSTATUS NTAPI NtCreateKey(PHANDLE KeyHandle, ACCESS_MASK DesiredAccess,
+                                      POBJECT_ATTRIBUTES ObjectAttributes, ULONG TitleIndex,
+                                      PUNICODE_STRING Class, ULONG CreateOptions,
+                                      PULONG Disposition);
+extern "C" NTSTATUS NTAPI NtDeleteKey(HANDLE KeyHandle);
 
 namespace TestSupport {
 namespace {
@@ -53,6 +64,29 @@ void DeleteTree(HKEY root, const std::wstring& path, REGSAM view = 0) {
         RegDeleteTreeW(key.get(), nullptr);
         RegDeleteKeyExW(root, path.c_str(), view, 0);
     }
+}
+
+template <typename Function>
+Function NtDll(const char* name) {
+    const auto function = reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+    Check(function != nullptr, name);
+    return function;
+}
+
+// The native path of a key ("\REGISTRY\USER\<sid>\Software\..."); empty when it cannot be
+// opened.
+std::wstring NativeKeyPath(HKEY root, const std::wstring& path) {
+    constexpr int kKeyNameInformation = 3;
+    const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE);
+    std::vector<ULONG> buffer(1024);  // the name's length in bytes, then the name
+    ULONG cbResult = 0;
+    if (!key || NtDll<decltype(&NtQueryKey)>("NtQueryKey")(
+                    key.get(), kKeyNameInformation, buffer.data(),
+                    static_cast<ULONG>(buffer.size() * sizeof(ULONG)), &cbResult) < 0) {
+        return std::wstring();
+    }
+    return std::wstring(reinterpret_cast<const wchar_t*>(&buffer[1]), buffer[0] / sizeof(wchar_t));
 }
 
 // Calls visit(name, attributes) for each entry of folder matching pattern but "." and "..".
@@ -195,10 +229,6 @@ void ProductKey::SetDebugLogString(const wchar_t* name, const std::wstring& valu
     WriteRegString(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, value, kProductView);
 }
 
-void ProductKey::ClearDebugLog() {
-    DeleteTree(HKEY_LOCAL_MACHINE, kDebugLogPath, kProductView);
-}
-
 std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view) {
     const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE | view);
     std::wstring value(4096, L'\0');
@@ -283,6 +313,53 @@ std::wstring ExecutableFolder() {
 std::wstring BinFolder() {
     const std::wstring folder = ExecutableFolder();  // ...\build\tests\ .
     return folder.substr(0, folder.find_last_of(L"\\/", folder.size() - 2) + 1) + L"bin\\";
+}
+
+ScratchRegistryLink::ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
+                                         const std::wstring& targetPath)
+    : m_Root(root), m_Path(path) {
+    const std::wstring target = NativeKeyPath(targetRoot, targetPath);
+    Check(!target.empty() &&
+              RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                              KEY_ALL_ACCESS | KEY_CREATE_LINK, nullptr, m_Key.put(),
+                              nullptr) == ERROR_SUCCESS &&
+              RegSetValueExW(m_Key.get(), L"SymbolicLinkValue", 0, REG_LINK,
+                             reinterpret_cast<const BYTE*>(target.data()),
+                             static_cast<DWORD>(target.size() * sizeof(wchar_t))) == ERROR_SUCCESS,
+          "making the registry link");
+}
+
+ScratchRegistryLink::~ScratchRegistryLink() {
+    NtDll<decltype(&NtDeleteKey)>("NtDeleteKey")(m_Key.get());
+}
+
+bool ScratchRegistryLink::Exists() const {
+    UniqueRegKey link;
+    return RegOpenKeyExW(m_Root, m_Path.c_str(), REG_OPTION_OPEN_LINK, KEY_QUERY_VALUE,
+                         link.put()) == ERROR_SUCCESS;
+}
+
+ScratchUnopenableKey::ScratchUnopenableKey(HKEY root, const std::wstring& parentPath) {
+    const UniqueRegKey parent = CreateKey(root, parentPath);
+    std::wstring name(L"Hidden\0Key", 10);
+    UNICODE_STRING nativeName;
+    nativeName.Buffer = &name[0];
+    nativeName.Length = nativeName.MaximumLength =
+        static_cast<USHORT>(name.size() * sizeof(wchar_t));
+    OBJECT_ATTRIBUTES attributes;
+    InitializeObjectAttributes(&attributes, &nativeName, OBJ_CASE_INSENSITIVE, parent.get(),
+                               nullptr);
+    HANDLE key = nullptr;
+    if (parent) {
+        NtDll<decltype(&NtCreateKey)>("NtCreateKey")(&key, KEY_ALL_ACCESS, &attributes, 0, nullptr,
+                                                     0, nullptr);
+    }
+    m_Key.reset(static_cast<HKEY>(key));
+    Check(key != nullptr, "making the key with a NUL in its name");
+}
+
+ScratchUnopenableKey::~ScratchUnopenableKey() {
+    NtDll<decltype(&NtDeleteKey)>("NtDeleteKey")(m_Key.get());
 }
 
 }  // namespace TestSupport

@@ -67,7 +67,6 @@ public:
     void SetDebugLogUint32(const wchar_t* name, uint32_t value, bool serviceSession = false);
     void SetDebugLogString(const wchar_t* name, const std::wstring& value,
                            bool serviceSession = false);
-    void ClearDebugLog();
 
 private:
     bool m_Existed;
