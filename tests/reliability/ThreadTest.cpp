@@ -5,7 +5,7 @@
 #include <future>
 #include <string>
 #include <thread>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Documents.h"
@@ -19,7 +19,7 @@ namespace {
 using namespace SrvFrwk::Interface;
 using namespace TestSupport;
 
-enum RequestKind { kServices, kProviders, kWebAccess, kStorage, kStorageBroken, kRequestKinds };
+enum : size_t { kServices, kProviders, kWebAccess, kStorage, kStorageBroken, kRequestKinds };
 
 // The storage documents one caller uses over its own key under HKCU: one (save="yes", so
 // it survives its request) that stores, queries and deletes values, and one whose second
@@ -72,23 +72,19 @@ std::wstring DescribeRow(const Row& row, const GUID& guid, const std::vector<GUI
 
 // Sends one request of kind; the result code and what came back as text: every field of
 // every row, the lists' sizes and sites.
-std::wstring Ask(Utility& utility, RequestKind kind, const StorageLane& lane) {
+std::wstring Ask(Utility& utility, size_t kind, const StorageLane& lane) {
     ArrayOfRowService services;
     ArrayOfRowProvider providers;
     WebAccessControlList list;
     StorageControlRequest storage;
     storage.DocumentPath = kind == kStorage ? lane.Document : lane.BrokenDocument;
     storage.CommandArgument = L"t";
-    const std::array<std::tuple<bool, uint32_t, void*>, kRequestKinds> requests = {{
-        {false, ValueTypeServicePolicy, &services},
-        {false, ValueTypeProviderPolicy, &providers},
-        {false, ValueTypeWebAccessControl, &list},
-        {true, ValueTypeStorageControl, &storage},
-        {true, ValueTypeStorageControl, &storage},
-    }};
-    const auto [send, valueType, pValue] = requests[kind];
-    const HRESULT result =
-        send ? utility.Send(valueType, pValue) : utility.Query(valueType, pValue);
+    const std::pair<uint32_t, void*> queries[] = {{ValueTypeServicePolicy, &services},
+                                                  {ValueTypeProviderPolicy, &providers},
+                                                  {ValueTypeWebAccessControl, &list}};
+    const HRESULT result = kind >= kStorage
+                               ? utility.Send(ValueTypeStorageControl, &storage)
+                               : utility.Query(queries[kind].first, queries[kind].second);
     std::wstring text = L"result=" + std::to_wstring(static_cast<uint32_t>(result)) +
                         L";services=" + std::to_wstring(services.size());
     for (const auto& row : services) {
@@ -119,32 +115,29 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
     constexpr size_t kThreads = 8;
     constexpr size_t kRequestsEach = 150;
     LogCapture log(0x110, /*initializeProcessLog=*/false);
-    ScratchFolder installed(L"ReliabilityInstalled");
+    ScratchFolder folder(L"ReliabilityThreads");  // installed folder and documents
     for (const wchar_t* name : {kServiceFile, kProviderFile, kWebAccessFile}) {
-        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(), installed.File(name).c_str(),
+        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(), folder.File(name).c_str(),
                   FALSE);
     }
-    log.Product().SetInstalledFolder(installed.Path() + L"\\");
+    log.Product().SetInstalledFolder(folder.Path() + L"\\");
     log.Product().SetVersion(L"1.0.1120");
     const ModuleHost host;
     Utility utility(host);
     ASSERT_TRUE(utility.IsValid());
     ScratchRegistryKey key(L"ReliabilityThreads");
-    ScratchFolder folder(L"ReliabilityThreads");
     std::vector<StorageLane> lanes;
     for (size_t index = 0; index <= kThreads; ++index) {  // the last one for one thread
         const std::wstring name = L"T" + std::to_wstring(index);
         lanes.push_back(MakeLane(folder, key.Child(name), name));
         for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-            Ask(utility, static_cast<RequestKind>(kind), lanes.back());  // creates the key
+            Ask(utility, kind, lanes.back());  // creates the key
         }
     }
     std::array<std::wstring, kRequestKinds> expected;
     for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-        expected[kind] = Ask(utility, static_cast<RequestKind>(kind), lanes.back());
-    }
-    // Worth comparing: documents read, both storage documents' commands run.
-    for (size_t kind = 0; kind < kRequestKinds; ++kind) {
+        expected[kind] = Ask(utility, kind, lanes.back());
+        // Worth comparing: documents read, both storage documents' commands run.
         EXPECT_EQ(0u, expected[kind].find(L"result=0;")) << kind;
     }
     EXPECT_EQ(std::wstring::npos, expected[0].find(L"services=0;"));
@@ -161,8 +154,7 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
             for (size_t request = 0; request < kRequestsEach && mismatches[index].empty();
                  ++request) {
                 const size_t kind = (request + index) % kRequestKinds;
-                const std::wstring answer =
-                    Ask(utility, static_cast<RequestKind>(kind), lanes[index]);
+                const std::wstring answer = Ask(utility, kind, lanes[index]);
                 if (answer != expected[kind]) {
                     mismatches[index] = answer + L" where one thread gave " + expected[kind];
                 }
@@ -181,7 +173,7 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
     const Footprint warm = MeasureProcess();
     for (size_t request = 0; request < 1400; ++request) {
         const size_t kind = request % kRequestKinds;
-        ASSERT_EQ(expected[kind], Ask(utility, static_cast<RequestKind>(kind), lanes.back()));
+        ASSERT_EQ(expected[kind], Ask(utility, kind, lanes.back()));
     }
     const Footprint end = MeasureProcess();
     ASSERT_GT(warm.Handles, 0u) << "the handle count could not be read";

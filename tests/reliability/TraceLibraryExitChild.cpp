@@ -8,16 +8,9 @@
 #include <windows.h>
 
 #include <string>
+#include <thread>
 
 #include "Ostrel.h"
-
-namespace {
-
-DWORD WINAPI CallInitialize(void* initialize) {
-    return static_cast<DWORD>(reinterpret_cast<Ostrel_InitializeFn>(initialize)());
-}
-
-}  // namespace
 
 int wmain(int argc, wchar_t** argv) {
     if (argc != 3) {
@@ -40,6 +33,6 @@ int wmain(int argc, wchar_t** argv) {
     const std::wstring name =
         L"Local\\ZorvDbgStandInBlocked-" + std::to_wstring(GetCurrentProcessId());
     const HANDLE blocked = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
-    CreateThread(nullptr, 0, CallInitialize, reinterpret_cast<void*>(initialize), 0, nullptr);
+    std::thread([initialize] { (void)initialize(); }).detach();
     ExitProcess(WaitForSingleObject(blocked, 30000) == WAIT_OBJECT_0 ? 0 : 4);
 }

@@ -4,8 +4,7 @@
 // event and never returns, holding the caller's locks as a thread stopped in the middle of
 // a log call would.
 // Lines go, as UTF-8, to "<LogFolder>\<LogFile>.log"; ZorvDbgUninitialize leaves the mark
-// "uninitialized.mark" there.
-// Built a second time with TRACE_LIBRARY_IMPORTS: that build imports ZorvDbgImport.dll.
+// "uninitialized.mark" there. The build with TRACE_LIBRARY_IMPORTS imports ZorvDbgImport.dll.
 // No static object has a destructor: at process exit this library may be told to detach
 // before the module that calls it writes its last line.
 

@@ -7,9 +7,6 @@
 
 namespace TestSupport {
 
-const std::string kAnywhere =
-    R"(platform="all" language="all" product="all" maxversion="99.0.0" assign="t")";
-
 std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext) {
     std::vector<uint8_t> ciphertext;
     uint32_t error = 0;

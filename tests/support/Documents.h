@@ -38,7 +38,8 @@ void WriteDocument(const std::wstring& path, const char* key, const std::string&
 
 // Storage-control elements. Targeting that matches any system and the assignment "t";
 // checked elements need an upper version bound, a missing one counts as 0.0.0.0.
-extern const std::string kAnywhere;
+inline const std::string kAnywhere =
+    R"(platform="all" language="all" product="all" maxversion="99.0.0" assign="t")";
 inline std::string Element(const std::string& name, const std::string& text) {
     return "<" + name + ">" + text + "</" + name + ">";
 }

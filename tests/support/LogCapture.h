@@ -1,10 +1,9 @@
 #pragma once
-// Turns the debug log on for a test and reads back what it wrote. It writes the
-// debug-log settings of the interactive session under the product key (restored
-// afterwards), points the log folder at a scratch folder and, unless told otherwise,
-// initialises this process's ZorvCommon::g_DebugLog with the trace library from
-// build\bin. A test of Ostrel.dll passes initializeProcessLog = false and loads the
-// module after the capture exists: the module's own log then reads the same settings.
+// Turns the debug log on for a test and reads back what it wrote: the interactive session's
+// debug-log settings under the product key (restored afterwards) point at a scratch folder
+// and, unless told otherwise, this process's ZorvCommon::g_DebugLog starts with the trace
+// library from build\bin. A test of Ostrel.dll passes initializeProcessLog = false and loads
+// the module after the capture exists: the module's own log reads the same settings.
 
 #include <cstdint>
 #include <string>

@@ -11,15 +11,6 @@
 #include "NativeRegistry.h"
 #include "ZorvComn_Handle.h"
 
-// Declared here for their types only: ntdll is looked up at run time.
-extern "C" NTSTATUS NTAPI NtQueryKey(HANDLE KeyHandle, int KeyInformationClass,
-                                     PVOID KeyInformation, ULONG Length, PULONG ResultLength);
-extern "C" NTSTATUS NTAPI NtCreateKey(PHANDLE KeyHandle, ACCESS_MASK DesiredAccess,
-                                      POBJECT_ATTRIBUTES ObjectAttributes, ULONG TitleIndex,
-                                      PUNICODE_STRING Class, ULONG CreateOptions,
-                                      PULONG Disposition);
-extern "C" NTSTATUS NTAPI NtDeleteKey(HANDLE KeyHandle);
-
 namespace TestSupport {
 namespace {
 
@@ -66,6 +57,12 @@ void DeleteTree(HKEY root, const std::wstring& path, REGSAM view = 0) {
     }
 }
 
+// The native functions, looked up in ntdll at run time.
+using NtQueryKeyFn = NTSTATUS(NTAPI*)(HANDLE, int, PVOID, ULONG, PULONG);
+using NtCreateKeyFn = NTSTATUS(NTAPI*)(PHANDLE, ACCESS_MASK, POBJECT_ATTRIBUTES, ULONG,
+                                       PUNICODE_STRING, ULONG, PULONG);
+using NtDeleteKeyFn = NTSTATUS(NTAPI*)(HANDLE);
+
 template <typename Function>
 Function NtDll(const char* name) {
     const auto function = reinterpret_cast<Function>(
@@ -81,9 +78,9 @@ std::wstring NativeKeyPath(HKEY root, const std::wstring& path) {
     const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE);
     std::vector<ULONG> buffer(1024);  // the name's length in bytes, then the name
     ULONG cbResult = 0;
-    if (!key || NtDll<decltype(&NtQueryKey)>("NtQueryKey")(
-                    key.get(), kKeyNameInformation, buffer.data(),
-                    static_cast<ULONG>(buffer.size() * sizeof(ULONG)), &cbResult) < 0) {
+    if (!key || NtDll<NtQueryKeyFn>("NtQueryKey")(key.get(), kKeyNameInformation, buffer.data(),
+                                                  static_cast<ULONG>(buffer.size() * sizeof(ULONG)),
+                                                  &cbResult) < 0) {
         return std::wstring();
     }
     return std::wstring(reinterpret_cast<const wchar_t*>(&buffer[1]), buffer[0] / sizeof(wchar_t));
@@ -262,12 +259,6 @@ void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWO
           "RegSetValueExW");
 }
 
-void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                    const std::wstring& text, REGSAM view) {
-    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
-                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
-}
-
 RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path) {
     RegistrySnapshot snapshot;
     if (const UniqueRegKey key = OpenKey(root, path, KEY_READ)) {
@@ -288,10 +279,6 @@ std::vector<uint8_t> ReadFileBytes(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     Check(file.is_open(), "opening a file");
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
-}
-
-bool FileExists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern) {
@@ -330,7 +317,7 @@ ScratchRegistryLink::ScratchRegistryLink(HKEY root, const std::wstring& path, HK
 }
 
 ScratchRegistryLink::~ScratchRegistryLink() {
-    NtDll<decltype(&NtDeleteKey)>("NtDeleteKey")(m_Key.get());
+    NtDll<NtDeleteKeyFn>("NtDeleteKey")(m_Key.get());
 }
 
 bool ScratchRegistryLink::Exists() const {
@@ -341,25 +328,19 @@ bool ScratchRegistryLink::Exists() const {
 
 ScratchUnopenableKey::ScratchUnopenableKey(HKEY root, const std::wstring& parentPath) {
     const UniqueRegKey parent = CreateKey(root, parentPath);
-    std::wstring name(L"Hidden\0Key", 10);
-    UNICODE_STRING nativeName;
-    nativeName.Buffer = &name[0];
-    nativeName.Length = nativeName.MaximumLength =
-        static_cast<USHORT>(name.size() * sizeof(wchar_t));
+    wchar_t name[] = L"Hidden\0Key";
+    UNICODE_STRING nativeName{sizeof(name) - sizeof(wchar_t), sizeof(name), name};
     OBJECT_ATTRIBUTES attributes;
     InitializeObjectAttributes(&attributes, &nativeName, OBJ_CASE_INSENSITIVE, parent.get(),
                                nullptr);
-    HANDLE key = nullptr;
-    if (parent) {
-        NtDll<decltype(&NtCreateKey)>("NtCreateKey")(&key, KEY_ALL_ACCESS, &attributes, 0, nullptr,
-                                                     0, nullptr);
-    }
+    HANDLE key = nullptr;  // stays null without a parent: the name is not a full path
+    NtDll<NtCreateKeyFn>("NtCreateKey")(&key, KEY_ALL_ACCESS, &attributes, 0, nullptr, 0, nullptr);
     m_Key.reset(static_cast<HKEY>(key));
     Check(key != nullptr, "making the key with a NUL in its name");
 }
 
 ScratchUnopenableKey::~ScratchUnopenableKey() {
-    NtDll<decltype(&NtDeleteKey)>("NtDeleteKey")(m_Key.get());
+    NtDll<NtDeleteKeyFn>("NtDeleteKey")(m_Key.get());
 }
 
 }  // namespace TestSupport

@@ -80,8 +80,11 @@ bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, RE
 bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
 void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
                    const void* data, DWORD size, REGSAM view = 0);
-void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                    const std::wstring& text, REGSAM view = 0);
+inline void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                           const std::wstring& text, REGSAM view = 0) {
+    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
+                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
+}
 // Every key and value under root\path: "\\sub\\key" -> (REG_NONE, {}) for a key and
 // "\\sub\\key|name" -> (type, bytes) for a value ("|name" for the key's own values).
 using RegistrySnapshot = std::map<std::wstring, std::pair<DWORD, std::vector<uint8_t>>>;
@@ -90,7 +93,9 @@ RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path);
 // Files.
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> ReadFileBytes(const std::wstring& path);
-bool FileExists(const std::wstring& path);
+inline bool FileExists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 // The names of the files in folder that match pattern ("*.xml").
 std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern);
 
