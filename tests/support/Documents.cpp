@@ -33,23 +33,4 @@ std::string Control(const std::string& action, const std::string& name, const st
     return "<Control " + targeting + ">" + children + "</Control>";
 }
 
-std::string Registry(const std::string& subKey, const std::string& controls,
-                     const std::string& targeting, const std::string& root,
-                     const std::string& accessMode) {
-    return "<Registry " + targeting + ">" + Element("Root", root) + Element("Path", subKey) +
-           Element("AccessMode", accessMode) + Element("AccessRight", "default") + controls +
-           "</Registry>";
-}
-
-std::string IniFile(const std::string& path, const std::string& controls,
-                    const std::string& targeting, const std::string& section) {
-    return "<IniFile " + targeting + ">" + Element("Path", path) + Element("Section", section) +
-           controls + "</IniFile>";
-}
-
-std::string Storage(const std::string& body, const std::string& attributes) {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Storage version=\"1.0.0\"" + attributes +
-           ">\r\n" + body + "\r\n</Storage>\r\n";
-}
-
 }  // namespace TestSupport

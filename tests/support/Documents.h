@@ -33,7 +33,6 @@ inline std::wstring Widen(const std::string& text) {
 
 // The plaintext encrypted under key, as xentool does it.
 std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext);
-// Encrypts text under key into path.
 void WriteDocument(const std::wstring& path, const char* key, const std::string& text);
 
 // Storage-control elements. Targeting that matches any system and the assignment "t";
@@ -52,11 +51,23 @@ inline std::string Store(const std::string& name, const std::string& type, const
                          const std::string& targeting = kAnywhere) {
     return Control("store", name, type, value, "yes", targeting);
 }
-std::string Registry(const std::string& subKey, const std::string& controls,
-                     const std::string& targeting = kAnywhere, const std::string& root = "HKCU",
-                     const std::string& accessMode = "default");
-std::string IniFile(const std::string& path, const std::string& controls,
-                    const std::string& targeting = kAnywhere, const std::string& section = "S");
-std::string Storage(const std::string& body, const std::string& attributes = "");
+inline std::string Registry(const std::string& subKey, const std::string& controls,
+                            const std::string& targeting = kAnywhere,
+                            const std::string& root = "HKCU",
+                            const std::string& accessMode = "default") {
+    return "<Registry " + targeting + ">" + Element("Root", root) + Element("Path", subKey) +
+           Element("AccessMode", accessMode) + Element("AccessRight", "default") + controls +
+           "</Registry>";
+}
+inline std::string IniFile(const std::string& path, const std::string& controls,
+                           const std::string& targeting = kAnywhere,
+                           const std::string& section = "S") {
+    return "<IniFile " + targeting + ">" + Element("Path", path) + Element("Section", section) +
+           controls + "</IniFile>";
+}
+inline std::string Storage(const std::string& body, const std::string& attributes = "") {
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Storage version=\"1.0.0\"" + attributes +
+           ">\r\n" + body + "\r\n</Storage>\r\n";
+}
 
 }  // namespace TestSupport

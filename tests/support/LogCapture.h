@@ -23,7 +23,6 @@ public:
         return Text().find(fragment) != std::wstring::npos;
     }
     size_t Count(const std::wstring& fragment) const;
-    // Forgets what was written so far.
     void Clear() { m_Offset = FileExists(FilePath()) ? ReadFileBytes(FilePath()).size() : 0; }
     const std::wstring& Folder() const { return m_Folder.Path(); }
     // The log file ("capture.log" in Folder()).

@@ -202,14 +202,6 @@ ProductKey::~ProductKey() {
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
 }
 
-void ProductKey::SetInstalledFolder(const std::wstring& folder) {
-    WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", folder, kProductView);
-}
-
-void ProductKey::SetVersion(const std::wstring& version) {
-    WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"Version", version, kProductView);
-}
-
 void ProductKey::RemoveValue(const wchar_t* name) {
     if (const UniqueRegKey key = OpenKey(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE | kProductView)) {
         RegDeleteValueW(key.get(), name);
