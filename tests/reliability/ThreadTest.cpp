@@ -1,18 +1,109 @@
 #include <gtest/gtest.h>
+#include <objbase.h>
 
 #include <array>
 #include <future>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "Documents.h"
+#include "LogCapture.h"
+#include "ModuleHost.h"
 #include "ProcessFootprint.h"
-#include "ReliabilityKit.h"
+#include "Scratch.h"
 
 namespace {
 
-using namespace Reliability;
-using TestSupport::SnapshotRegistry;
+using namespace SrvFrwk::Interface;
+using namespace TestSupport;
+
+enum : size_t { kServices, kProviders, kWebAccess, kStorage, kStorageBroken, kRequestKinds };
+
+// The storage documents one caller uses over its own key under HKCU: one (save="yes", so
+// it survives its request) that stores, queries and deletes values, and one whose second
+// section fails after its first stored a value.
+struct StorageLane {
+    std::wstring Document;
+    std::wstring BrokenDocument;
+    std::wstring KeyPath;
+};
+
+StorageLane MakeLane(const ScratchFolder& folder, const std::wstring& keyPath,
+                     const std::wstring& name) {
+    StorageLane lane{folder.File(name + L".xen"), folder.File(name + L"-broken.xen"), keyPath};
+    const std::string key = Narrow(keyPath);
+    WriteDocument(
+        lane.Document, kStorageKey,
+        Storage(
+            Registry(key, Store("Text", "string", "steady") + Store("Number", "uint32", "42") +
+                              Store("Blob", "binary", "DEADBEEF") +
+                              Control("query", "Text", "string") + Control("delete", "Missing")),
+            " save=\"yes\""));
+    WriteDocument(lane.BrokenDocument, kStorageKey,
+                  Storage(Registry(key, Store("Broken", "uint32", "1")) +
+                          Registry(key, Store("Never", "uint32", "2"), kAnywhere, "HKXX")));
+    return lane;
+}
+
+std::wstring GuidText(const GUID& guid) {
+    wchar_t text[39] = {};
+    StringFromGUID2(guid, text, 39);
+    return text;
+}
+
+// A row cut short shows: every field is in its text.
+template <typename Row>
+std::wstring DescribeRow(const Row& row, const GUID& guid, const std::vector<GUID>& depended) {
+    std::wstring text = L";" + row.ModuleName + L"@" + row.Version + L"," + GuidText(guid);
+    for (const uint32_t number :
+         {row.ModuleType, row.StartupType, row.LoadOption, row.UnloadOption, row.OrderOfLoading,
+          row.OrderOfUnloading, row.SharedType, row.Permission[0], row.Permission[1],
+          row.Permission[2], row.Permission[3], row.DataConversion}) {
+        text += L"," + std::to_wstring(number);
+    }
+    text += L"," + GuidText(row.SharedGuid) + L"," + row.ConvModuleName;
+    for (const GUID& dependency : depended) {
+        text += L"," + GuidText(dependency);
+    }
+    return text;
+}
+
+// Sends one request of kind; the result code and what came back as text: every field of
+// every row, the lists' sizes and sites.
+std::wstring Ask(Utility& utility, size_t kind, const StorageLane& lane) {
+    ArrayOfRowService services;
+    ArrayOfRowProvider providers;
+    WebAccessControlList list;
+    StorageControlRequest storage;
+    storage.DocumentPath = kind == kStorage ? lane.Document : lane.BrokenDocument;
+    storage.CommandArgument = L"t";
+    const std::pair<uint32_t, void*> queries[] = {{ValueTypeServicePolicy, &services},
+                                                  {ValueTypeProviderPolicy, &providers},
+                                                  {ValueTypeWebAccessControl, &list}};
+    const HRESULT result = kind >= kStorage
+                               ? utility.Send(ValueTypeStorageControl, &storage)
+                               : utility.Query(queries[kind].first, queries[kind].second);
+    std::wstring text = L"result=" + std::to_wstring(static_cast<uint32_t>(result)) +
+                        L";services=" + std::to_wstring(services.size());
+    for (const auto& row : services) {
+        text += DescribeRow(row, row.ServiceGuid, row.DependedServices) + L"," +
+                std::to_wstring(row.InterfaceType);
+    }
+    text += L";providers=" + std::to_wstring(providers.size());
+    for (const auto& row : providers) {
+        text += DescribeRow(row, row.ProviderGuid, row.DependedProviders);
+    }
+    for (const size_t size : {list.Sites.size(), list.Applications.size(), list.Filters.size(),
+                              list.WebActivities.size(), list.Protections.size()}) {
+        text += L";" + std::to_wstring(size);
+    }
+    for (const std::wstring& site : list.Sites) {
+        text += L";" + site;
+    }
+    return text;
+}
 
 // Eight threads send mixed requests through ONE utility object at once, each over its own
 // key. The object holds its lock for the whole of each request: the callers take turns
@@ -23,30 +114,34 @@ using TestSupport::SnapshotRegistry;
 TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
     constexpr size_t kThreads = 8;
     constexpr size_t kRequestsEach = 150;
-    ModuleUnderTest module;
-    ASSERT_TRUE(module.Utility().IsValid());
-    SrvFrwk::Interface::IUtilityEx& utility = *module.Utility().Get();
-    TestSupport::ScratchRegistryKey key(L"ReliabilityThreads");
-    TestSupport::ScratchFolder folder(L"ReliabilityThreads");
+    LogCapture log(0x110, /*initializeProcessLog=*/false);
+    ScratchFolder folder(L"ReliabilityThreads");  // installed folder and documents
+    for (const wchar_t* name : {kServiceFile, kProviderFile, kWebAccessFile}) {
+        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(), folder.File(name).c_str(),
+                  FALSE);
+    }
+    log.Product().SetInstalledFolder(folder.Path() + L"\\");
+    log.Product().SetVersion(L"1.0.1120");
+    const ModuleHost host;
+    Utility utility(host);
+    ASSERT_TRUE(utility.IsValid());
+    ScratchRegistryKey key(L"ReliabilityThreads");
     std::vector<StorageLane> lanes;
     for (size_t index = 0; index <= kThreads; ++index) {  // the last one for one thread
         const std::wstring name = L"T" + std::to_wstring(index);
         lanes.push_back(MakeLane(folder, key.Child(name), name));
         for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-            Ask(utility, static_cast<RequestKind>(kind), lanes.back());  // creates the key
+            Ask(utility, kind, lanes.back());  // creates the key
         }
     }
     std::array<std::wstring, kRequestKinds> expected;
     for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-        expected[kind] = Ask(utility, static_cast<RequestKind>(kind), lanes.back());
-    }
-    // Worth comparing: documents read, both storage documents' commands run.
-    for (size_t kind = 0; kind <= static_cast<size_t>(RequestKind::StorageBroken); ++kind) {
+        expected[kind] = Ask(utility, kind, lanes.back());
+        // Worth comparing: documents read, both storage documents' commands run.
         EXPECT_EQ(0u, expected[kind].find(L"result=0;")) << kind;
     }
     EXPECT_EQ(std::wstring::npos, expected[0].find(L"services=0;"));
-    const TestSupport::RegistrySnapshot values =
-        SnapshotRegistry(HKEY_CURRENT_USER, lanes.back().KeyPath);
+    const RegistrySnapshot values = SnapshotRegistry(HKEY_CURRENT_USER, lanes.back().KeyPath);
     EXPECT_FALSE(values.empty());
 
     std::promise<void> go;
@@ -59,8 +154,7 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
             for (size_t request = 0; request < kRequestsEach && mismatches[index].empty();
                  ++request) {
                 const size_t kind = (request + index) % kRequestKinds;
-                const std::wstring answer =
-                    Ask(utility, static_cast<RequestKind>(kind), lanes[index]);
+                const std::wstring answer = Ask(utility, kind, lanes[index]);
                 if (answer != expected[kind]) {
                     mismatches[index] = answer + L" where one thread gave " + expected[kind];
                 }
@@ -70,18 +164,18 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
     go.set_value();
     for (size_t index = 0; index < kThreads; ++index) {
         threads[index].join();
-        EXPECT_EQ("", TestSupport::Narrow(mismatches[index])) << "thread " << index;
+        EXPECT_EQ("", Narrow(mismatches[index])) << "thread " << index;
         EXPECT_EQ(values, SnapshotRegistry(HKEY_CURRENT_USER, lanes[index].KeyPath))
             << "thread " << index;
-        EXPECT_TRUE(TestSupport::FileExists(lanes[index].BrokenDocument))
+        EXPECT_TRUE(FileExists(lanes[index].BrokenDocument))
             << "a document whose last section failed is kept";
     }
-    const TestSupport::Footprint warm = TestSupport::MeasureProcess();
+    const Footprint warm = MeasureProcess();
     for (size_t request = 0; request < 1400; ++request) {
         const size_t kind = request % kRequestKinds;
-        ASSERT_EQ(expected[kind], Ask(utility, static_cast<RequestKind>(kind), lanes.back()));
+        ASSERT_EQ(expected[kind], Ask(utility, kind, lanes.back()));
     }
-    const TestSupport::Footprint end = TestSupport::MeasureProcess();
+    const Footprint end = MeasureProcess();
     ASSERT_GT(warm.Handles, 0u) << "the handle count could not be read";
     EXPECT_LE(end.Handles, warm.Handles + 2);
     EXPECT_LE(end.PrivateBytes, warm.PrivateBytes + 1024 * 1024);

@@ -1,23 +1,16 @@
 // Ends its process while the module is loaded, as a host that exits without unloading it:
 //   trace_exit_child <module folder> quiet|blocked
-// quiet: Ostrel_Initialize, then ExitProcess. blocked: Ostrel_Initialize on a second
-// thread, whose log line the stand-in trace library ("hang.mode") never returns from;
-// once it signals, ExitProcess. Exit codes: 0 the process ended; 2 usage; 3 the module or
-// its export is missing; 4 the stand-in never blocked.
+// blocked: Ostrel_Initialize runs on a second thread, which the stand-in trace library
+// stops in a log call once this process made the event it signals. Exit codes: 0 the
+// process ended; 2 usage; 3 the module or its export is missing; 4 the stand-in never
+// blocked.
 
 #include <windows.h>
 
 #include <string>
+#include <thread>
 
 #include "Ostrel.h"
-
-namespace {
-
-DWORD WINAPI CallInitialize(void* initialize) {
-    return static_cast<DWORD>(reinterpret_cast<Ostrel_InitializeFn>(initialize)());
-}
-
-}  // namespace
 
 int wmain(int argc, wchar_t** argv) {
     if (argc != 3) {
@@ -40,6 +33,6 @@ int wmain(int argc, wchar_t** argv) {
     const std::wstring name =
         L"Local\\ZorvDbgStandInBlocked-" + std::to_wstring(GetCurrentProcessId());
     const HANDLE blocked = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
-    CreateThread(nullptr, 0, CallInitialize, reinterpret_cast<void*>(initialize), 0, nullptr);
+    std::thread([initialize] { (void)initialize(); }).detach();
     ExitProcess(WaitForSingleObject(blocked, 30000) == WAIT_OBJECT_0 ? 0 : 4);
 }

@@ -1,10 +1,9 @@
 #pragma once
-// Makes one allocation of the calling thread fail, so that a test can walk a failure
-// through every allocation of a call: the countdown-th call of operator new from now on
-// (plain, array or nothrow; 0 is the very next) throws std::bad_alloc or answers null.
-// A suite that uses it has its global allocation functions replaced (this file's object
-// is linked in only then); the static libraries linked into the suite use them too, a
-// DLL such as Ostrel.dll keeps its own. One fault at a time per thread.
+// Makes one allocation of the calling thread fail: the countdown-th call of operator new
+// from now on (plain, array or nothrow; 0 is the very next) throws std::bad_alloc or
+// answers null. A suite that uses it has its global allocation functions replaced (this
+// file's object is linked in only then), which reach the static libraries linked into the
+// suite but not a DLL such as Ostrel.dll. One fault at a time per thread.
 
 #include <cstddef>
 

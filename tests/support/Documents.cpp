@@ -7,21 +7,6 @@
 
 namespace TestSupport {
 
-const std::string kAnywhere =
-    R"(platform="all" language="all" product="all" maxversion="99.0.0" assign="t")";
-
-std::vector<uint8_t> Bytes(const std::string& text) {
-    return std::vector<uint8_t>(text.begin(), text.end());
-}
-
-std::string Narrow(const std::wstring& text) {
-    return std::string(text.begin(), text.end());
-}
-
-std::wstring Widen(const std::string& text) {
-    return std::wstring(text.begin(), text.end());
-}
-
 std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext) {
     std::vector<uint8_t> ciphertext;
     uint32_t error = 0;
@@ -32,10 +17,6 @@ std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plai
 
 void WriteDocument(const std::wstring& path, const char* key, const std::string& text) {
     WriteFileBytes(path, Encrypted(key, Bytes(text)));
-}
-
-std::string Element(const std::string& name, const std::string& text) {
-    return "<" + name + ">" + text + "</" + name + ">";
 }
 
 std::string Control(const std::string& action, const std::string& name, const std::string& type,
@@ -50,30 +31,6 @@ std::string Control(const std::string& action, const std::string& name, const st
         }
     }
     return "<Control " + targeting + ">" + children + "</Control>";
-}
-
-std::string Store(const std::string& name, const std::string& type, const std::string& value,
-                  const std::string& targeting) {
-    return Control("store", name, type, value, "yes", targeting);
-}
-
-std::string Registry(const std::string& subKey, const std::string& controls,
-                     const std::string& targeting, const std::string& root,
-                     const std::string& accessMode) {
-    return "<Registry " + targeting + ">" + Element("Root", root) + Element("Path", subKey) +
-           Element("AccessMode", accessMode) + Element("AccessRight", "default") + controls +
-           "</Registry>";
-}
-
-std::string IniFile(const std::string& path, const std::string& controls,
-                    const std::string& targeting, const std::string& section) {
-    return "<IniFile " + targeting + ">" + Element("Path", path) + Element("Section", section) +
-           controls + "</IniFile>";
-}
-
-std::string Storage(const std::string& body, const std::string& attributes) {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Storage version=\"1.0.0\"" + attributes +
-           ">\r\n" + body + "\r\n</Storage>\r\n";
 }
 
 }  // namespace TestSupport

@@ -20,32 +20,54 @@ constexpr const wchar_t* kServiceFile = L"QjBsSvPl.xen";
 constexpr const wchar_t* kProviderFile = L"QjEnPvPl.xen";
 constexpr const wchar_t* kWebAccessFile = L"QjEnPvWc.xen";
 
-std::vector<uint8_t> Bytes(const std::string& text);
+inline std::vector<uint8_t> Bytes(const std::string& text) {
+    return std::vector<uint8_t>(text.begin(), text.end());
+}
 // ASCII both ways: paths and names of the tests' own making.
-std::string Narrow(const std::wstring& text);
-std::wstring Widen(const std::string& text);
+inline std::string Narrow(const std::wstring& text) {
+    return std::string(text.begin(), text.end());
+}
+inline std::wstring Widen(const std::string& text) {
+    return std::wstring(text.begin(), text.end());
+}
 
 // The plaintext encrypted under key, as xentool does it.
 std::vector<uint8_t> Encrypted(const char* key, const std::vector<uint8_t>& plaintext);
-// Encrypts text under key into path.
 void WriteDocument(const std::wstring& path, const char* key, const std::string& text);
 
 // Storage-control elements. Targeting that matches any system and the assignment "t";
 // checked elements need an upper version bound, a missing one counts as 0.0.0.0.
-extern const std::string kAnywhere;
-std::string Element(const std::string& name, const std::string& text);
+inline const std::string kAnywhere =
+    R"(platform="all" language="all" product="all" maxversion="99.0.0" assign="t")";
+inline std::string Element(const std::string& name, const std::string& text) {
+    return "<" + name + ">" + text + "</" + name + ">";
+}
 // A Control element; empty parts are left out.
 std::string Control(const std::string& action, const std::string& name,
                     const std::string& type = "", const std::string& value = "",
                     const std::string& overwrite = "", const std::string& targeting = kAnywhere);
 // A store that overwrites.
-std::string Store(const std::string& name, const std::string& type, const std::string& value,
-                  const std::string& targeting = kAnywhere);
-std::string Registry(const std::string& subKey, const std::string& controls,
-                     const std::string& targeting = kAnywhere, const std::string& root = "HKCU",
-                     const std::string& accessMode = "default");
-std::string IniFile(const std::string& path, const std::string& controls,
-                    const std::string& targeting = kAnywhere, const std::string& section = "S");
-std::string Storage(const std::string& body, const std::string& attributes = "");
+inline std::string Store(const std::string& name, const std::string& type, const std::string& value,
+                         const std::string& targeting = kAnywhere) {
+    return Control("store", name, type, value, "yes", targeting);
+}
+inline std::string Registry(const std::string& subKey, const std::string& controls,
+                            const std::string& targeting = kAnywhere,
+                            const std::string& root = "HKCU",
+                            const std::string& accessMode = "default") {
+    return "<Registry " + targeting + ">" + Element("Root", root) + Element("Path", subKey) +
+           Element("AccessMode", accessMode) + Element("AccessRight", "default") + controls +
+           "</Registry>";
+}
+inline std::string IniFile(const std::string& path, const std::string& controls,
+                           const std::string& targeting = kAnywhere,
+                           const std::string& section = "S") {
+    return "<IniFile " + targeting + ">" + Element("Path", path) + Element("Section", section) +
+           controls + "</IniFile>";
+}
+inline std::string Storage(const std::string& body, const std::string& attributes = "") {
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Storage version=\"1.0.0\"" + attributes +
+           ">\r\n" + body + "\r\n</Storage>\r\n";
+}
 
 }  // namespace TestSupport

@@ -1,43 +1,39 @@
 #pragma once
-// Turns the debug log on for a test and reads back what it wrote. It writes the
-// debug-log settings of the interactive session under the product key (restored
-// afterwards), points the log folder at a scratch folder and, unless told otherwise,
-// initialises this process's ZorvCommon::g_DebugLog with the trace library from
-// build\bin. A test of Ostrel.dll passes initializeProcessLog = false and loads the
-// module after the capture exists: the module's own log then reads the same settings.
+// Turns the debug log on for a test and reads back what it wrote: the interactive session's
+// debug-log settings under the product key (restored afterwards) point at a scratch folder
+// and, unless told otherwise, this process's ZorvCommon::g_DebugLog starts with the trace
+// library from build\bin. A test of Ostrel.dll passes initializeProcessLog = false and loads
+// the module after the capture exists: the module's own log reads the same settings.
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
-namespace TestSupport {
+#include "Scratch.h"
 
-class ProductKey;
-class ScratchFolder;
+namespace TestSupport {
 
 class LogCapture {
 public:
     explicit LogCapture(uint32_t levelMask = 0x111, bool initializeProcessLog = true);
     ~LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
 
     // Every line written since construction or the last Clear(), decoded from UTF-8.
     std::wstring Text() const;
-    bool Contains(const std::wstring& fragment) const;
+    bool Contains(const std::wstring& fragment) const {
+        return Text().find(fragment) != std::wstring::npos;
+    }
     size_t Count(const std::wstring& fragment) const;
-    // Forgets what was written so far.
-    void Clear();
-    const std::wstring& Folder() const;
+    void Clear() { m_Offset = FileExists(FilePath()) ? ReadFileBytes(FilePath()).size() : 0; }
+    const std::wstring& Folder() const { return m_Folder.Path(); }
     // The log file ("capture.log" in Folder()).
-    std::wstring FilePath() const;
+    std::wstring FilePath() const { return m_Folder.File(L"capture.log"); }
     // The product key this capture backs up and restores: a test that needs other
     // product values sets them here rather than through a second ProductKey.
-    ProductKey& Product();
+    ProductKey& Product() { return m_ProductKey; }
 
 private:
-    std::unique_ptr<ProductKey> m_ProductKey;
-    std::unique_ptr<ScratchFolder> m_Folder;
+    ProductKey m_ProductKey;
+    ScratchFolder m_Folder{L"LogCapture"};
     bool m_InitializedProcessLog;
     size_t m_Offset = 0;  // bytes of the log files already consumed by Clear()
 };

@@ -31,15 +31,6 @@ ModuleHost::~ModuleHost() {
     }
 }
 
-HRESULT ModuleHost::CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
-                                  const GUID* pGuid) const {
-    return m_Ready ? m_CreateUtility(ppUtility, pGuid) : E_UNEXPECTED;
-}
-
-HRESULT ModuleHost::FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility, const GUID* pGuid) const {
-    return m_Ready ? m_FreeUtility(pUtility, pGuid) : E_UNEXPECTED;
-}
-
 Utility::Utility(const ModuleHost& host) : m_rHost(host) {
     if (m_rHost.CreateUtility(&m_pUtility) != S_OK) {
         m_pUtility = nullptr;
@@ -50,16 +41,6 @@ Utility::~Utility() {
     if (m_pUtility != nullptr) {
         m_rHost.FreeUtility(m_pUtility);
     }
-}
-
-HRESULT Utility::Query(uint32_t valueType, void* pValue) {
-    const SrvFrwk::Interface::ValueTypeRecord record{valueType};
-    return m_pUtility->QueryValue(&record, nullptr, nullptr, pValue);
-}
-
-HRESULT Utility::Send(uint32_t valueType, void* pValue) {
-    const SrvFrwk::Interface::ValueTypeRecord record{valueType};
-    return m_pUtility->SendMessage(&record, nullptr, nullptr, pValue);
 }
 
 bool IsDocumentedResult(HRESULT result) {

@@ -19,15 +19,17 @@ class ModuleHost {
 public:
     explicit ModuleHost(const std::wstring& folder = std::wstring());
     ~ModuleHost();
-    ModuleHost(const ModuleHost&) = delete;
-    ModuleHost& operator=(const ModuleHost&) = delete;
 
     // Loaded, every export found and Ostrel_Initialize answered S_OK.
     bool IsReady() const { return m_Ready; }
     HRESULT CreateUtility(SrvFrwk::Interface::IUtilityEx** ppUtility,
-                          const GUID* pGuid = &OSTREL_UTILITY_GUID) const;
+                          const GUID* pGuid = &OSTREL_UTILITY_GUID) const {
+        return m_Ready ? m_CreateUtility(ppUtility, pGuid) : E_UNEXPECTED;
+    }
     HRESULT FreeUtility(SrvFrwk::Interface::IUtilityEx* pUtility,
-                        const GUID* pGuid = &OSTREL_UTILITY_GUID) const;
+                        const GUID* pGuid = &OSTREL_UTILITY_GUID) const {
+        return m_Ready ? m_FreeUtility(pUtility, pGuid) : E_UNEXPECTED;
+    }
 
 private:
     ZorvCommon::UniqueModule m_Module;
@@ -47,8 +49,14 @@ public:
 
     bool IsValid() const { return m_pUtility != nullptr; }
     SrvFrwk::Interface::IUtilityEx* Get() const { return m_pUtility; }
-    HRESULT Query(uint32_t valueType, void* pValue);
-    HRESULT Send(uint32_t valueType, void* pValue);
+    HRESULT Query(uint32_t valueType, void* pValue) {
+        const SrvFrwk::Interface::ValueTypeRecord record{valueType};
+        return m_pUtility->QueryValue(&record, nullptr, nullptr, pValue);
+    }
+    HRESULT Send(uint32_t valueType, void* pValue) {
+        const SrvFrwk::Interface::ValueTypeRecord record{valueType};
+        return m_pUtility->SendMessage(&record, nullptr, nullptr, pValue);
+    }
 
 private:
     const ModuleHost& m_rHost;

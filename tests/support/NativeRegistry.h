@@ -1,10 +1,8 @@
 #pragma once
-// Registry keys that only the native functions make, for tests of code that must cope
-// with them: links (a key made with REG_OPTION_CREATE_LINK whose REG_LINK value
-// "SymbolicLinkValue" names another key by its native path) and keys whose name holds a
-// NUL. Each is removed through the handle it was made with, so that neither the test nor
-// the scratch key's clean-up reaches through a link. Declare them after the scratch key
-// that holds them.
+// Registry keys that only the native functions make: links (REG_OPTION_CREATE_LINK, whose
+// REG_LINK value "SymbolicLinkValue" names another key's native path) and keys whose name
+// holds a NUL. Each is removed through the handle it was made with, so that no clean-up
+// reaches through a link; declare them after the scratch key that holds them.
 
 #include <windows.h>
 
@@ -20,8 +18,6 @@ public:
     ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
                         const std::wstring& targetPath);
     ~ScratchRegistryLink();
-    ScratchRegistryLink(const ScratchRegistryLink&) = delete;
-    ScratchRegistryLink& operator=(const ScratchRegistryLink&) = delete;
 
     // Whether the link key itself is still there.
     bool Exists() const;
@@ -38,8 +34,6 @@ class ScratchUnopenableKey {
 public:
     ScratchUnopenableKey(HKEY root, const std::wstring& parentPath);
     ~ScratchUnopenableKey();
-    ScratchUnopenableKey(const ScratchUnopenableKey&) = delete;
-    ScratchUnopenableKey& operator=(const ScratchUnopenableKey&) = delete;
 
 private:
     ZorvCommon::UniqueRegKey m_Key;

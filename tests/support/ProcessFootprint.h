@@ -1,8 +1,8 @@
 #pragma once
 // What a process holds: its handles and its private (committed) bytes. Wine answers
-// GetProcessHandleCount and PROCESS_MEMORY_COUNTERS_EX::PrivateUsage with 0; the handles
-// are then counted in the system's handle table and the commit charge stands in for the
-// private bytes (on Windows the two are the same figure).
+// GetProcessHandleCount with 0: each handle value is then asked about in turn. The commit
+// charge stands for the private bytes (on Windows the two are the same figure; Wine answers
+// PROCESS_MEMORY_COUNTERS_EX::PrivateUsage with 0).
 
 #include <windows.h>
 

@@ -1,12 +1,14 @@
 #include "Scratch.h"
 
 #include <gtest/gtest.h>
+#include <winternl.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
+#include "NativeRegistry.h"
 #include "ZorvComn_Handle.h"
 
 namespace TestSupport {
@@ -53,6 +55,35 @@ void DeleteTree(HKEY root, const std::wstring& path, REGSAM view = 0) {
         RegDeleteTreeW(key.get(), nullptr);
         RegDeleteKeyExW(root, path.c_str(), view, 0);
     }
+}
+
+// The native functions, looked up in ntdll at run time.
+using NtQueryKeyFn = NTSTATUS(NTAPI*)(HANDLE, int, PVOID, ULONG, PULONG);
+using NtCreateKeyFn = NTSTATUS(NTAPI*)(PHANDLE, ACCESS_MASK, POBJECT_ATTRIBUTES, ULONG,
+                                       PUNICODE_STRING, ULONG, PULONG);
+using NtDeleteKeyFn = NTSTATUS(NTAPI*)(HANDLE);
+
+template <typename Function>
+Function NtDll(const char* name) {
+    const auto function = reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+    Check(function != nullptr, name);
+    return function;
+}
+
+// The native path of a key ("\REGISTRY\USER\<sid>\Software\..."); empty when it cannot be
+// opened.
+std::wstring NativeKeyPath(HKEY root, const std::wstring& path) {
+    constexpr int kKeyNameInformation = 3;
+    const UniqueRegKey key = OpenKey(root, path, KEY_QUERY_VALUE);
+    std::vector<ULONG> buffer(1024);  // the name's length in bytes, then the name
+    ULONG cbResult = 0;
+    if (!key || NtDll<NtQueryKeyFn>("NtQueryKey")(key.get(), kKeyNameInformation, buffer.data(),
+                                                  static_cast<ULONG>(buffer.size() * sizeof(ULONG)),
+                                                  &cbResult) < 0) {
+        return std::wstring();
+    }
+    return std::wstring(reinterpret_cast<const wchar_t*>(&buffer[1]), buffer[0] / sizeof(wchar_t));
 }
 
 // Calls visit(name, attributes) for each entry of folder matching pattern but "." and "..".
@@ -171,14 +202,6 @@ ProductKey::~ProductKey() {
     DeleteTree(HKEY_CURRENT_USER, m_BackupPath);
 }
 
-void ProductKey::SetInstalledFolder(const std::wstring& folder) {
-    WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", folder, kProductView);
-}
-
-void ProductKey::SetVersion(const std::wstring& version) {
-    WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"Version", version, kProductView);
-}
-
 void ProductKey::RemoveValue(const wchar_t* name) {
     if (const UniqueRegKey key = OpenKey(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE | kProductView)) {
         RegDeleteValueW(key.get(), name);
@@ -193,10 +216,6 @@ void ProductKey::SetDebugLogUint32(const wchar_t* name, uint32_t value, bool ser
 void ProductKey::SetDebugLogString(const wchar_t* name, const std::wstring& value,
                                    bool serviceSession) {
     WriteRegString(HKEY_LOCAL_MACHINE, SessionPath(serviceSession), name, value, kProductView);
-}
-
-void ProductKey::ClearDebugLog() {
-    DeleteTree(HKEY_LOCAL_MACHINE, kDebugLogPath, kProductView);
 }
 
 std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view) {
@@ -232,12 +251,6 @@ void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWO
           "RegSetValueExW");
 }
 
-void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                    const std::wstring& text, REGSAM view) {
-    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
-                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
-}
-
 RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path) {
     RegistrySnapshot snapshot;
     if (const UniqueRegKey key = OpenKey(root, path, KEY_READ)) {
@@ -260,10 +273,6 @@ std::vector<uint8_t> ReadFileBytes(const std::wstring& path) {
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
 }
 
-bool FileExists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
 std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern) {
     std::vector<std::wstring> names;
     ForEachEntry(folder, pattern, [&names](const std::wstring& name, DWORD attributes) {
@@ -283,6 +292,47 @@ std::wstring ExecutableFolder() {
 std::wstring BinFolder() {
     const std::wstring folder = ExecutableFolder();  // ...\build\tests\ .
     return folder.substr(0, folder.find_last_of(L"\\/", folder.size() - 2) + 1) + L"bin\\";
+}
+
+ScratchRegistryLink::ScratchRegistryLink(HKEY root, const std::wstring& path, HKEY targetRoot,
+                                         const std::wstring& targetPath)
+    : m_Root(root), m_Path(path) {
+    const std::wstring target = NativeKeyPath(targetRoot, targetPath);
+    Check(!target.empty() &&
+              RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                              KEY_ALL_ACCESS | KEY_CREATE_LINK, nullptr, m_Key.put(),
+                              nullptr) == ERROR_SUCCESS &&
+              RegSetValueExW(m_Key.get(), L"SymbolicLinkValue", 0, REG_LINK,
+                             reinterpret_cast<const BYTE*>(target.data()),
+                             static_cast<DWORD>(target.size() * sizeof(wchar_t))) == ERROR_SUCCESS,
+          "making the registry link");
+}
+
+ScratchRegistryLink::~ScratchRegistryLink() {
+    NtDll<NtDeleteKeyFn>("NtDeleteKey")(m_Key.get());
+}
+
+bool ScratchRegistryLink::Exists() const {
+    UniqueRegKey link;
+    return RegOpenKeyExW(m_Root, m_Path.c_str(), REG_OPTION_OPEN_LINK, KEY_QUERY_VALUE,
+                         link.put()) == ERROR_SUCCESS;
+}
+
+ScratchUnopenableKey::ScratchUnopenableKey(HKEY root, const std::wstring& parentPath) {
+    const UniqueRegKey parent = CreateKey(root, parentPath);
+    wchar_t name[] = L"Hidden\0Key";
+    UNICODE_STRING nativeName{sizeof(name) - sizeof(wchar_t), sizeof(name), name};
+    OBJECT_ATTRIBUTES attributes;
+    InitializeObjectAttributes(&attributes, &nativeName, OBJ_CASE_INSENSITIVE, parent.get(),
+                               nullptr);
+    HANDLE key = nullptr;  // stays null without a parent: the name is not a full path
+    NtDll<NtCreateKeyFn>("NtCreateKey")(&key, KEY_ALL_ACCESS, &attributes, 0, nullptr, 0, nullptr);
+    m_Key.reset(static_cast<HKEY>(key));
+    Check(key != nullptr, "making the key with a NUL in its name");
+}
+
+ScratchUnopenableKey::~ScratchUnopenableKey() {
+    NtDll<NtDeleteKeyFn>("NtDeleteKey")(m_Key.get());
 }
 
 }  // namespace TestSupport

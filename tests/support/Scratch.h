@@ -47,6 +47,19 @@ private:
     std::wstring m_Path;
 };
 
+// Registry helpers for assertions.
+std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                           REGSAM view = 0);
+bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view = 0);
+bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
+void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
+                   const void* data, DWORD size, REGSAM view = 0);
+inline void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
+                           const std::wstring& text, REGSAM view = 0) {
+    WriteRegValue(root, path, name, REG_SZ, text.c_str(),
+                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)), view);
+}
+
 // Takes a copy of HKLM\Software\Ulvenhart\Hearthward (64-bit view) and restores it on
 // destruction; the setters change the live key in between. A failed restore is reported
 // as a test failure, never thrown.
@@ -60,38 +73,33 @@ public:
     ProductKey(const ProductKey&) = delete;
     ProductKey& operator=(const ProductKey&) = delete;
 
-    void SetInstalledFolder(const std::wstring& folder);
-    void SetVersion(const std::wstring& version);
+    void SetInstalledFolder(const std::wstring& folder) {
+        WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"InstalledFolder", folder, KEY_WOW64_64KEY);
+    }
+    void SetVersion(const std::wstring& version) {
+        WriteRegString(HKEY_LOCAL_MACHINE, kPath, L"Version", version, KEY_WOW64_64KEY);
+    }
     void RemoveValue(const wchar_t* name);
     // Debug-log settings of the interactive (or service) session sub-key.
     void SetDebugLogUint32(const wchar_t* name, uint32_t value, bool serviceSession = false);
     void SetDebugLogString(const wchar_t* name, const std::wstring& value,
                            bool serviceSession = false);
-    void ClearDebugLog();
 
 private:
     bool m_Existed;
     std::wstring m_BackupPath;  // HKCU\Software\OstrelTests\ProductKeyBackup-<pid>-<n>
 };
 
-// Registry helpers for assertions.
-std::wstring ReadRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                           REGSAM view = 0);
-bool RegValueExists(HKEY root, const std::wstring& path, const wchar_t* name, REGSAM view = 0);
-bool RegKeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
-void WriteRegValue(HKEY root, const std::wstring& path, const wchar_t* name, DWORD type,
-                   const void* data, DWORD size, REGSAM view = 0);
-void WriteRegString(HKEY root, const std::wstring& path, const wchar_t* name,
-                    const std::wstring& text, REGSAM view = 0);
 // Every key and value under root\path: "\\sub\\key" -> (REG_NONE, {}) for a key and
 // "\\sub\\key|name" -> (type, bytes) for a value ("|name" for the key's own values).
 using RegistrySnapshot = std::map<std::wstring, std::pair<DWORD, std::vector<uint8_t>>>;
 RegistrySnapshot SnapshotRegistry(HKEY root, const std::wstring& path);
 
-// Files.
 void WriteFileBytes(const std::wstring& path, const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> ReadFileBytes(const std::wstring& path);
-bool FileExists(const std::wstring& path);
+inline bool FileExists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 // The names of the files in folder that match pattern ("*.xml").
 std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern);
 

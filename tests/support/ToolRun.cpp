@@ -2,14 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Scratch.h"
 #include "ZorvComn_Handle.h"
 
 namespace TestSupport {
-
-ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments) {
-    return RunProgram(BinFolder() + tool, arguments);
-}
 
 // The output goes to a temporary file that the system deletes once the last handle to it
 // closes: a child that fills it never waits for a reader.
@@ -52,10 +47,6 @@ ToolRun RunProgram(const std::wstring& program, const std::wstring& arguments,
         run.Output.append(buffer, cbRead);
     }
     return run;
-}
-
-std::wstring Quoted(const std::wstring& path) {
-    return L"\"" + path + L"\"";
 }
 
 }  // namespace TestSupport

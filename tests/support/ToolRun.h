@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "Scratch.h"
+
 namespace TestSupport {
 
 struct ToolRun {
@@ -12,15 +14,16 @@ struct ToolRun {
     std::string Output;  // standard output and standard error
 };
 
-// bin\<tool> with the arguments (quoted by the caller); waits up to a minute, then ends it
-// (exit code WAIT_TIMEOUT, 258).
-ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments);
-// The same for a program given by its full path, run in currentFolder (this process's
-// current folder when empty).
+// Runs program with the arguments (quoted by the caller) in currentFolder (this process's
+// current folder when empty); waits up to a minute, then ends it (exit code WAIT_TIMEOUT, 258).
 ToolRun RunProgram(const std::wstring& program, const std::wstring& arguments,
                    const std::wstring& currentFolder = std::wstring());
-
-// L"\"path\"".
-std::wstring Quoted(const std::wstring& path);
+// The same for bin\<tool>.
+inline ToolRun RunTool(const std::wstring& tool, const std::wstring& arguments) {
+    return RunProgram(BinFolder() + tool, arguments);
+}
+inline std::wstring Quoted(const std::wstring& path) {
+    return L"\"" + path + L"\"";
+}
 
 }  // namespace TestSupport
