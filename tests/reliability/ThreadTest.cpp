@@ -8,11 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "AllocationFault.h"
 #include "Documents.h"
 #include "LogCapture.h"
 #include "ModuleHost.h"
 #include "ProcessFootprint.h"
 #include "Scratch.h"
+#include "ServiceManager.h"
 
 namespace {
 
@@ -70,39 +72,66 @@ std::wstring DescribeRow(const Row& row, const GUID& guid, const std::vector<GUI
     return text;
 }
 
-// Sends one request of kind; the result code and what came back as text: every field of
-// every row, the lists' sizes and sites.
-std::wstring Ask(Utility& utility, size_t kind, const StorageLane& lane) {
-    ArrayOfRowService services;
-    ArrayOfRowProvider providers;
-    WebAccessControlList list;
-    StorageControlRequest storage;
-    storage.DocumentPath = kind == kStorage ? lane.Document : lane.BrokenDocument;
-    storage.CommandArgument = L"t";
-    const std::pair<uint32_t, void*> queries[] = {{ValueTypeServicePolicy, &services},
-                                                  {ValueTypeProviderPolicy, &providers},
-                                                  {ValueTypeWebAccessControl, &list}};
-    const HRESULT result = kind >= kStorage
-                               ? utility.Send(ValueTypeStorageControl, &storage)
-                               : utility.Query(queries[kind].first, queries[kind].second);
-    std::wstring text = L"result=" + std::to_wstring(static_cast<uint32_t>(result)) +
-                        L";services=" + std::to_wstring(services.size());
-    for (const auto& row : services) {
-        text += DescribeRow(row, row.ServiceGuid, row.DependedServices) + L"," +
-                std::to_wstring(row.InterfaceType);
+// What one request of kind sends and gets back, made before it is sent: a test that fails
+// the request's allocations fails none of its own.
+struct Answer {
+    ArrayOfRowService Services;
+    ArrayOfRowProvider Providers;
+    WebAccessControlList List;
+    StorageControlRequest Storage;
+    HRESULT Result = E_FAIL;
+
+    Answer(size_t kind, const StorageLane& lane) {
+        Storage.DocumentPath = kind == kStorage ? lane.Document : lane.BrokenDocument;
+        Storage.CommandArgument = L"t";
     }
-    text += L";providers=" + std::to_wstring(providers.size());
-    for (const auto& row : providers) {
-        text += DescribeRow(row, row.ProviderGuid, row.DependedProviders);
+    void Send(IUtilityEx* pUtility, size_t kind) {
+        const std::pair<uint32_t, void*> queries[] = {{ValueTypeServicePolicy, &Services},
+                                                      {ValueTypeProviderPolicy, &Providers},
+                                                      {ValueTypeWebAccessControl, &List}};
+        ValueTypeRecord record{kind >= kStorage ? ValueTypeStorageControl : queries[kind].first};
+        Result = kind >= kStorage
+                     ? pUtility->SendMessage(&record, nullptr, nullptr, &Storage)
+                     : pUtility->QueryValue(&record, nullptr, nullptr, queries[kind].second);
     }
-    for (const size_t size : {list.Sites.size(), list.Applications.size(), list.Filters.size(),
-                              list.WebActivities.size(), list.Protections.size()}) {
-        text += L";" + std::to_wstring(size);
+    // The result code and what came back as text: every field of every row, the lists'
+    // sizes and sites.
+    std::wstring Text() const {
+        std::wstring text = L"result=" + std::to_wstring(static_cast<uint32_t>(Result)) +
+                            L";services=" + std::to_wstring(Services.size());
+        for (const auto& row : Services) {
+            text += DescribeRow(row, row.ServiceGuid, row.DependedServices) + L"," +
+                    std::to_wstring(row.InterfaceType);
+        }
+        text += L";providers=" + std::to_wstring(Providers.size());
+        for (const auto& row : Providers) {
+            text += DescribeRow(row, row.ProviderGuid, row.DependedProviders);
+        }
+        for (const size_t size : {List.Sites.size(), List.Applications.size(), List.Filters.size(),
+                                  List.WebActivities.size(), List.Protections.size()}) {
+            text += L";" + std::to_wstring(size);
+        }
+        for (const std::wstring& site : List.Sites) {
+            text += L";" + site;
+        }
+        return text;
     }
-    for (const std::wstring& site : list.Sites) {
-        text += L";" + site;
+};
+
+std::wstring Ask(IUtilityEx* pUtility, size_t kind, const StorageLane& lane) {
+    Answer answer(kind, lane);
+    answer.Send(pUtility, kind);
+    return answer.Text();
+}
+
+// The example policy documents in a scratch installed folder, named in the product key.
+void Install(LogCapture& log, const ScratchFolder& folder) {
+    for (const wchar_t* name : {kServiceFile, kProviderFile, kWebAccessFile}) {
+        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(), folder.File(name).c_str(),
+                  FALSE);
     }
-    return text;
+    log.Product().SetInstalledFolder(folder.Path() + L"\\");
+    log.Product().SetVersion(L"1.0.1120");
 }
 
 // Eight threads send mixed requests through ONE utility object at once, each over its own
@@ -116,12 +145,7 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
     constexpr size_t kRequestsEach = 150;
     LogCapture log(0x110, /*initializeProcessLog=*/false);
     ScratchFolder folder(L"ReliabilityThreads");  // installed folder and documents
-    for (const wchar_t* name : {kServiceFile, kProviderFile, kWebAccessFile}) {
-        CopyFileW((BinFolder() + L"..\\examples\\" + name).c_str(), folder.File(name).c_str(),
-                  FALSE);
-    }
-    log.Product().SetInstalledFolder(folder.Path() + L"\\");
-    log.Product().SetVersion(L"1.0.1120");
+    Install(log, folder);
     const ModuleHost host;
     Utility utility(host);
     ASSERT_TRUE(utility.IsValid());
@@ -131,12 +155,12 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
         const std::wstring name = L"T" + std::to_wstring(index);
         lanes.push_back(MakeLane(folder, key.Child(name), name));
         for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-            Ask(utility, kind, lanes.back());  // creates the key
+            Ask(utility.Get(), kind, lanes.back());  // creates the key
         }
     }
     std::array<std::wstring, kRequestKinds> expected;
     for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-        expected[kind] = Ask(utility, kind, lanes.back());
+        expected[kind] = Ask(utility.Get(), kind, lanes.back());
         // Worth comparing: documents read, both storage documents' commands run.
         EXPECT_EQ(0u, expected[kind].find(L"result=0;")) << kind;
     }
@@ -154,7 +178,7 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
             for (size_t request = 0; request < kRequestsEach && mismatches[index].empty();
                  ++request) {
                 const size_t kind = (request + index) % kRequestKinds;
-                const std::wstring answer = Ask(utility, kind, lanes[index]);
+                const std::wstring answer = Ask(utility.Get(), kind, lanes[index]);
                 if (answer != expected[kind]) {
                     mismatches[index] = answer + L" where one thread gave " + expected[kind];
                 }
@@ -173,12 +197,42 @@ TEST(ThreadTest, EightCallersSharingOneObjectAnswerAsOneDoes) {
     const Footprint warm = MeasureProcess();
     for (size_t request = 0; request < 1400; ++request) {
         const size_t kind = request % kRequestKinds;
-        ASSERT_EQ(expected[kind], Ask(utility, kind, lanes.back()));
+        ASSERT_EQ(expected[kind], Ask(utility.Get(), kind, lanes.back()));
     }
     const Footprint end = MeasureProcess();
     ASSERT_GT(warm.Handles, 0u) << "the handle count could not be read";
     EXPECT_LE(end.Handles, warm.Handles + 2);
     EXPECT_LE(end.PrivateBytes, warm.PrivateBytes + 1024 * 1024);
+}
+
+// An allocation that fails anywhere in a request, the walk of a document included (an
+// exception between the start and the stop of the object's one reader), leaves the reader
+// stopped and the document closed: the same object answers its next request as before. The
+// module's utility object is linked into this suite for this test, so that each of its
+// allocations in turn can be made to fail through the suite's operator new.
+TEST(FaultTest, AFailedAllocationAnywhereInARequestLeavesTheObjectAsItWas) {
+    LogCapture log(0x110, /*initializeProcessLog=*/false);
+    ScratchFolder folder(L"ReliabilityFaults");
+    Install(log, folder);
+    ScratchRegistryKey key(L"ReliabilityFaults");
+    const StorageLane lane = MakeLane(folder, key.Path(), L"allocation");
+    CServiceManager utility;
+    for (size_t kind = 0; kind <= kStorage; ++kind) {
+        const std::wstring expected = Ask(&utility, kind, lane);
+        ASSERT_EQ(0u, expected.find(L"result=0;")) << kind;
+        size_t failing = 0;  // allocations counted from 0
+        for (bool fired = true; fired; ++failing) {
+            {
+                Answer answer(kind, lane);
+                const AllocationFault fault(failing);
+                answer.Send(&utility, kind);
+                fired = fault.Fired();
+            }
+            ASSERT_EQ(expected, Ask(&utility, kind, lane))
+                << "request kind " << kind << ", after allocation " << failing << " failed";
+        }
+        EXPECT_GT(failing, 20u) << "request kind " << kind;
+    }
 }
 
 }  // namespace
