@@ -1,5 +1,5 @@
 #pragma once
-// The storage and access-control exceptions are thrown by pointer: catch one, delete
+// The storage exceptions are thrown by pointer: catch one, delete
 // it and hand back its Win32 error (0 when nothing was thrown).
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace StorageTests {
 
-template <typename ExceptionType = ZorvCommon::Storage::Exception, typename Call>
+template <typename Call>
 uint32_t ThrownError(Call call) {
     try {
         call();
-    } catch (ExceptionType* e) {
+    } catch (ZorvCommon::Storage::Exception* e) {
         const uint32_t error = e->m_Error;
         delete e;
         return error;
