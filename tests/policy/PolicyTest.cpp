@@ -37,8 +37,6 @@ protected:
     ZorvCommon::Storage::XmlParser m_XmlParser;
 };
 
-// ---- Service and provider policy ---------------------------------------------------
-
 const std::string kGuidA = "{6513270E-269E-4D37-A2A7-4DE452E6B438}";
 const std::string kGuidB = "{D23F0824-128B-4F33-8C5C-7FD0A6A3A450}";
 const std::string kGuidC = "{0F1E2D3C-4B5A-6978-8796-A5B4C3D2E1F0}";
@@ -184,8 +182,6 @@ TEST_F(FrameworkPolicy, OnlyWholeRowsAreListedAndTheLastElementGivesTheResult) {
     ASSERT_EQ(1u, m_Services.size());
     EXPECT_EQ(L"Before.dll", m_Services[0].ModuleName);
 }
-
-// ---- Web access control ------------------------------------------------------------
 
 std::string Process(const std::string& label, const std::string& platform,
                     const std::string& native, const std::string& fileName) {

@@ -12,7 +12,6 @@ using StorageTests::ThrownError;
 TEST(IniFile, OnlyTheThrowingQueriesReadTheFile) {
     const TestSupport::ScratchFolder folder(L"storage-ini");
     const std::wstring file = folder.File(L"test.ini");
-    const auto section = [&](const wchar_t* name) { return Key(StorageTypeIniFile, file, name); };
     // What the profile functions read, bypassing the class.
     const auto stored = [&](const wchar_t* name, const wchar_t* value) {
         wchar_t text[64] = {};
@@ -20,7 +19,7 @@ TEST(IniFile, OnlyTheThrowingQueriesReadTheFile) {
         return std::wstring(text);
     };
     IniFile ini;
-    ASSERT_TRUE(ini.Create(section(L"Main"), L""));
+    ASSERT_TRUE(ini.Create(Key(StorageTypeIniFile, file, L"Main"), L""));
     EXPECT_EQ(2u, ThrownError([&] { (void)ini.QueryString(L"Text", L"x"); })) << "no file yet";
     ASSERT_TRUE(ini.SetString(L"Text", std::wstring(300, L'y')) && ini.SetUint32(L"N", 12));
     ASSERT_TRUE(ini.SetString(L"Marker", L"\x1")) << "the text of the first absence probe";
@@ -34,7 +33,8 @@ TEST(IniFile, OnlyTheThrowingQueriesReadTheFile) {
     EXPECT_EQ(L"\x1", ini.QueryString(L"Marker", L""));
     EXPECT_EQ(2u, ThrownError([&] { (void)ini.QueryUint32(L"Missing", 3); }));
 
-    ASSERT_TRUE(ini.Open(section(L"Main"), L"Other")) << "the name selects the section";
+    ASSERT_TRUE(ini.Open(Key(StorageTypeIniFile, file, L"Main"), L"Other"))
+        << "the name selects the section";
     ASSERT_TRUE(ini.SetString(L"A", L"1") && ini.SetString(L"B", L"2"));
     std::vector<std::wstring> names = {L"kept"};
     ASSERT_TRUE(ini.EnumValues(names));

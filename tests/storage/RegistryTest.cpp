@@ -61,26 +61,9 @@ TEST(Registry, PathsJoinWithOneBackslashAndViewsSelectTheTree) {
     EXPECT_TRUE(view64.Open(KeyOf(scratch), L"Child")) << "the 64-bit key is untouched";
 }
 
-TEST(Registry, DeleteKeyIsOneLevelAndEnumerationsAppend) {
-    ScratchRegistryKey scratch(L"storage-delete");
-    Registry registry;
-    ASSERT_TRUE(registry.Create(KeyOf(scratch), L"Parent\\Child"));
-    ASSERT_TRUE(registry.CreateAllAccess(KeyOf(scratch), L"") && registry.SetUint32(L"V", 1));
-    ASSERT_TRUE(registry.OpenForEnum(KeyOf(scratch), L""));
-    std::vector<std::wstring> names = {L"kept"};
-    ASSERT_TRUE(registry.EnumKeys(names) && registry.EnumValues(names));
-    EXPECT_EQ((std::vector<std::wstring>{L"kept", L"Parent", L"V"}), names);
-
-    ASSERT_TRUE(registry.OpenForDelete(KeyOf(scratch), L""));
-    EXPECT_EQ(5u, ThrownError([&] { (void)registry.DeleteKey(L"Parent"); }));
-    EXPECT_TRUE(registry.DeleteKey(L"Parent\\Child") && registry.DeleteKey(L"Parent"));
-    EXPECT_TRUE(registry.DeleteValue(L"V"));
-    EXPECT_EQ(2u, ThrownError([&] { (void)registry.DeleteValue(std::wstring(L"V")); }));
-    EXPECT_FALSE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Parent")));
-}
-
 // The nodes of a tree delete: opened as named (a link itself) relative to their parent,
-// and deleted through their own handle, which leaves a link's target alone.
+// and deleted through their own handle, which leaves a link's target alone. A delete by
+// name goes one level; enumerations append to the list they are given.
 TEST(Registry, NodesAreOpenedAsNamedAndDeletedThroughTheirHandle) {
     ScratchRegistryKey scratch(L"storage-node");
     Registry registry;
@@ -102,6 +85,18 @@ TEST(Registry, NodesAreOpenedAsNamedAndDeletedThroughTheirHandle) {
     EXPECT_TRUE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Target\\Sub")));
     EXPECT_EQ(6u, ThrownError([&] { (void)node.DeleteOpenKey(); })) << "closed by the delete";
     EXPECT_EQ(5u, ThrownError([&] { (void)parent.DeleteOpenKey(); })) << "it has sub-keys";
+
+    ASSERT_TRUE(registry.OpenForEnum(KeyOf(scratch), L"Target"));
+    names = {L"kept"};
+    ASSERT_TRUE(registry.EnumKeys(names) && registry.EnumValues(names));
+    EXPECT_EQ((std::vector<std::wstring>{L"kept", L"Sub", L"V"}), names);
+    ASSERT_TRUE(registry.OpenForDelete(KeyOf(scratch), L"Target"));
+    EXPECT_TRUE(registry.DeleteValue(L"V"));
+    EXPECT_EQ(2u, ThrownError([&] { (void)registry.DeleteValue(std::wstring(L"V")); }));
+    ASSERT_TRUE(registry.OpenForDelete(KeyOf(scratch), L""));
+    EXPECT_EQ(5u, ThrownError([&] { (void)registry.DeleteKey(L"Target"); }));
+    EXPECT_TRUE(registry.DeleteKey(L"Target\\Sub") && registry.DeleteKey(L"Target"));
+    EXPECT_FALSE(TestSupport::RegKeyExists(scratch.Root(), scratch.Child(L"Target")));
 }
 
 }  // namespace

@@ -79,9 +79,7 @@ TEST(Targeting, EachAttributeAgainstTheDescribedSystem) {
     }
 
     // Platform and version are decided before the language is read.
-    Target target = Everywhere();
-    target.Language = L"unknown";
-    target.Platform = L"xp64";
+    Target target{L"9.0.0", L"", L"all", L"unknown", L"xp64", L"t"};
     EXPECT_EQ(L"platform", Outcome(seven64, target));
     target.Platform = L"all";
     target.MaxVersion = L"1.0.0";
