@@ -145,7 +145,7 @@ TEST_F(FrameworkPolicy, OnlyWholeRowsAreListedAndTheLastElementGivesTheResult) {
     ASSERT_EQ(2u, m_Services.size());
     EXPECT_EQ(L"Three.dll", m_Services[1].ModuleName);
 
-    // Numbers decimal, whole and in range, names not empty, words as written; the element
+    // Numbers decimal and in range, names not empty, words as written; the element
     // readers' lines name the provider query also for the service file.
     const struct {
         std::string child;
@@ -153,6 +153,7 @@ TEST_F(FrameworkPolicy, OnlyWholeRowsAreListedAndTheLastElementGivesTheResult) {
         const wchar_t* reader;
     } cases[] = {
         {Element("OrderOfLoading", "0x10"), kInvalidData, nullptr},
+        {Element("OrderOfLoading", "4294967296"), kInvalidData, nullptr},
         {Element("ModuleName", ""), kInvalidData, nullptr},
         {Element("StartUp", "eautomatic"), kInvalidData, nullptr},
         {"<Shared SharedGuid=\"" + kGuidA + "\"/>", kNotFound, L"ParsePolicyShared"},
@@ -181,6 +182,7 @@ TEST_F(FrameworkPolicy, OnlyWholeRowsAreListedAndTheLastElementGivesTheResult) {
               QueryServices(GoodService("Before.dll") + noVersion + GoodService("After.dll")));
     ASSERT_EQ(1u, m_Services.size());
     EXPECT_EQ(L"Before.dll", m_Services[0].ModuleName);
+    EXPECT_EQ(kWrongState, QueryServices(Element("Unrelated", ""))) << "no service element";
 }
 
 std::string Process(const std::string& label, const std::string& platform,

@@ -62,6 +62,7 @@ TEST(Control, ReportsAbsenceByTypeAndClosesASectionWhoseFlushFailed) {
     EXPECT_EQ(kAbsentAccepted, control.QueryValue(L"Missing", text));
     EXPECT_EQ(kAbsentAccepted, control.QueryValue(L"Missing", number));
     EXPECT_EQ(kNotFound, control.QueryValue(L"Missing", bytes));
+    EXPECT_EQ(L"text", text) << "a failed query leaves the value alone";
     EXPECT_EQ(static_cast<int32_t>(0x8007000D), control.QueryValue(L"S", number));
     EXPECT_EQ(kWrongOpenState, control.StoreValue(L"S", std::wstring(L"x")));
     EXPECT_TRUE(
