@@ -98,29 +98,9 @@ void XmlLiteReader::Create(Library::XmlLite& library, IStream* pStream) {
     Check(m_Reader.get()->SetInput(pStream), __LINE__);
 }
 
-XmlLiteReader::Memory::~Memory() {
-    if (m_Heap != nullptr) {
-        HeapDestroy(m_Heap);
-    }
-}
-
-HRESULT XmlLiteReader::Memory::QueryInterface(REFIID riid, void** ppv) {
-    const bool known = riid == IID_IUnknown || riid == IID_IMalloc;
-    *ppv = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-}
-
-// As the system allocator's: a null block is allocated, a size of 0 frees.
-void* XmlLiteReader::Memory::Realloc(void* block, SIZE_T size) {
-    if (block != nullptr && size == 0) {
-        Free(block);
-        return nullptr;
-    }
-    return block == nullptr ? Alloc(size) : HeapReAlloc(m_Heap, 0, block, size);
-}
-
 void XmlLiteReader::Release() {
     m_Reader.reset();
+    m_Memory.Trim();
 }
 
 void XmlLiteReader::Fail(HRESULT result, uint32_t sourceLine) {

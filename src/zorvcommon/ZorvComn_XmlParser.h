@@ -15,6 +15,7 @@
 #include "ZorvComn_Handle.h"
 #include "ZorvComn_Storage.h"
 #include "ZorvComn_XmlLite.h"
+#include "ZorvComn_XmlLiteMemory.h"
 
 namespace ZorvCommon {
 namespace Storage {
@@ -68,35 +69,7 @@ private:
     void Check(HRESULT result, uint32_t sourceLine);
     [[noreturn]] void Fail(HRESULT result, uint32_t sourceLine);
 
-    // The reader's memory: a heap of its own without a lock, since a reader serves one
-    // caller at a time (a utility object's lock is held for the whole request). The
-    // process heap takes its lock for each of the reader's many small blocks.
-    class Memory final : public IMalloc {
-    public:
-        Memory() : m_Heap(HeapCreate(HEAP_NO_SERIALIZE, 0, 0)) {}
-        ~Memory();
-        Memory(const Memory&) = delete;
-        Memory& operator=(const Memory&) = delete;
-        // For CreateXmlReader: null (the default allocator) when there is no heap.
-        IMalloc* Get() { return m_Heap != nullptr ? this : nullptr; }
-
-        HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
-        ULONG STDMETHODCALLTYPE AddRef() override { return 1; }  // owned by the reader object
-        ULONG STDMETHODCALLTYPE Release() override { return 1; }
-        void* STDMETHODCALLTYPE Alloc(SIZE_T size) override { return HeapAlloc(m_Heap, 0, size); }
-        void* STDMETHODCALLTYPE Realloc(void* block, SIZE_T size) override;
-        void STDMETHODCALLTYPE Free(void* block) override { HeapFree(m_Heap, 0, block); }
-        SIZE_T STDMETHODCALLTYPE GetSize(void* block) override {
-            return HeapSize(m_Heap, 0, block);
-        }
-        int STDMETHODCALLTYPE DidAlloc(void*) override { return -1; }
-        void STDMETHODCALLTYPE HeapMinimize() override {}
-
-    private:
-        HANDLE m_Heap;
-    };
-
-    Memory m_Memory;  // declared first: it outlives the reader
+    XmlLiteMemory m_Memory;  // declared first: it outlives the reader
     UniqueCom<IXmlReader> m_Reader;
 };
 

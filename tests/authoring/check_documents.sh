@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The schemas and xentool on the plain example documents: every example validates against
 # its schema and lints clean, a seeded mistake fails the schema, and plan --json writes
-# JSON for each sample profile. Arguments: the source folder and the build folder.
+# JSON. Arguments: the source folder and the build folder.
 set -uo pipefail
 SOURCE="${1:?usage: check_documents.sh SOURCE_DIR BUILD_DIR}"
 XENTOOL="${2:?usage: check_documents.sh SOURCE_DIR BUILD_DIR}/bin/xentool.exe"
@@ -32,13 +32,10 @@ providers.xml policy.xsd type="eSetup" type="eAdmin"
 webaccess.xml webaccess.xsd platform="all64" platform="all"
 TABLE
 
-# plan --json is JSON for every sample profile.
-for profile in "$SOURCE"/examples/profiles/*.ini; do
-    wine "$XENTOOL" plan "$SOURCE/examples/storage-demo.xml" --assign demo \
-        --profile "$profile" --json >"$WORK/plan.json" 2>"$WORK/plan.err"
-    python3 -m json.tool "$WORK/plan.json" >/dev/null && grep -q '"requestResult"' "$WORK/plan.json" ||
-        fail "plan --json with $(basename "$profile"): $(cat "$WORK/plan.json" "$WORK/plan.err")"
-done
+# plan --json is JSON.
+wine "$XENTOOL" plan "$SOURCE/examples/storage-demo.xml" --assign demo --json >"$WORK/plan.json" 2>"$WORK/plan.err"
+python3 -m json.tool "$WORK/plan.json" >/dev/null && grep -q '"requestResult"' "$WORK/plan.json" ||
+    fail "plan --json: $(cat "$WORK/plan.json" "$WORK/plan.err")"
 
 wine_settle
 [ "$failures" -eq 0 ] && echo "all document checks passed"

@@ -27,54 +27,43 @@ const Road kRoads[] = {{"service", kServiceKey, kServiceFile, 1},
                        {"webaccess", kWebAccessKey, kWebAccessFile, 16},
                        {"storage", kStorageKey, nullptr, 4}};
 
-class Replay : public ::testing::Test {
-protected:
-    Replay() { m_Log.Product().SetInstalledFolder(m_Folder.Path() + L"\\"); }
-    ~Replay() override { RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\OstrelFuzz"); }
-
-    void ExpectDocumented(const Road& road, const std::vector<uint8_t>& file,
-                          const std::wstring& name) {
-        WriteFileBytes(road.File != nullptr ? m_Folder.File(road.File) : m_Request, file);
-        HRESULT result = S_OK;
-        if (road.File != nullptr) {
-            SrvFrwk::Interface::ArrayOfRowService services;
-            SrvFrwk::Interface::ArrayOfRowProvider providers;
-            SrvFrwk::Interface::WebAccessControlList list;
-            void* payload = road.ValueType == 1   ? static_cast<void*>(&services)
-                            : road.ValueType == 2 ? static_cast<void*>(&providers)
-                                                  : static_cast<void*>(&list);
-            result = m_Utility.Query(road.ValueType, payload);
-        } else {
-            SrvFrwk::Interface::StorageControlRequest request;
-            request.DocumentPath = m_Request;
-            request.CommandArgument = L"demo";
-            result = m_Utility.Send(road.ValueType, &request);
-        }
+TEST(Replay, EverySavedInputAndCorpusDocumentGivesADocumentedResult) {
+    LogCapture log{0x110, /*initializeProcessLog=*/false};
+    ScratchFolder folder{L"FuzzReplay"};
+    log.Product().SetInstalledFolder(folder.Path() + L"\\");
+    const std::wstring requestPath = folder.File(L"request.xen");
+    ModuleHost host;
+    Utility utility{host};
+    ASSERT_TRUE(utility.IsValid());
+    const auto expectDocumented = [&](const Road& road, const std::vector<uint8_t>& file,
+                                      const std::wstring& name) {
+        WriteFileBytes(road.File != nullptr ? folder.File(road.File) : requestPath, file);
+        SrvFrwk::Interface::ArrayOfRowService services;
+        SrvFrwk::Interface::ArrayOfRowProvider providers;
+        SrvFrwk::Interface::WebAccessControlList list;
+        SrvFrwk::Interface::StorageControlRequest request;
+        request.DocumentPath = requestPath;
+        request.CommandArgument = L"demo";
+        const HRESULT result = road.ValueType == 1    ? utility.Query(1, &services)
+                               : road.ValueType == 2  ? utility.Query(2, &providers)
+                               : road.ValueType == 16 ? utility.Query(16, &list)
+                                                      : utility.Send(4, &request);
         EXPECT_TRUE(IsDocumentedResult(result) || IsReaderResult(result))
             << Narrow(name) << " through " << road.Prefix << " gave 0x" << std::hex
             << static_cast<uint32_t>(result);
-    }
-
-    LogCapture m_Log{0x110, /*initializeProcessLog=*/false};
-    ScratchFolder m_Folder{L"FuzzReplay"};
-    std::wstring m_Request = m_Folder.File(L"request.xen");
-    ModuleHost m_Host;
-    Utility m_Utility{m_Host};
-};
-
-TEST_F(Replay, EverySavedInputAndCorpusDocumentGivesADocumentedResult) {
-    ASSERT_TRUE(m_Utility.IsValid());
+    };
     const std::wstring saved = std::wstring(OSTREL_FUZZ_SOURCE_DIR) + L"\\regressions\\";
     const std::wstring corpus = std::wstring(OSTREL_FUZZ_SOURCE_DIR) + L"\\corpus\\";
     ASSERT_FALSE(FilesIn(corpus, L"*.xml").empty());
     for (const Road& road : kRoads) {
         for (const std::wstring& name : FilesIn(saved, (Widen(road.Prefix) + L"-*.xen").c_str())) {
-            ExpectDocumented(road, ReadFileBytes(saved + name), name);
+            expectDocumented(road, ReadFileBytes(saved + name), name);
         }
         for (const std::wstring& name : FilesIn(corpus, L"*.xml")) {
-            ExpectDocumented(road, Encrypted(road.Key, ReadFileBytes(corpus + name)), name);
+            expectDocumented(road, Encrypted(road.Key, ReadFileBytes(corpus + name)), name);
         }
     }
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\OstrelFuzz");
 }
 
 }  // namespace

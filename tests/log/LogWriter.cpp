@@ -1,6 +1,5 @@
-// Writes "<count>" numbered lines tagged "<tag>", each followed by <padding> times "p",
-// through the process log, configured from the product key like the module's own log:
-// log_writer <bin folder> <tag> <count> <padding>.
+// log_writer <bin folder> <tag> <count> <padding>: writes <count> numbered lines tagged <tag>,
+// each followed by <padding> times "p", through the log configured from the product key.
 
 #include <windows.h>
 

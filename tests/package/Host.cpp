@@ -1,9 +1,8 @@
 // A host built against the packaged headers, holding one session as the framework does:
+// load Ostrel.dll by the full path on its command line, resolve the four exports by name,
 // initialise, make the utility object, call its Initialize, ask for the service policy,
 // call Uninitialize, give the object back, uninitialise. Prints "services N, result R"
-// and returns 0 when every call succeeded. Built linked with Ostrel's import library
-// (OSTREL_LINKED), or loading Ostrel.dll by the full path on its command line, as the
-// framework does, and resolving the four exports by name.
+// and returns 0 when every call succeeded.
 
 #include <cstdio>
 
@@ -15,26 +14,15 @@ Function Resolve(HMODULE module, const char* name) {
 }
 
 int wmain(int argc, wchar_t** argv) {
-#ifdef OSTREL_LINKED
-    (void)argc, (void)argv;
-    const auto initialize = Ostrel_Initialize;
-    const auto uninitialize = Ostrel_Uninitialize;
-    const auto createUtility = Ostrel_CreateUtility;
-    const auto freeUtility = Ostrel_FreeUtility;
-#else
     const HMODULE module = argc == 2 ? LoadLibraryW(argv[1]) : nullptr;
     const auto initialize = Resolve<Ostrel_InitializeFn>(module, "Ostrel_Initialize");
     const auto uninitialize = Resolve<Ostrel_UninitializeFn>(module, "Ostrel_Uninitialize");
     const auto createUtility = Resolve<Ostrel_CreateUtilityFn>(module, "Ostrel_CreateUtility");
     const auto freeUtility = Resolve<Ostrel_FreeUtilityFn>(module, "Ostrel_FreeUtility");
-    if (!initialize || !uninitialize || !createUtility || !freeUtility) {
-        return 2;
-    }
-#endif
     using namespace SrvFrwk::Interface;
     IUtilityEx* utility = nullptr;
-    if (initialize() != 0 || createUtility(&utility, &OSTREL_UTILITY_GUID) != 0 ||
-        utility->Initialize() != 0) {
+    if (!initialize || !uninitialize || !createUtility || !freeUtility || initialize() != 0 ||
+        createUtility(&utility, &OSTREL_UTILITY_GUID) != 0 || utility->Initialize() != 0) {
         return 2;
     }
     const ValueTypeRecord type{ValueTypeServicePolicy};

@@ -3,18 +3,20 @@
 #include <windows.h>
 #include <objbase.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "Frwk_StringUtility.h"
 #include "Frwk_Utility.h"
 #include "LogCapture.h"
+#include "ZorvComn_String.h"
 
 namespace {
 
 using Frwk::Utility::HexWStringToByteArray;
 using ZorvCommon::ByteArray;
+using namespace ZorvCommon::String;
 
 std::vector<uint8_t> Bytes(const ByteArray& array) {
     return std::vector<uint8_t>(array.Data(), array.Data() + array.Length());
@@ -74,19 +76,14 @@ TEST(T2Guid, ReadsEveryTextAsCLSIDFromString) {
     };
     const std::wstring texts[] = {
         valid, L"{92CbB9dE-f3AF-4511-bAa0-5BeE3622e27D}",
-        // wrong length, braces missing or misplaced
+        // wrong length, braces missing or misplaced, a trailing character
         L"92CBB9DE-F3AF-4511-BAA0-5BEE3622E27D", L"{92CBB9DE-F3AF-4511-BAA0-5BEE3622E27}",
-        L"(92CBB9DE-F3AF-4511-BAA0-5BEE3622E27D)", L"{92CBB9D-EF3AF-4511-BAA0-5BEE3622E27D}",
-        // trailing and leading characters
-        valid + L" ",
-        // characters next to the hex ranges, and beyond ASCII
-        with(1, L'G'), with(3, L'/'), with(8, L'\xFF21'), with(10, L'\x0660'),
-        with(11, L'\x0130'),  // beyond ASCII, with a digit's or a letter's low bits
-        with(36, L'-'), with(24, L'A'),
-        // an embedded NUL: inside, and after the closing brace
-        with(5, L'\0'), valid + std::wstring(1, L'\0'),
-        L"Ostrel.NoSuchProgId",  // not a GUID text at all
-    };
+        L"{92CBB9D-EF3AF-4511-BAA0-5BEE3622E27D}", valid + L" ",
+        // characters next to the hex ranges, beyond ASCII with a digit's or a letter's low
+        // bits, a NUL inside and after the closing brace
+        with(1, L'G'), with(3, L'/'), with(8, L'\xFF21'), with(10, L'\x0660'), with(11, L'\x0130'),
+        with(36, L'-'), with(24, L'A'), with(5, L'\0'), valid + std::wstring(1, L'\0'),
+        L"Ostrel.NoSuchProgId"};
     for (const std::wstring& text : texts) {
         GUID expected{};
         const bool parsed = CLSIDFromString(text.c_str(), &expected) == S_OK;
@@ -97,13 +94,60 @@ TEST(T2Guid, ReadsEveryTextAsCLSIDFromString) {
     }
 }
 
-TEST(StringUtility, EqualsNoCaseComparesWholeTexts) {
-    using Frwk::StringUtility::EqualsNoCase;
-    EXPECT_TRUE(EqualsNoCase(L"eAutomatic", L"EAUTOMATIC"));
-    EXPECT_TRUE(EqualsNoCase(L"", L""));
-    EXPECT_FALSE(EqualsNoCase(L"Service", L"Services"));
-    EXPECT_FALSE(EqualsNoCase(L"Services", L"Service"));
-    EXPECT_FALSE(EqualsNoCase(L"a", L""));
+// The whole text, in range, with the base its prefix gives (or decimal only); the value is
+// untouched on failure and the caller's errno survives.
+TEST(StrToUl, BasePrefixesRangeAndWholeText) {
+    const struct {
+        const wchar_t* text;
+        bool converts;
+        uint64_t value;
+        int form;  // 0: StrToUl, 1: StrToUlDecimal, 2: StrToUI64
+    } cases[] = {
+        {L"0x1F", true, 31, 0},
+        {L"017", true, 15, 0},
+        {L"4294967295", true, ~0u, 0},
+        {L"-1", true, ~0u, 0},
+        {L"4294967296", false, 7, 0},
+        {L"12a", false, 7, 0},
+        {L"08", false, 7, 0},
+        {L"010", true, 10, 1},
+        {L"0x10", false, 7, 1},
+        {L"4294967296", true, 1ull << 32, 2},
+        {L"18446744073709551616", false, 7, 2},
+    };
+    for (const auto& c : cases) {
+        errno = EDOM;
+        uint32_t value = 7;
+        uint64_t value64 = 7;
+        const bool converted = c.form == 0   ? StrToUl(c.text, value)
+                               : c.form == 1 ? StrToUlDecimal(c.text, value)
+                                             : StrToUI64(c.text, value64);
+        EXPECT_EQ(c.converts, converted) << c.text;
+        EXPECT_EQ(c.value, c.form == 2 ? value64 : value) << c.text;
+        EXPECT_EQ(EDOM, errno) << c.text;
+    }
+    errno = 0;
+}
+
+TEST(Format, AMillionCharactersComeOutWholeUpToTheSixteenMiLimit) {
+    std::wstring text(1000000, L'7');
+    for (size_t i = 0; i < text.size(); i += 13) {
+        text[i] = static_cast<wchar_t>(L'a' + i % 26);
+    }
+    const wchar_t* const format = L"*** CreateEntry() - failed. [%s] [0x%08x]";
+    std::wstring out;
+    ASSERT_TRUE(Format(out, format, text.c_str(), 0x2a));
+    EXPECT_EQ(L"*** CreateEntry() - failed. [" + text + L"] [0x0000002a]", out);
+
+    // The longest text is 16 Mi characters less one, as before (a growing buffer that
+    // stopped at 16 Mi characters); counting it first keeps that cheap.
+    text.assign(16 * 1024 * 1024 - 1, L'q');
+    ASSERT_TRUE(Format(out, L"%s", text.c_str()));
+    EXPECT_TRUE(out == text) << "the longest text is formatted whole";
+    text.push_back(L'q');
+    EXPECT_FALSE(Format(out, L"%s", text.c_str()));
+    EXPECT_TRUE(out.empty());
+    EXPECT_FALSE(Format(out, L"%s%s", text.c_str(), L"")) << "the whole text counts";
 }
 
 }  // namespace
