@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "Documents.h"
 #include "LogCapture.h"
 #include "ModuleHost.h"
@@ -15,6 +18,7 @@ using SrvFrwk::Interface::ArrayOfRowProvider;
 using SrvFrwk::Interface::ArrayOfRowService;
 using SrvFrwk::Interface::IUtilityEx;
 using SrvFrwk::Interface::ValueTypeRecord;
+using SrvFrwk::Interface::WebAccessControlList;
 
 constexpr HRESULT kNotProvided = 0x00040203;
 constexpr HRESULT kNotSupported = static_cast<HRESULT>(0x80040203);
@@ -28,6 +32,7 @@ struct Policy {
 };
 const Policy kServices{kServiceFile, kServiceKey, 1};
 const Policy kProviders{kProviderFile, kProviderKey, 2};
+const Policy kWebAccess{kWebAccessFile, kWebAccessKey, 16};
 
 // The module is loaded after the log settings are in place, so that its own debug log (set
 // up at process attach) writes where the capture reads.
@@ -168,6 +173,67 @@ TEST_F(DocumentTest, OnlyRowsReadWithoutErrorAreAppended) {
     ASSERT_EQ(std::make_pair(size_t{1}, size_t{1}),
               std::make_pair(services.size(), providers.size()));
     EXPECT_EQ(L"whole.dll whole.dll", services[0].ModuleName + L" " + providers[0].ModuleName);
+}
+
+// A line names the file of the reader whose method it names and, where that reader is one
+// file, the line of the statement that writes it; Enter and Leave lines wherever the
+// convention asks for them; no error line for a key the module only looks for.
+TEST_F(DocumentTest, LogLinesNameTheReaderAndTheStatement) {
+    ArrayOfRowService services;
+    (void)Query(kServices,
+                "<BaseFramework><FrameworkService version=\"1\"><Module>eDLL</Module>"
+                "</FrameworkService></BaseFramework>",
+                &services);
+    WebAccessControlList list;
+    (void)Query(kWebAccess,
+                "<WebAccess><Applications><Process platform=\"all64\" label=\"p\" native=\"64bit\">"
+                "<FileName>p.exe</FileName></Process></Applications><Controls>"
+                "<Filters><Filter label=\"f\" type=\"Blocked\"/></Filters>"
+                "</Controls></WebAccess>",
+                &list);
+    (void)SendStorage("<Storage version=\"1.0\">" +
+                      Registry(Narrow(m_Key.Child(L"Missing")), Control("delete", "Gone")) +
+                      "<IniFile assign=\"other\"/><Registry assign=\"t\"><Root>HKXX</Root>"
+                      "</Registry></Storage>");
+    for (const wchar_t* helper : {L"ParseTarget", L"CheckParameter", L"ParseWebApplicationProcess",
+                                  L"ParseWebApplicationFileName"}) {
+        const std::wstring method = std::wstring(L"CXmlParserWebAccessControl::") + helper;
+        EXPECT_GT(m_Log.Count(L"[Enter] " + method + L"()..."), 0u) << Narrow(method);
+        EXPECT_EQ(m_Log.Count(L"[Enter] " + method), m_Log.Count(L"[Leave] " + method));
+    }
+    EXPECT_FALSE(m_Log.Contains(L"Registry::Open() - failed"));
+    std::wistringstream log(m_Log.Text());
+    size_t checked = 0;
+    for (std::wstring line; std::getline(log, line);) {
+        const size_t name = line.find(L"CXmlParser");
+        const size_t place = line.rfind(L" - ");
+        const size_t open = line.rfind(L'(');
+        if (name == std::wstring::npos || place == std::wstring::npos || open < place) {
+            continue;
+        }
+        const std::wstring reader = line.substr(name + 1, line.find(L"::", name) - name - 1);
+        const std::wstring file = line.substr(line[place + 3] == L'\\' ? place + 4 : place + 3);
+        EXPECT_EQ(reader + L".cpp", file.substr(0, file.find(L'('))) << Narrow(line);
+        if (reader != L"XmlParserStorageControl") {  // its split files number their own lines
+            std::ifstream source((OSTREL_SOURCE_DIR L"\\src\\ostrel\\" + reader + L".cpp").c_str());
+            std::string statement;
+            for (unsigned long number = wcstoul(line.c_str() + open + 1, nullptr, 10);
+                 number > 0 && std::getline(source, statement); --number) {
+            }
+            EXPECT_TRUE(statement.find("ZORV_") != std::string::npos ||
+                        statement.find("OSTREL_SOURCE_PLACE") != std::string::npos)
+                << Narrow(line) << "\n  names: " << statement;
+        }
+        ++checked;
+    }
+    EXPECT_GT(checked, 10u);
+    for (const wchar_t* expected :
+         {L"*** CXmlParserFrameworkPolicy::GetModuleType() - Specified text was not supported.",
+          L"*** CXmlParserWebAccessControl::GetWebAccessFilterType() - Specified text",
+          L"*** CXmlParserStorageControl::CheckParameter() - Specified Assigned was not matched",
+          L"*** CXmlParserStorageControl::ParseRegistry() - this->GetRegistryRoot() failed."}) {
+        EXPECT_TRUE(m_Log.Contains(expected)) << Narrow(expected);
+    }
 }
 
 }  // namespace
