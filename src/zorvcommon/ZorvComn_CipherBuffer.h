@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "ZorvComn_CipherStrategy.h"
 
@@ -48,6 +47,8 @@ protected:
 
 private:
     bool FillWindow(Storage::FileBase& file, uint32_t position, uint32_t length, uint32_t* error);
+    // Room for length bytes of ciphertext read from file offset start.
+    uint8_t* Place(uint32_t start, uint32_t length);
     bool ReadCiphertext(Storage::FileBase& file, uint32_t start, uint8_t* out, uint32_t length,
                         uint32_t* error);
     // The window's plaintext [offset, offset + length) into out.
@@ -63,7 +64,9 @@ private:
     // [m_WindowStart, m_WindowStart + m_WindowLength); before them the block that feeds
     // the first one back (unless they start the data); after them one block more (unless
     // they end the data), which the cipher holds back while the others come out.
-    std::vector<uint8_t> m_Buffer;
+    std::unique_ptr<uint8_t[]> m_Buffer;
+    size_t m_BufferSize = 0;
+    uint8_t* m_Ciphertext = nullptr;  // in m_Buffer
     uint32_t m_WindowOffset = 0;
     uint32_t m_WindowStart = 0;
     uint32_t m_WindowLength = 0;

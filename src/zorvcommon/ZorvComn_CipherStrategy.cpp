@@ -40,19 +40,22 @@ bool SymmetricCipherStrategy::Begin(uint32_t direction, const uint8_t* iv, uint3
     return true;
 }
 
-bool SymmetricCipherStrategy::ComputeRange(Storage::FileBase& file, uint32_t position,
-                                           uint32_t length, bool withFeedback, uint32_t* start,
-                                           uint32_t* rangeLength, uint32_t* error) {
-    const uint64_t block = m_Cipher->GetBlockSize();
+bool SymmetricCipherStrategy::GetRange(Storage::FileBase& file, uint32_t position, uint32_t length,
+                                       uint32_t* start, uint32_t* rangeLength, uint32_t* error) {
+    uint64_t fileSize = 0;
+    return FileSize(file, &fileSize, error) &&
+           GetRangeWithin(fileSize, position, length, start, rangeLength, error);
+}
+
+bool SymmetricCipherStrategy::GetRangeWithin(uint64_t fileSize, uint32_t position, uint32_t length,
+                                             uint32_t* start, uint32_t* rangeLength,
+                                             uint32_t* error) const {
+    const uint64_t block = m_BlockSize;
     const uint64_t end = uint64_t{position} + length;
     const uint64_t alignedStart = position / block * block;
     const uint64_t alignedEnd = end < 2 ? block : ((end - 1) / block + 1) * block;
     const uint64_t rangeStart =
-        withFeedback && alignedStart != 0 ? alignedStart - block : alignedStart;
-    uint64_t fileSize = 0;
-    if (!FileSize(file, &fileSize, error)) {
-        return false;
-    }
+        FeedsBack() && alignedStart != 0 ? alignedStart - block : alignedStart;
     if (alignedEnd > fileSize) {
         return Fail(error, ERROR_INVALID_PARAMETER);
     }
@@ -61,32 +64,19 @@ bool SymmetricCipherStrategy::ComputeRange(Storage::FileBase& file, uint32_t pos
     return true;
 }
 
-bool SymmetricCipherStrategy::IsFinal(Storage::FileBase& file, uint32_t start,
-                                      uint32_t rangeLength) {
-    uint64_t fileSize = 0;
-    return FileSize(file, &fileSize, nullptr) && uint64_t{start} + rangeLength == fileSize;
+bool SymmetricCipherStrategy::IsFinal(uint64_t fileSize, uint32_t start,
+                                      uint32_t rangeLength) const {
+    return uint64_t{start} + rangeLength == fileSize;
 }
 
 bool SymmetricCipherStrategyECB::Prepare(uint32_t direction, const uint8_t*, uint32_t* error) {
     return Begin(direction, nullptr, 0, error);
 }
 
-bool SymmetricCipherStrategyECB::GetRange(Storage::FileBase& file, uint32_t position,
-                                          uint32_t length, uint32_t* start, uint32_t* rangeLength,
-                                          uint32_t* error) {
-    return ComputeRange(file, position, length, false, start, rangeLength, error);
-}
-
 bool SymmetricCipherStrategyCBC::Prepare(uint32_t direction, const uint8_t* feedback,
                                          uint32_t* error) {
     return feedback == nullptr ? Begin(direction, m_Iv, m_IvLength, error)
-                               : Begin(direction, feedback, m_Cipher->GetBlockSize(), error);
-}
-
-bool SymmetricCipherStrategyCBC::GetRange(Storage::FileBase& file, uint32_t position,
-                                          uint32_t length, uint32_t* start, uint32_t* rangeLength,
-                                          uint32_t* error) {
-    return ComputeRange(file, position, length, true, start, rangeLength, error);
+                               : Begin(direction, feedback, m_BlockSize, error);
 }
 
 std::unique_ptr<SymmetricCipherStrategy> CreateStrategy(SymmetricCipherBase* cipher, uint32_t mode,

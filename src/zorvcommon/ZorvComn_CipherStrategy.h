@@ -25,7 +25,8 @@ public:
           m_Key(key),
           m_KeyLength(keyLength),
           m_Iv(iv),
-          m_IvLength(ivLength) {}
+          m_IvLength(ivLength),
+          m_BlockSize(cipher->GetBlockSize()) {}
     virtual ~SymmetricCipherStrategy();
     SymmetricCipherStrategy(const SymmetricCipherStrategy&) = delete;
     SymmetricCipherStrategy& operator=(const SymmetricCipherStrategy&) = delete;
@@ -37,17 +38,23 @@ public:
     // The block-aligned ciphertext range [start, start + rangeLength) that yields the
     // plaintext [position, position + length). 87 when it runs past the end of the file.
     virtual bool GetRange(Storage::FileBase& file, uint32_t position, uint32_t length,
-                          uint32_t* start, uint32_t* rangeLength, uint32_t* error) = 0;
+                          uint32_t* start, uint32_t* rangeLength, uint32_t* error);
+    // The same within a file of fileSize bytes, for a caller that has asked the size
+    // already: each question is a system call.
+    bool GetRangeWithin(uint64_t fileSize, uint32_t position, uint32_t length, uint32_t* start,
+                        uint32_t* rangeLength, uint32_t* error) const;
     // Whether the range ends at the end of the data, so that Final (padding) applies.
-    virtual bool IsFinal(Storage::FileBase& file, uint32_t start, uint32_t rangeLength);
+    virtual bool IsFinal(uint64_t fileSize, uint32_t start, uint32_t rangeLength) const;
 
     SymmetricCipherBase* GetCipher() const { return m_Cipher; }
+    // The cipher's, asked once: a reader's every small read needs it.
+    uint32_t GetBlockSize() const { return m_BlockSize; }
 
 protected:
     bool Begin(uint32_t direction, const uint8_t* iv, uint32_t ivLength, uint32_t* error);
-    // withFeedback: the range starts one block early when its aligned start is not 0.
-    bool ComputeRange(Storage::FileBase& file, uint32_t position, uint32_t length,
-                      bool withFeedback, uint32_t* start, uint32_t* rangeLength, uint32_t* error);
+    // Whether a block's plaintext needs the ciphertext block before it, so that a range
+    // not at the start of the data starts one block early.
+    virtual bool FeedsBack() const = 0;
 
     SymmetricCipherBase* m_Cipher;
     uint32_t m_Mode;
@@ -55,6 +62,7 @@ protected:
     uint32_t m_KeyLength;
     const uint8_t* m_Iv;
     uint32_t m_IvLength;
+    uint32_t m_BlockSize;
     bool m_Initialized = false;
     uint32_t m_Direction = DirectionEncrypt;
 };
@@ -64,8 +72,9 @@ class SymmetricCipherStrategyECB : public SymmetricCipherStrategy {
 public:
     using SymmetricCipherStrategy::SymmetricCipherStrategy;
     bool Prepare(uint32_t direction, const uint8_t* feedback, uint32_t* error) override;
-    bool GetRange(Storage::FileBase& file, uint32_t position, uint32_t length, uint32_t* start,
-                  uint32_t* rangeLength, uint32_t* error) override;
+
+protected:
+    bool FeedsBack() const override { return false; }
 };
 
 // The register before a block is the previous ciphertext block (or the IV).
@@ -73,8 +82,9 @@ class SymmetricCipherStrategyCBC : public SymmetricCipherStrategy {
 public:
     using SymmetricCipherStrategy::SymmetricCipherStrategy;
     bool Prepare(uint32_t direction, const uint8_t* feedback, uint32_t* error) override;
-    bool GetRange(Storage::FileBase& file, uint32_t position, uint32_t length, uint32_t* start,
-                  uint32_t* rangeLength, uint32_t* error) override;
+
+protected:
+    bool FeedsBack() const override { return true; }
 };
 
 // With one-bit segments the register at a block boundary is again the previous 128

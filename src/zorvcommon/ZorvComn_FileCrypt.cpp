@@ -125,7 +125,9 @@ bool FileCrypt::Read(void* buffer, uint32_t size, uint32_t* bytesRead, uint32_t*
     }
     uint8_t* bytes = static_cast<uint8_t*>(buffer);
     // As in FileBase::Read, what a short read leaves comes back zeroed.
-    memset(bytes + count, 0, size - count);
+    if (count < size) {
+        memset(bytes + count, 0, size - count);
+    }
     if (!ReadDecrypted(*m_Inner, m_Position, count, bytes, error)) {
         memset(bytes, 0, count);
         return false;
