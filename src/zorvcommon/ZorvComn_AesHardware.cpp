@@ -241,7 +241,9 @@ ZORV_VAES_TARGET void DecryptCbcWide(const KeySchedule& schedule, uint8_t* iv, c
         }
     }
     _mm256_zeroupper();
-    DecryptCbcHardware(schedule, iv, in + b * kBlockSize, out + b * kBlockSize, blocks - b);
+    if (b < blocks) {  // a 4 KiB read is whole groups: nothing left over, no call
+        DecryptCbcHardware(schedule, iv, in + b * kBlockSize, out + b * kBlockSize, blocks - b);
+    }
 }
 
 constexpr Engine kHardware = {"aes-ni", EcbHardware<Encryption>, EcbHardware<Decryption>,
