@@ -1,5 +1,7 @@
 #include "SrvFrwk_UnitVersion.h"
 
+#include <string_view>
+
 #include "ZorvComn_DebugLog.h"
 #include "ZorvComn_String.h"
 
@@ -10,24 +12,27 @@ namespace {
 constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80040204);
 constexpr size_t kDigitsOfPart = 4;
 
+// Views into the version text, which outlives them: the conversion is asked twice for
+// every targeted element of a document, so it builds no strings on its way.
 struct Split {
-    std::wstring token;
-    std::wstring remainder;
+    std::wstring_view token;
+    std::wstring_view remainder;
 };
 
 // The token starts at the first character that is not a delimiter and runs up to the
 // next delimiter; the remainder starts at the first non-delimiter after the token. Runs
 // of delimiters, and delimiters in front, are thus skipped.
-Split SplitAt(const std::wstring& text, const wchar_t* delimiters) {
+Split SplitAt(std::wstring_view text, std::wstring_view delimiters) {
     Split split;
     const size_t start = text.find_first_not_of(delimiters);
-    if (start == std::wstring::npos) {
+    if (start == std::wstring_view::npos) {
         return split;
     }
     const size_t end = text.find_first_of(delimiters, start);
-    split.token = text.substr(start, end == std::wstring::npos ? end : end - start);
-    const size_t next = end == std::wstring::npos ? end : text.find_first_not_of(delimiters, end);
-    if (next != std::wstring::npos) {
+    split.token = text.substr(start, end == std::wstring_view::npos ? end : end - start);
+    const size_t next =
+        end == std::wstring_view::npos ? end : text.find_first_not_of(delimiters, end);
+    if (next != std::wstring_view::npos) {
         split.remainder = text.substr(next);
     }
     return split;
@@ -45,28 +50,29 @@ bool ConvertDecimal(const std::wstring& token, uint32_t& value) {
 // Minor and build: the next token of text, one to four decimal digits, read as four
 // decimal places (padded on the right). tokenName ("tszMinor") and partName ("Minor")
 // name the part in the error lines.
-bool ConvertPart(const std::wstring& text, const wchar_t* delimiters, const wchar_t* tokenName,
-                 const wchar_t* partName, uint32_t& value, std::wstring& remainder) {
+bool ConvertPart(std::wstring_view text, const wchar_t* delimiters, const wchar_t* tokenName,
+                 const wchar_t* partName, uint32_t& value, std::wstring_view& remainder) {
     const Split split = SplitAt(text, delimiters);
-    const std::wstring& token = split.token;
+    const std::wstring_view token = split.token;
     if (token.empty()) {
-        ZORV_ERROR(L"*** ConvertVersion() - %s was empty. [%s]", tokenName, text.c_str());
+        ZORV_ERROR(L"*** ConvertVersion() - %s was empty. [%s]", tokenName,
+                   std::wstring(text).c_str());
         return false;
     }
     if (token.size() > kDigitsOfPart) {
         ZORV_ERROR(L"*** ConvertVersion() - Specified %s Version was too long string. [%s]",
-                   partName, token.c_str());
+                   partName, std::wstring(token).c_str());
         return false;
     }
     for (const wchar_t character : token) {
         if (!iswdigit(character)) {
             ZORV_ERROR(
                 L"*** ConvertVersion() - Specified %s Version include not digit character. [%s]",
-                partName, token.c_str());
+                partName, std::wstring(token).c_str());
             return false;
         }
     }
-    std::wstring padded = token;
+    std::wstring padded(token);
     padded.resize(kDigitsOfPart, L'0');
     remainder = split.remainder;
     return ConvertDecimal(padded, value);
@@ -100,7 +106,7 @@ int32_t ConvertVersion(const std::wstring& _tszVersion, uint32_t& major, uint32_
         return kInvalidArgument;
     }
     uint32_t nMajor = 0;
-    if (!ConvertDecimal(majorSplit.token, nMajor)) {
+    if (!ConvertDecimal(std::wstring(majorSplit.token), nMajor)) {
         return kInvalidArgument;
     }
     // A major-only text converts to 0.0.0.0: kept as documents rely on it.
@@ -110,7 +116,7 @@ int32_t ConvertVersion(const std::wstring& _tszVersion, uint32_t& major, uint32_
     }
 
     uint32_t nMinor = 0;
-    std::wstring afterMinor;
+    std::wstring_view afterMinor;
     if (!ConvertPart(majorSplit.remainder, L".-", L"tszMinor", L"Minor", nMinor, afterMinor)) {
         return kInvalidArgument;
     }
@@ -121,7 +127,7 @@ int32_t ConvertVersion(const std::wstring& _tszVersion, uint32_t& major, uint32_
     }
 
     uint32_t nBuild = 0;
-    std::wstring ignored;  // whatever follows the build part
+    std::wstring_view ignored;  // whatever follows the build part
     if (!ConvertPart(afterMinor, L".", L"tszBuild", L"Build", nBuild, ignored)) {
         return kInvalidArgument;
     }

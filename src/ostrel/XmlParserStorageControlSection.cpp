@@ -2,6 +2,7 @@
 // elements and their targeting attributes.
 
 #include <new>
+#include <utility>
 
 #include "DocumentVocabulary.h"
 #include "OstrelResult.h"
@@ -184,7 +185,7 @@ HRESULT CXmlParserStorageControl::ParseSectionElement(const SectionForm& form, S
                     L"*** CXmlParserStorageControl::%s() - Specified Element was skipped.",
                     form.Method);
             } else {
-                entries.push_back(entry);
+                entries.push_back(std::move(entry));
             }
             continue;
         }
@@ -270,7 +271,6 @@ HRESULT CXmlParserStorageControl::ParseEntry(DocumentEntry& entry,
 }
 
 HRESULT CXmlParserStorageControl::ParseEntryChild(DocumentEntry& entry) {
-    const std::wstring element = m_rXmlParser.GetElementName();
     const bool isName = m_rXmlParser.IsElementName(StorageElement::kName);
     const bool isValue = m_rXmlParser.IsElementName(StorageElement::kValue);
     const bool isType = m_rXmlParser.IsElementName(StorageElement::kType);
@@ -279,25 +279,29 @@ HRESULT CXmlParserStorageControl::ParseEntryChild(DocumentEntry& entry) {
     if (!(isName || isValue || isType || isAction || isOverwrite)) {
         return S_OK;
     }
-    std::wstring text;
+    // The name and the value are read straight into the entry; a failed read leaves an
+    // entry that is dropped.
+    std::wstring word;
+    std::wstring& text = isName ? entry.Name : isValue ? entry.Value : word;
     if (!m_rXmlParser.GetText(text)) {
+        // Reading the text leaves the current element as it was.
         STORAGE_CONTROL_ERROR(
             L"*** CXmlParserStorageControl::ParseEntry() - this->m_rXmlParser.GetText(). "
             L"[%s] [0x%08x] [%s] [%lu] [%lu] [%lu]",
-            element.c_str(), m_rXmlParser.GetLastResult(), m_rXmlParser.GetLastNodeName().c_str(),
-            m_rXmlParser.GetLastLine(), m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
+            m_rXmlParser.GetElementName().c_str(), m_rXmlParser.GetLastResult(),
+            m_rXmlParser.GetLastNodeName().c_str(), m_rXmlParser.GetLastLine(),
+            m_rXmlParser.GetLastColumn(), m_rXmlParser.GetLastDepth());
         return ReaderFailure();
     }
-    if (isName) {
-        entry.Name = text;
-    } else if (isValue) {
-        entry.Value = text;
-    } else if ((isType &&
-                !Convert(L"ParseEntry", L"GetValueType", &GetValueType, text, entry.ValueType)) ||
-               (isAction && !Convert(L"ParseEntry", L"GetCommandType", &GetCommandType, text,
-                                     entry.CommandType)) ||
-               (isOverwrite &&
-                !Convert(L"ParseEntry", L"GetBoolean", &GetBoolean, text, entry.Overwrite))) {
+    if (isName || isValue) {
+        return S_OK;
+    }
+    if ((isType &&
+         !Convert(L"ParseEntry", L"GetValueType", &GetValueType, text, entry.ValueType)) ||
+        (isAction &&
+         !Convert(L"ParseEntry", L"GetCommandType", &GetCommandType, text, entry.CommandType)) ||
+        (isOverwrite &&
+         !Convert(L"ParseEntry", L"GetBoolean", &GetBoolean, text, entry.Overwrite))) {
         return Ostrel::kInvalidData;
     }
     return S_OK;

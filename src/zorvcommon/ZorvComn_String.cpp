@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <limits>
 #include <memory>
 #include <new>
 
@@ -18,10 +19,33 @@ constexpr uint32_t kAllocationFailed = 6;
 // The longest text, with its terminator, that Format produces (16 Mi characters).
 constexpr size_t kFormatLimit = 16 * 1024 * 1024;
 
+// A text of ASCII decimal digits short enough not to overflow, read as the C runtime would
+// read it (base 0 takes a leading 0 for octal, so such texts are left to it). Documents are
+// full of such numbers, and the runtime's conversion takes the thread's locale each time.
+template <typename Number>
+bool ParsePlainDecimal(const std::wstring& text, int base, Number& value) {
+    if (text.empty() || text.size() > std::numeric_limits<Number>::digits10 ||
+        (base == 0 && text[0] == L'0' && text.size() > 1)) {
+        return false;
+    }
+    Number number = 0;
+    for (const wchar_t character : text) {
+        if (character < L'0' || character > L'9') {
+            return false;
+        }
+        number = number * 10 + static_cast<Number>(character - L'0');
+    }
+    value = number;
+    return true;
+}
+
 // Converts with errno saved and restored: success needs no ERANGE and the whole
 // (non-empty) text consumed.
 template <typename Number, typename Convert>
 bool ParseWhole(const std::wstring& text, int base, Number& value, Convert convert) {
+    if (ParsePlainDecimal(text, base, value)) {
+        return true;
+    }
     int savedErrno = 0;
     if (_get_errno(&savedErrno) != 0 || _set_errno(0) != 0) {
         return false;

@@ -3,11 +3,14 @@
 #include <windows.h>
 #include <objbase.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "Frwk_StringUtility.h"
 #include "Frwk_Utility.h"
 #include "LogCapture.h"
 #include "ZorvComn_String.h"
@@ -127,6 +130,63 @@ TEST(StrToUl, BasePrefixesRangeAndWholeText) {
         EXPECT_EQ(EDOM, errno) << c.text;
     }
     errno = 0;
+}
+
+// Plain decimal texts are read without the runtime; they must come out as its own
+// conversion reads them, at the edges of that shortcut too.
+TEST(StrToUl, PlainDecimalsReadAsTheRuntimeReadsThem) {
+    const wchar_t* const texts[] = {
+        L"0",          L"00",         L"000000001", L"999999999",   L"1000000000",
+        L"4294967295", L"4294967296", L"07",        L"09",          L" 7",
+        L"+7",         L"7 ",         L"\xff17",    L"12345678901", L""};
+    for (const wchar_t* text : texts) {
+        for (int form = 0; form < 3; ++form) {
+            wchar_t* end = nullptr;
+            errno = 0;
+            const uint64_t expected =
+                form == 2 ? _wcstoui64(text, &end, 0) : wcstoul(text, &end, form == 0 ? 0 : 10);
+            const bool expectConverts = errno != ERANGE && end != text && *end == L'\0';
+            uint32_t value = 7;
+            uint64_t value64 = 7;
+            const bool converted = form == 0   ? StrToUl(text, value)
+                                   : form == 1 ? StrToUlDecimal(text, value)
+                                               : StrToUI64(text, value64);
+            EXPECT_EQ(expectConverts, converted) << text << " form " << form;
+            if (converted) {
+                EXPECT_EQ(expected, form == 2 ? value64 : value) << text << " form " << form;
+            }
+        }
+    }
+    uint64_t value64 = 0;
+    EXPECT_TRUE(StrToUI64(L"9999999999999999999", value64));
+    EXPECT_EQ(9999999999999999999ull, value64);
+    EXPECT_TRUE(StrToUI64(L"18446744073709551615", value64));
+    EXPECT_EQ(~0ull, value64);
+    errno = 0;
+}
+
+// The readers' case-blind comparison answers as _wcsnicmp over the longer length,
+// also for the texts its ASCII shortcut leaves to the runtime.
+TEST(EqualsNoCase, AnswersAsTheRuntimeComparison) {
+    const std::pair<std::wstring, std::wstring> pairs[] = {
+        {L"all", L"ALL"},
+        {L"all", L"al"},
+        {L"al", L"all"},
+        {L"all", L"alm"},
+        {L"@", L"`"},
+        {L"[", L"{"},
+        {L"Z", L"z"},
+        {L"", L""},
+        {L"a", L""},
+        {L"\xdcber", L"\xfcBER"},
+        {L"\xe9t\xe9", L"\xe9T\xe9"},
+        {std::wstring(L"all\0x", 5), L"ALL"},
+        {std::wstring(L"a\0b", 3), std::wstring(L"A\0c", 3)}};
+    for (const auto& [a, b] : pairs) {
+        const bool expected = _wcsnicmp(a.c_str(), b.c_str(), std::max(a.size(), b.size())) == 0;
+        EXPECT_EQ(expected, Frwk::StringUtility::EqualsNoCase(a, b)) << a << " / " << b;
+        EXPECT_EQ(expected, Frwk::StringUtility::EqualsNoCase(b, a)) << b << " / " << a;
+    }
 }
 
 TEST(Format, AMillionCharactersComeOutWholeUpToTheSixteenMiLimit) {
