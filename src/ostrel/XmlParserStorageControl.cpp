@@ -69,7 +69,6 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
             hr, documentPath.c_str());
         return hr;
     }
-    cFileCrypt.RememberOpenedFile();  // for the delete after reading
 
     // Declared after the file, so that on every way out (an exception included) the
     // reader lets go of the file before the file is closed.
@@ -79,6 +78,12 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
     HRESULT hr = StartDocument(session, documentPath, parameter);
     if (FAILED(hr)) {
         return hr;
+    }
+    // Only a document that will be deleted needs its identity, taken while it is open;
+    // asking for it costs a volume query per request.
+    const bool deleteAfterReading = !parameter.Save && !m_KeepDocument;
+    if (deleteAfterReading) {
+        cFileCrypt.RememberOpenedFile();
     }
 
     hr = ParseDocument(*pCommandChain, parameter);
@@ -113,7 +118,7 @@ HRESULT CXmlParserStorageControl::QueryValue(CommandChain* pCommandChain,
         m_pObserver->OnDocumentClosed(documentPath);
     }
     // Through a handle of the file that was read: a file put at its path since stays.
-    if (readToEnd && !parameter.Save && !m_KeepDocument && !cFileCrypt.DeleteOpenedFile(&error)) {
+    if (readToEnd && deleteAfterReading && !cFileCrypt.DeleteOpenedFile(&error)) {
         ZORV_ERROR(
             L"*** CXmlParserStorageControl::QueryValue() - "
             L"ZorvCommon::Storage::File::Delete() failed. [0x%08x]",
